@@ -1,0 +1,1 @@
+# catalogue: compiled from zeltools/resources at build time (see errors/)

@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Builds and runs every test: the suite plainly, the suite again under
+# AddressSanitizer + UndefinedBehaviorSanitizer, a consumer project built
+# against the installed package and against the source tree, and a short
+# smoke run of every benchmark.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source scripts/deps.sh
+zel_need_packages libgtest-dev libgmock-dev libbenchmark-dev liblapack-dev libopenblas-dev
+jobs="$(nproc)"
+
+echo "== tests (release)"
+cmake --preset release >/dev/null
+cmake --build --preset release -j"$jobs"
+ctest --preset release -j"$jobs"
+
+echo "== tests (address + undefined-behaviour sanitizers)"
+cmake --preset asan >/dev/null
+cmake --build --preset asan -j"$jobs"
+ctest --preset asan -j"$jobs"
+
+echo "== install and consume"
+rm -rf build/_install build/consumer build/consumer-subdir
+cmake --install build/release --prefix build/_install >/dev/null
+cmake -S consumer -B build/consumer -DCMAKE_PREFIX_PATH="$PWD/build/_install" >/dev/null
+cmake --build build/consumer -j"$jobs"
+./build/consumer/zel_consumer
+cmake -S consumer -B build/consumer-subdir -DZEL_CONSUMER_SOURCE_TREE="$PWD" >/dev/null
+cmake --build build/consumer-subdir -j"$jobs"
+./build/consumer-subdir/zel_consumer
+
+echo "== benchmarks (smoke run)"
+cmake --preset bench >/dev/null
+cmake --build --preset bench -j"$jobs"
+for b in build/bench/bench/*_bench; do
+  [ -x "$b" ] || continue
+  echo "-- $b"
+  ZEL_BENCH_SMOKE=1 "$b" --benchmark_min_time=0.01 >/dev/null
+done
+echo "all test stages passed"

@@ -1,0 +1,43 @@
+#pragma once
+// Helpers shared by the test programs.
+
+#include <functional>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "zeltools/errors/exception.h"
+#include "zeltools/errors/language.h"
+
+namespace zel::test {
+
+/// Runs `action`, expects it to throw `zel::Exception` of code 2, and returns
+/// the description (empty, with a test failure, when nothing was thrown).
+inline std::string ThrownText(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const Exception& e) {
+    EXPECT_EQ(e.GetCode(), Exception::RunTimeError);
+    return e.GetDescription();
+  }
+  ADD_FAILURE() << "no zel::Exception was thrown";
+  return {};
+}
+
+/// The library message `id` formatted as the catalogue has it in the calling
+/// thread's language.
+std::string CatalogueText(unsigned int id);
+
+/// Sets the thread's language for the lifetime of the object.
+class ScopedLanguage {
+public:
+  explicit ScopedLanguage(unsigned short lang) : saved_(GetThreadUILanguage()) { SetThreadUILanguage(lang); }
+  ~ScopedLanguage() { SetThreadUILanguage(saved_); }
+  ScopedLanguage(const ScopedLanguage&) = delete;
+  ScopedLanguage& operator=(const ScopedLanguage&) = delete;
+
+private:
+  unsigned short saved_;
+};
+
+} // namespace zel::test

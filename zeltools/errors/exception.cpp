@@ -1,0 +1,100 @@
+#include "zeltools/errors/exception.h"
+
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "zeltools/errors/internal/catalogue.h"
+#include "zeltools/errors/language.h"
+#include "zeltools/errors/last_error.h"
+#include "zeltools/platform/platform.h"
+
+namespace zel {
+namespace {
+
+constexpr std::size_t MaxDescription = Exception::DescriptionSize - 1;
+constexpr const char* NotMessageFormat = " Not message %d";
+
+std::atomic<unsigned int> crashLanguage{0};
+
+} // namespace
+
+Exception::Exception(Code code, const char* text) noexcept : code_(code), description_{} {
+  if (text == nullptr)
+    return;
+  // The text is cut, never rejected. A caller's pointer that cannot be read
+  // cannot be detected portably, so "Internal error in <zel::Exception>" (the
+  // text kept for a failed copy) is reserved for a copy that comes up short.
+  std::size_t n = 0;
+  while (n < MaxDescription && text[n] != '\0') {
+    description_[n] = text[n];
+    ++n;
+  }
+  description_[n] = '\0';
+}
+
+Exception::Exception(const Exception& other) noexcept : code_(other.code_) {
+  std::memcpy(description_, other.description_, DescriptionSize);
+}
+
+Exception& Exception::operator=(const Exception& other) noexcept {
+  code_ = other.code_;
+  std::memmove(description_, other.description_, DescriptionSize);
+  return *this;
+}
+
+Exception::Code Exception::GetCode() const noexcept { return code_; }
+
+const char* Exception::GetDescription() const noexcept { return description_; }
+
+void Crash(const char* text) { throw Exception(Exception::RunTimeError, text); }
+
+void CrashFormat(const char* format, ...) {
+  char buffer[Exception::DescriptionSize] = {};
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(buffer, sizeof buffer, format, args);
+  va_end(args);
+  throw Exception(Exception::RunTimeError, buffer);
+}
+
+void GetLibraryMessage(unsigned int id, std::string& text) {
+  if (const char* found = internal::LibraryString(id, GetThreadUILanguage())) {
+    text = found;
+    return;
+  }
+  char buffer[64];
+  std::snprintf(buffer, sizeof buffer, NotMessageFormat, static_cast<int>(id));
+  text = buffer;
+}
+
+void CrashMessage(unsigned int id, ...) {
+  const char* format = internal::LibraryString(id, GetThreadUILanguage());
+  char fallback[64];
+  if (format == nullptr) {
+    std::snprintf(fallback, sizeof fallback, NotMessageFormat, static_cast<int>(id));
+    format = fallback;
+  }
+  if (*format == '\0')
+    throw Exception(Exception::RunTimeError, "");
+  char buffer[Exception::DescriptionSize] = {};
+  va_list args;
+  va_start(args, id);
+  std::vsnprintf(buffer, sizeof buffer, format, args);
+  va_end(args);
+  throw Exception(Exception::RunTimeError, buffer);
+}
+
+void CrashLastError(std::string& text) {
+  text.clear();
+  const unsigned int code = GetLastError();
+  if (code != 0)
+    text = platform::SystemErrorText(code);
+}
+
+void SetCrashLanguage(unsigned int language) noexcept { crashLanguage = language > 1 ? 1u : language; }
+
+unsigned int GetCrashLanguage() noexcept { return crashLanguage; }
+
+} // namespace zel

@@ -1,0 +1,12 @@
+#pragma once
+// The library's own message catalogue, compiled from the resource scripts in
+// zeltools/resources/. Not part of the installed interface.
+
+namespace zel::internal {
+
+/// The text of library message `id` in language `langId`; when that table
+/// lacks the id, the other language's text (as the system resource loader
+/// falls back). Null when neither table has it. The texts are Windows-1251.
+const char* LibraryString(unsigned int id, unsigned short langId) noexcept;
+
+} // namespace zel::internal
