@@ -156,6 +156,8 @@ public:
 
   const std::string* File() const { return file_; }
   int Line() const { return line_; }
+  /// The last line of the text (not the empty one after its final line feed).
+  int LastLine() const { return line_ - (line_ > 1 && !text_.empty() && text_.back() == '\n' ? 1 : 0); }
 
   Result Next(Token& out, std::string& include) {
     for (;;) {
@@ -817,7 +819,7 @@ private:
         return t;
       if (r == Lexer::Finished) {
         if (lexers_.size() == 1)
-          lastLine_ = top.Line();
+          lastLine_ = top.LastLine();
         lexers_.pop_back();
         continue;
       }
