@@ -42,3 +42,20 @@ if(ZELTOOLS_INSTALL)
   install(TARGETS zel_rc_compile EXPORT ZelToolsTargets RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(FILES ${CMAKE_CURRENT_LIST_DIR}/ZelStringTables.cmake DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ZelTools)
 endif()
+
+# A shared object with compiled string tables, for the resource tests; they
+# get its path as ZEL_TEST_STRING_TABLES. The test program is made in
+# tests/, after this file is read, hence the deferred call.
+if(ZELTOOLS_BUILD_TESTS)
+  add_library(zel_test_string_tables MODULE)
+  zel_add_string_tables(zel_test_string_tables ${PROJECT_SOURCE_DIR}/tests/errors/data/module_strings.rc)
+  set_target_properties(zel_test_string_tables PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
+  function(zel_wire_test_string_tables)
+    if(TARGET zel_errors_tests)
+      add_dependencies(zel_errors_tests zel_test_string_tables)
+      target_compile_definitions(zel_errors_tests PRIVATE
+        ZEL_TEST_STRING_TABLES="$<TARGET_FILE:zel_test_string_tables>")
+    endif()
+  endfunction()
+  cmake_language(DEFER DIRECTORY ${PROJECT_SOURCE_DIR} CALL zel_wire_test_string_tables)
+endif()

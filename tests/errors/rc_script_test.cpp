@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include "errors/temp_folder.h"
 #include "support/test_support.h"
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/internal/table_image.h"
@@ -24,6 +25,7 @@ namespace {
 using internal::ParseResourceScript;
 using internal::ScriptTables;
 using Table = std::map<unsigned short, std::string>;
+using test::TempFolder;
 
 ScriptTables Parse(const std::string& script, const std::string& name = "t.rc") {
   return ParseResourceScript(script, name);
@@ -32,28 +34,6 @@ ScriptTables Parse(const std::string& script, const std::string& name = "t.rc") 
 std::string ParseError(const std::string& script, const std::string& name = "t.rc") {
   return test::ThrownText([&] { Parse(script, name); });
 }
-
-// A folder of its own under the system's temporary folder, removed afterwards.
-class TempFolder {
-public:
-  TempFolder() {
-    std::random_device seed;
-    path_ = std::filesystem::temp_directory_path() / ("zel_rc_" + std::to_string(seed()) + std::to_string(seed()));
-    std::filesystem::create_directories(path_);
-  }
-  ~TempFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  std::string Write(const std::string& name, const std::string& contents) const {
-    const std::string file = (path_ / name).string();
-    std::ofstream(file, std::ios::binary) << contents;
-    return file;
-  }
-
-private:
-  std::filesystem::path path_;
-};
 
 TEST(ResourceScript, ReadsTablesOfBothLanguagesAndBothBlockForms) {
   const ScriptTables t = Parse(R"(// comment

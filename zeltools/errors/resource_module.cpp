@@ -1,6 +1,7 @@
 #include "zeltools/errors/internal/resource_module.h"
 
 #include <cctype>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -71,8 +72,12 @@ bool IsLibraryName(const std::string& fileName) {
   return true;
 }
 
-// 0: no such file; 1: an ELF shared object; 2: any other file.
+// 0: no such file (or not a regular one); 1: an ELF shared object; 2: any
+// other file.
 int FileKind(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error))
+    return 0;
   std::ifstream in(path, std::ios::binary);
   if (!in)
     return 0;
