@@ -15,10 +15,11 @@ namespace zel::test {
 
 class TempFile {
 public:
-  TempFile() {
+  /// Errors of the file go to `sink` when one is given, else they throw.
+  explicit TempFile(CPhrase* sink = nullptr) {
     static int serial = 0;
     path_ = testing::TempDir() + "zel_containers_" + std::to_string(::getpid()) + "_" + std::to_string(++serial) + ".bin";
-    EXPECT_EQ(file.Open(path_.c_str(), "wr"), 1);
+    EXPECT_EQ(file.Open(path_.c_str(), "wr", sink), 1);
   }
   ~TempFile() {
     file.Close();
@@ -41,6 +42,8 @@ public:
       file.Write(bytes.data(), bytes.size(), -1);
     return at;
   }
+
+  const std::string& Path() const { return path_; }
 
   CFileBase file;
 

@@ -10,6 +10,7 @@
 #include "containers/temp_file.h"
 #include "support/test_support.h"
 #include "zeltools/errors/language.h"
+#include "zeltools/text/phrase.h"
 
 namespace zel {
 namespace {
@@ -421,6 +422,75 @@ TEST(VectorArray, DamagedPayloadsAreReportedAndLeaveTheArrayEmpty) {
       EXPECT_EQ(a.GetSize(), 0u);
     }
   }
+}
+
+// Runs of every length up to a few hundred bytes, and one list larger than
+// the streaming buffers, so that every copy path and buffer boundary of the
+// payload streaming is crossed.
+TEST(VectorArray, RunsOfEveryLengthAndOneLongerThanTheBuffersRoundTrip) {
+  VectorArray<char, unsigned int> a;
+  std::mt19937 rng(31);
+  std::vector<std::string> model;
+  for (int pass = 0; pass < 3; ++pass) {
+    for (unsigned int n = 0; n <= 300; ++n) {
+      std::string text(n, '\0');
+      for (auto& c : text)
+        c = static_cast<char>(rng());
+      a.Append(n, text.data());
+      model.push_back(text);
+    }
+    std::string big(600000 + pass, '\0');
+    for (auto& c : big)
+      c = static_cast<char>(rng());
+    a.Append(static_cast<unsigned int>(big.size()), big.data());
+    model.push_back(big);
+  }
+  TempFile t;
+  DOCUMENT doc;
+  a.Write(t.file, doc);
+  VectorArray<char, unsigned int> back;
+  ASSERT_EQ(back.Read(t.file, doc), 1);
+  ASSERT_EQ(back.GetSize(), model.size());
+  for (unsigned int i = 0; i < back.GetSize(); ++i) {
+    ASSERT_EQ(back.GetElemSize(i), model[i].size());
+    ASSERT_EQ(std::string(back.GetElemPoint(i), back.GetElemSize(i)), model[i]) << "list " << i;
+  }
+}
+
+TEST(VectorArray, FailuresThatGoToTheFilesSinkReturnZeroAndKeepTheMarks) {
+  ScopedLanguage english(LanguageEnglish);
+  CPhrase sink;
+  TempFile t(&sink);
+  std::vector<unsigned char> damaged;
+  PutU32(damaged, 1);
+  PutU32(damaged, 1);
+  PutU32(damaged, 1000);
+  t.Append(damaged);
+  UIntArray a;
+  a.Append(0, nullptr);
+  EXPECT_EQ(a.Read(t.file, DOCUMENT{0, 12}), 0);
+  EXPECT_EQ(a.GetSize(), 0u);
+  ASSERT_GE(sink.GetQuantity(), 1u);
+  EXPECT_TRUE(IsOverrun(sink[sink.GetQuantity() - 1].GetText())) << sink[sink.GetQuantity() - 1].GetText();
+
+  // A file that cannot be written: the record stays empty and the marks stay.
+  VArrayPlus<double> rows;
+  rows.SetSize(1);
+  EXPECT_EQ(rows.Read(t.file, 0), 0); // 1 row whose count (1) of doubles overruns
+  EXPECT_EQ(rows.GetSize(), 0u);
+  t.file.Close();
+  CPhrase readSink;
+  CFileBase readOnly;
+  ASSERT_EQ(readOnly.Open(t.Path().c_str(), "r", &readSink), 1);
+  const unsigned int v = 5;
+  a.Append(1, &v);
+  DOCUMENT doc{7, 7};
+  a.Write(readOnly, doc);
+  EXPECT_EQ(doc.position, 0);
+  EXPECT_EQ(doc.length, 0);
+  EXPECT_EQ(a.GetModify(), 0x11);
+  EXPECT_GE(readSink.GetQuantity(), 1u);
+  readOnly.Close();
 }
 
 TEST(VectorArray, CopyAndAssignmentCopyContentsAndMarks) {

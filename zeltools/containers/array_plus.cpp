@@ -20,12 +20,7 @@ unsigned int GrowthStep(unsigned int count, std::uint64_t needed, unsigned int e
   CrashMessage(202);
 }
 
-unsigned int PieceBytes(std::uint64_t count, std::size_t size) {
-  const std::uint64_t bytes = count * size;
-  if ((size != 0 && bytes / size != count) || bytes > MemoryCeiling)
-    CrashMessage(202);
-  return static_cast<unsigned int>(bytes);
-}
+void RefuseRequest() { CrashMessage(202); }
 
 } // namespace internal
 

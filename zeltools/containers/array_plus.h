@@ -34,10 +34,17 @@ struct IsTypeValue<CTypeValue<T1, T2>> : std::true_type {};
 /// `needed` does not fit.
 unsigned int GrowthStep(unsigned int count, std::uint64_t needed, unsigned int extra);
 
+/// Throws message 202: a request above the memory layer's ceiling.
+[[noreturn]] void RefuseRequest();
+
 /// The bytes of `count` elements of `size` bytes as one allocator request.
 /// Fails with message 202 when they exceed the memory layer's ceiling (and so
 /// could neither be had nor counted in 32 bits).
-unsigned int PieceBytes(std::uint64_t count, std::size_t size);
+inline unsigned int PieceBytes(std::uint64_t count, std::size_t size) {
+  if (size != 0 && count > MemoryCeiling / size)
+    RefuseRequest();
+  return static_cast<unsigned int>(count * size);
+}
 
 } // namespace internal
 

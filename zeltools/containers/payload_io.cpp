@@ -21,14 +21,7 @@ void PayloadWriter::Flush() {
   used_ = 0;
 }
 
-void PayloadWriter::Put(const void* data, std::size_t size) {
-  if (failed_ || size == 0)
-    return;
-  if (size <= PayloadChunk - used_) {
-    std::memcpy(buffer_.get() + used_, data, size);
-    used_ += size;
-    return;
-  }
+void PayloadWriter::PutLarge(const void* data, std::size_t size) {
   Flush();
   if (size < PayloadChunk) {
     std::memcpy(buffer_.get(), data, size);
@@ -44,7 +37,8 @@ bool PayloadWriter::Finish() {
 }
 
 PayloadReader::PayloadReader(CFileBase& file, long long pos)
-    : file_(file), window_(std::make_unique<unsigned char[]>(PayloadChunk)), windowPos_(pos < 0 ? file.GetPosRead() : pos) {}
+    : file_(file), window_(std::make_unique<unsigned char[]>(PayloadChunk)), fileLength_(file.GetLength()),
+      windowPos_(pos < 0 ? file.GetPosRead() : pos) {}
 
 PayloadReader::~PayloadReader() = default;
 
@@ -58,7 +52,7 @@ bool PayloadReader::Fill(std::size_t needed) {
   offset_ = 0;
   windowSize_ = left;
   const long long end = windowPos_ + static_cast<long long>(left);
-  const long long inFile = file_.GetLength() - end;
+  const long long inFile = fileLength_ - end;
   std::size_t want = PayloadChunk - left;
   if (inFile < static_cast<long long>(want))
     want = inFile > 0 ? static_cast<std::size_t>(inFile) : 0;
@@ -70,33 +64,15 @@ bool PayloadReader::Fill(std::size_t needed) {
   return true;
 }
 
-bool PayloadReader::Value(unsigned int& value) {
-  if (!Fill(sizeof value))
-    return false;
-  std::memcpy(&value, window_.get() + offset_, sizeof value);
-  offset_ += sizeof value;
-  return true;
+bool PayloadReader::Overrun(unsigned int count, std::size_t elementSize) {
+  // Reported through the file's one path for this, from the same place.
+  file_.SetPosRead(windowPos_ + static_cast<long long>(offset_));
+  if (CheckRemaining(file_, count, elementSize))
+    file_.Message(110, ""); // the same rule cannot pass; never go on regardless
+  return false;
 }
 
-bool PayloadReader::Count(unsigned int& count, std::size_t elementSize) {
-  count = 0;
-  unsigned int stored = 0;
-  if (!Value(stored))
-    return false;
-  const long long here = windowPos_ + static_cast<long long>(offset_);
-  const long long left = file_.GetLength() - here;
-  if (left < 0 || (elementSize != 0 && stored > static_cast<unsigned long long>(left) / elementSize)) {
-    // Reported through the file's one path for this, from the same place.
-    file_.SetPosRead(here);
-    if (CheckRemaining(file_, stored, elementSize))
-      file_.Message(110, ""); // cannot happen: the same rule; never go on
-    return false;
-  }
-  count = stored;
-  return true;
-}
-
-bool PayloadReader::Get(void* target, std::size_t size) {
+bool PayloadReader::GetSlow(void* target, std::size_t size) {
   auto* out = static_cast<unsigned char*>(target);
   const std::size_t inWindow = std::min(size, windowSize_ - offset_);
   if (inWindow != 0) {
@@ -105,8 +81,6 @@ bool PayloadReader::Get(void* target, std::size_t size) {
     out += inWindow;
     size -= inWindow;
   }
-  if (size == 0)
-    return true;
   if (size >= PayloadChunk / 2) {
     // A long run goes straight from the file to its place.
     const long long at = windowPos_ + static_cast<long long>(offset_);
