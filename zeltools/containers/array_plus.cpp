@@ -39,7 +39,7 @@ long long VArrayPlus<T>::Write(CFileBase& file, long long pos) {
   }
   for (const Row& row : rows_) {
     out.PutCount(row.count);
-    out.Put(row.storage, sizeof(T) * row.count);
+    out.PutPiece(row.storage, sizeof(T) * row.count);
   }
   return out.Finish() ? at : -1;
 }

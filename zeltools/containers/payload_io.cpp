@@ -6,10 +6,14 @@
 #include "zeltools/errors/exception.h"
 #include "zeltools/files/block.h"
 #include "zeltools/files/file_base.h"
+#include "zeltools/memory/allocator.h"
 
 namespace zel::internal {
 
-PayloadWriter::PayloadWriter(CFileBase& file) : file_(file), buffer_(std::make_unique<unsigned char[]>(PayloadChunk)) {}
+static_assert(PieceBlock <= KZAllocator::ReadSlack, "pieces are copied within their portion's slack");
+
+PayloadWriter::PayloadWriter(CFileBase& file)
+    : file_(file), buffer_(std::make_unique<unsigned char[]>(PayloadChunk + PieceBlock)) {}
 
 // A writer abandoned by an exception drops what it gathered: the payload is
 // incomplete anyway and the caller's record stays empty.

@@ -24,7 +24,7 @@ bool ListArray<Record>::WritePayload(CFileBase& file) const {
         out.Put(&list.head, sizeof(list.head));
       }
       out.PutCount(list.count);
-      out.Put(list.elements, sizeof(Element) * list.count);
+      out.PutPiece(list.elements, sizeof(Element) * list.count);
     }
   }
   return out.Finish();

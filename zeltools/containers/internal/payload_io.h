@@ -27,6 +27,9 @@ namespace zel::internal {
 /// passes every piece straight to the system (above its 16 KB cache), small
 /// enough to stay in the processor's second-level cache.
 inline constexpr std::size_t PayloadChunk = 256 * 1024;
+/// The fixed block of `PayloadWriter::PutPiece`; the staging buffer has this
+/// much room past `PayloadChunk` for it.
+inline constexpr std::size_t PieceBlock = 96;
 
 /// Copies `n` bytes. The runs of a payload are mostly a few dozen bytes, for
 /// which a library call costs more than the copy: up to 128 bytes are moved
@@ -71,6 +74,20 @@ public:
       return;
     }
     PutLarge(data, size);
+  }
+  /// As `Put`, for `data` inside an allocator portion, which has at least
+  /// `KZAllocator::ReadSlack` readable bytes after any piece: short runs are
+  /// then copied as one fixed-size block (the bytes past `size` are
+  /// overwritten by what follows), avoiding a branch on their length.
+  void PutPiece(const void* data, std::size_t size) {
+    if (size == 0)
+      return; // an empty list may have no piece at all
+    if (size <= PieceBlock && size <= PayloadChunk - used_) {
+      std::memcpy(buffer_.get() + used_, data, PieceBlock);
+      used_ += size;
+      return;
+    }
+    Put(data, size);
   }
   void PutCount(unsigned int value) {
     if (sizeof value <= PayloadChunk - used_) {
