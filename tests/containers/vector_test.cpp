@@ -272,7 +272,7 @@ TEST(Vector, ReplaceChecksItsPositions) {
   EXPECT_EQ(v.Replace(0, 5), 0);
   EXPECT_EQ(v.Replace(4, 5), 0);
   EXPECT_EQ(v.Replace(3, 5), 1);
-  const int src[] = {7, 8};
+  const int src[] = {7, 8, 0, 0};
   EXPECT_EQ(v.Replace(3, 2, src), 0);
   EXPECT_EQ(v.Replace(2, 4, src), 0);  // would write past the end: refused
   EXPECT_EQ(v.Replace(0, 1, src), 0);
