@@ -277,6 +277,22 @@ TEST(CArrayPlus, ExhaustionLeavesTheArrayAsItWas) {
   EXPECT_EQ(a.GetMaxSize(), 4u);
 }
 
+TEST(CArrayPlus, GrowthNearTheTopOfThirtyTwoBitsAsksForWhatIsNeeded) {
+  ScopedLanguage english(LanguageEnglish);
+  EXPECT_EQ(internal::GrowthStep(8, 9, 2), 13u);
+  EXPECT_EQ(internal::GrowthStep(0, 3, 0), 3u);
+  // Five quarters of 4e9 do not fit 32 bits (a 32-bit product would wrap to
+  // far less than needed): the step is exactly the need.
+  EXPECT_EQ(internal::GrowthStep(4000000000u, 4000000001ull, 2), 4000000001u);
+  EXPECT_EQ(ThrownText([] { internal::GrowthStep(0xFFFFFFFFu, 0x100000000ull, 2); }),
+            "Memory allocation request exceeds  4Gb.");
+  EXPECT_EQ(internal::PieceBytes(3, 10), 30u);
+  EXPECT_EQ(internal::PieceBytes(0x90000000ull, 1), 0x90000000u);
+  EXPECT_EQ(ThrownText([] { internal::PieceBytes(0x48000001ull, 2); }), "Memory allocation request exceeds  4Gb.");
+  EXPECT_EQ(ThrownText([] { internal::PieceBytes(0x4000000000000001ull, 8); }),
+            "Memory allocation request exceeds  4Gb.");
+}
+
 // Random edits against a model that keeps the whole capacity, so that the
 // rule "elements within the capacity keep their values" is checked too.
 TEST(CArrayPlus, RandomEditsMatchAModelOfTheCapacity) {

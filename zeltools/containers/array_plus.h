@@ -53,7 +53,10 @@ inline unsigned int PieceBytes(std::uint64_t count, std::size_t size) {
 /// Storage is obtained with `Memory` (zero-filled) and released with
 /// `DoMemoryFree`, never with the standard allocator; `T` must therefore be
 /// trivially copyable. Growth goes by five quarters: one element at a time
-/// from empty, the capacities are 1, 4, 8, 13, 19, 26, ...
+/// from empty, the capacities are 1, 4, 8, 13, 19, 26, ... The step is
+/// figured without wrapping; near 2^32 elements, where five quarters would
+/// not fit 32 bits, exactly what is needed is asked for, and beyond that the
+/// growth fails with message 202.
 ///
 /// Elements that come back into use within the capacity (`SetSize`) keep
 /// what they held before; only `Zero`, `Init`, `Set` without a source,
