@@ -51,6 +51,7 @@ double Scale(const std::vector<Point>& v) noexcept {
 template <class Point>
 void Build(PointGrid<Point>& grid, const std::vector<Point>& v, double tol) {
   grid.Reset(tol, Scale(v));
+  grid.Reserve(v.size());
   for (const Point& p : v)
     grid.Append(p);
 }
@@ -123,9 +124,11 @@ unsigned int MergePoints(Points& v, double tol, std::vector<unsigned int>& map) 
   Points kept;
   kept.reserve(n);
   PointGrid<Point> grid;
-  const bool gridded = PointGrid<Point>::Serves(tol);
-  if (gridded)
+  const bool gridded = PointGrid<Point>::Serves(tol) && std::uint64_t{n} * n > 2 * kScanWork;
+  if (gridded) {
     grid.Reset(tol, Scale(v)); // every point fits: no rebuilds on the way
+    grid.Reserve(n);
+  }
   for (std::size_t i = 0; i < n; ++i) {
     const Point& p = v[i];
     unsigned int position = 0;

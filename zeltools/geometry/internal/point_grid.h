@@ -4,7 +4,11 @@
 // vectors. Internal to the point vectors.
 //
 // Invariants:
-//  1. 0 <= tol_ <= cell_, and cell_ is finite and positive.
+//  1. 0 <= tol_ <= cell_, and cell_ is finite and positive. Cells are eight
+//     tolerances wide where the coordinates allow: a search box of two
+//     tolerances then meets one or two cells per axis, about two cells in
+//     all in space, while distinct nodes (usually far more than a tolerance
+//     apart) still rarely share a cell.
 //  2. Points 0 .. count_-1 of the caller's array are indexed, in order. Each
 //     one with finite coordinates sits in the chain of exactly one cell, the
 //     cell of its coordinates; the others are counted and in no chain (they
@@ -21,6 +25,7 @@
 //     half full, so every probe sequence ends at an empty slot.
 
 #include <array>
+#include <cfloat>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -61,17 +66,23 @@ public:
   /// magnitude.
   void Reset(double tol, double scale) {
     tol_ = tol;
-    // Cells no smaller than the tolerance, and no finer than 2^-40 of the
-    // coordinates (invariant 4); 2^-1000 keeps them positive for points all
-    // at the origin.
-    cell_ = std::fmax(std::fmax(tol, scale * 0x1p-40), 0x1p-1000);
+    // Invariants 1 and 4: no finer than 2^-40 of the coordinates; 2^-1000
+    // keeps cells positive for points all at the origin, and the largest
+    // double keeps them finite for huge tolerances.
+    cell_ = std::fmin(std::fmax(std::fmax(tol * 8, scale * 0x1p-40), 0x1p-1000), DBL_MAX);
     limit_ = std::fmax(scale, cell_) * 0x1p10;
     reach_ = 0.0;
     count_ = 0;
     next_.clear();
-    keys_.assign(16, Cell{});
-    heads_.assign(16, kNone);
+    slots_.assign(16, Slot{});
     used_ = 0;
+  }
+
+  /// Makes room for `n` points without regrowing the table.
+  void Reserve(std::size_t n) {
+    next_.reserve(n);
+    while (slots_.size() < 2 * n)
+      Grow();
   }
 
   std::size_t Count() const noexcept { return count_; }
@@ -97,15 +108,15 @@ public:
     Cell cell;
     for (int k = 0; k < kAxes; ++k)
       cell[static_cast<std::size_t>(k)] = CellOf(PointAxes<Point>::Get(p, k));
-    if (2 * (used_ + 1) > heads_.size())
+    if (2 * (used_ + 1) > slots_.size())
       Grow();
-    const std::size_t slot = Slot(cell);
-    if (heads_[slot] == kNone) {
-      keys_[slot] = cell;
+    Slot& slot = slots_[Place(cell)];
+    if (slot.head == kNone) {
+      slot.cell = cell;
       ++used_;
     }
-    next_[index] = heads_[slot];
-    heads_[slot] = index;
+    next_[index] = slot.head;
+    slot.head = index;
   }
 
   /// Searches the indexed points of `points` for the lowest position
@@ -134,8 +145,7 @@ public:
     std::uint32_t best = kNone;
     Cell cell = lo;
     for (std::uint64_t visited = 0; visited < cells; ++visited) {
-      const std::size_t slot = Slot(cell);
-      for (std::uint32_t i = heads_[slot]; i != kNone; i = next_[i])
+      for (std::uint32_t i = slots_[Place(cell)].head; i != kNone; i = next_[i])
         if (i < best && points[i].IsEqual(p, tol_))
           best = i;
       for (std::size_t k = 0; k < kAxes; ++k) { // the next cell, odometer style
@@ -153,6 +163,13 @@ public:
 private:
   using Cell = std::array<std::int64_t, kAxes>;
   static constexpr std::uint32_t kNone = 0xFFFFFFFFu;
+
+  /// A cell and the last point indexed in it; kept together so that a probe
+  /// touches one cache line.
+  struct Slot {
+    Cell cell{};
+    std::uint32_t head = kNone;
+  };
 
   static bool Finite(const Point& p) noexcept {
     for (int k = 0; k < kAxes; ++k)
@@ -182,26 +199,22 @@ private:
     return h ^ (h >> 29);
   }
 
-  /// The slot holding `cell`, or the empty slot where it would go.
-  std::size_t Slot(const Cell& cell) const noexcept {
-    const std::size_t mask = heads_.size() - 1;
-    std::size_t slot = static_cast<std::size_t>(Hash(cell)) & mask;
-    while (heads_[slot] != kNone && keys_[slot] != cell)
-      slot = (slot + 1) & mask;
-    return slot;
+  /// The number of the slot holding `cell`, or of the empty slot where it
+  /// would go.
+  std::size_t Place(const Cell& cell) const noexcept {
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t place = static_cast<std::size_t>(Hash(cell)) & mask;
+    while (slots_[place].head != kNone && slots_[place].cell != cell)
+      place = (place + 1) & mask;
+    return place;
   }
 
   void Grow() {
-    std::vector<Cell> keys(keys_.size() * 2);
-    std::vector<std::uint32_t> heads(heads_.size() * 2, kNone);
-    keys.swap(keys_);
-    heads.swap(heads_);
-    for (std::size_t i = 0; i < heads.size(); ++i)
-      if (heads[i] != kNone) {
-        const std::size_t slot = Slot(keys[i]);
-        keys_[slot] = keys[i];
-        heads_[slot] = heads[i];
-      }
+    std::vector<Slot> old(slots_.size() * 2);
+    old.swap(slots_);
+    for (const Slot& slot : old)
+      if (slot.head != kNone)
+        slots_[Place(slot.cell)] = slot;
   }
 
   double tol_ = 0.0;
@@ -210,8 +223,7 @@ private:
   double reach_ = 0.0;
   std::size_t count_ = 0;
   std::vector<std::uint32_t> next_; // the next point of the same cell
-  std::vector<Cell> keys_;
-  std::vector<std::uint32_t> heads_; // the last point indexed in the cell
+  std::vector<Slot> slots_;         // a power of two of them
   std::size_t used_ = 0;
 };
 
