@@ -62,6 +62,8 @@ TEST(CPoint2D, MeasuresOnExamples) {
   EXPECT_EQ(CPoint2D(3, 4).Length(), 5.0);
   EXPECT_DOUBLE_EQ(o.Angle(ex, ey), 90.0);
   EXPECT_DOUBLE_EQ(o.Angle(ex, {-1, 1}), 135.0);
+  // The conversion multiplies by 180 before dividing by pi, to the last bit.
+  EXPECT_EQ(o.Angle({1, 0}, {1, 2}), std::acos(1.0 / (1.0 * std::sqrt(5.0))) * 180.0 / 3.141592653589793);
   EXPECT_EQ(o.Angle(o, ey), 0.0);
   EXPECT_EQ(o.Angle(ex, o), 0.0);
 }

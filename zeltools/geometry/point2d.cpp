@@ -11,8 +11,9 @@ namespace {
 /// polygons whose classification depends on this exact value.
 constexpr double kOrdinateNudge = 1e-10;
 
-/// Degrees per radian with the value of pi the applications have always used.
-constexpr double kDegreesPerRadian = 180.0 / 3.141592653589793;
+/// The value of pi the applications' stored angles were computed with; the
+/// conversion multiplies by 180 first and divides by it last.
+constexpr double kPi = 3.141592653589793;
 
 } // namespace
 
@@ -54,7 +55,7 @@ double CPoint2D::Angle(const CPoint2D& a, const CPoint2D& b) const noexcept {
     return 180.0;
   if (cosine > 1.0)
     return 0.0;
-  return std::acos(cosine) * kDegreesPerRadian;
+  return std::acos(cosine) * 180.0 / kPi;
 }
 
 unsigned char CPoint2D::Line(const CPoint2D& p1, const CPoint2D& p2, double& a, double& b, double& c) noexcept {

@@ -6,8 +6,9 @@ namespace zel {
 
 namespace {
 
-/// Degrees per radian with the value of pi the plane point uses.
-constexpr double kDegreesPerRadian = 180.0 / 3.141592653589793;
+/// The value of pi the applications' stored angles were computed with; the
+/// conversion multiplies by 180 first and divides by it last.
+constexpr double kPi = 3.141592653589793;
 
 } // namespace
 
@@ -55,7 +56,7 @@ double CPoint3D::Angle(const CPoint3D& a, const CPoint3D& b) const noexcept {
     return 180.0;
   if (cosine > 1.0)
     return 0.0;
-  return std::acos(cosine) * kDegreesPerRadian;
+  return std::acos(cosine) * 180.0 / kPi;
 }
 
 unsigned char CPoint3D::Shift(const CPoint3D& toward, double distance, double tol) noexcept {
