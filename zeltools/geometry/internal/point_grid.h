@@ -78,12 +78,10 @@ public:
     used_ = 0;
   }
 
-  /// Makes room for `n` points without regrowing the table.
-  void Reserve(std::size_t n) {
-    next_.reserve(n);
-    while (slots_.size() < 2 * n)
-      Grow();
-  }
+  /// Makes room for `n` points. The table of cells is left to grow with the
+  /// cells actually met: coincident points share cells, and a table sized
+  /// for every point would only spread the probes over more cache lines.
+  void Reserve(std::size_t n) { next_.reserve(n); }
 
   std::size_t Count() const noexcept { return count_; }
 
