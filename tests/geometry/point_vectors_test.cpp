@@ -1,5 +1,6 @@
 #include "zeltools/geometry/point_vectors.h"
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 #include <vector>
@@ -253,6 +254,42 @@ TYPED_TEST(PointVectors, MergeAgainstSequentialAdd) {
   typename TestFixture::Points empty;
   EXPECT_EQ(empty.Merge(1.0, map), 0u);
   EXPECT_TRUE(map.empty());
+}
+
+} // namespace
+} // namespace zel
+
+namespace zel {
+namespace {
+
+TEST(PointVectorsInTheGenericVector, KeptOrderSeesAllPointsAsEquivalent) {
+  // operator< is always false, so the element comparison says "equal" only
+  // for exactly equal points and "after" (1) for every other pair, both ways.
+  const CPoint2D a(1, 2), b(1, 3), c(0, 0);
+  EXPECT_EQ(Vector<CPoint2D>::Compare(&a, &b), 1);
+  EXPECT_EQ(Vector<CPoint2D>::Compare(&b, &a), 1);
+  EXPECT_EQ(Vector<CPoint2D>::Compare(&a, &a), 0);
+  EXPECT_EQ(Vector<CPoint2D>::Compare(nullptr, &a), -1);
+  const CPoint3D p(1, 2, 3), q(1, 2, 4);
+  EXPECT_EQ(Vector<CPoint3D>::Compare(&p, &q), 1);
+  EXPECT_EQ(Vector<CPoint3D>::Compare(&q, &p), 1);
+
+  // Sorting keeps every point (in some order) and never fails.
+  VPoint2D v;
+  for (int i = 0; i < 200; ++i)
+    v.Append(CPoint2D((i * 37) % 11, (i * 17) % 5));
+  const std::vector<CPoint2D> before(v.begin(), v.end());
+  v.Sort(false);
+  ASSERT_EQ(v.GetSize(), 200u);
+  for (const CPoint2D& p : before)
+    ASSERT_EQ(std::count(v.begin(), v.end(), p), std::count(before.begin(), before.end(), p));
+  std::vector<unsigned int> order;
+  v.Order(order);
+  std::sort(order.begin(), order.end());
+  for (unsigned int i = 0; i < order.size(); ++i)
+    ASSERT_EQ(order[i], i + 1);
+  EXPECT_EQ(v.Exist(CPoint2D(3, 1)), 1);
+  EXPECT_EQ(v.Exist(CPoint2D(3, 1.5)), 0);
 }
 
 } // namespace

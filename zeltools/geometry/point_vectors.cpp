@@ -7,6 +7,11 @@
 
 namespace zel {
 
+// Every operation of the vector compiled and exported for the point types,
+// beside the plain element types the containers instantiate themselves.
+template class Vector<CPoint2D>;
+template class Vector<CPoint3D>;
+
 namespace {
 
 using internal::PointAxes;
