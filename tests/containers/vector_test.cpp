@@ -365,7 +365,8 @@ TEST(Vector, PointersCompareByAddress) {
   v.Sort(true);
   EXPECT_EQ(Std(v), (std::vector<char*>{text, text + 1, text + 2}));
   std::vector<unsigned int> order;
-  Vector<const char*>{"z" + 0, nullptr}.Order(order);
+  const char* z = "z";
+  Vector<const char*>{z, nullptr}.Order(order);
   EXPECT_EQ(order, (std::vector<unsigned int>{2, 1}));
 }
 
@@ -402,7 +403,7 @@ T RandomValue(std::mt19937_64& rng, bool narrow) {
     if (narrow) return static_cast<T>(static_cast<int>(rng() % 9) - 4);
     return static_cast<T>(rng());
   } else if constexpr (std::is_same_v<T, Text>) {
-    static const char* words[] = {"", "a", "ab", "abc", "b", "\xE0", "\xE0" "a", "Z"};
+    static const char* words[] = {"", "a", "ab", "abc", "b", "\xE0", ("\xE0" "a"), "Z"};
     return Text(words[rng() % (narrow ? 3 : std::size(words))]);
   } else {
     using Type = decltype(T().type);
@@ -584,6 +585,9 @@ TEST(Vector, SortOfARangeSortsOnlyThatRange) {
     v.Sort(v.data() + a, v.data() + b, unique);
     ASSERT_EQ(Std(v), expected) << "range " << a << ".." << b << " of " << n;
   }
+  Vector<int> byIterators{5, 1, 5, 0};
+  byIterators.Sort(byIterators.begin() + 1, byIterators.end(), true);
+  EXPECT_EQ(Std(byIterators), (std::vector<int>{5, 0, 1, 5}));
   Vector<int> v{3, 2, 1};
   int outside[2] = {2, 1};
   v.Sort(outside, outside + 2, true);  // not this vector's storage

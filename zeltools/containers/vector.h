@@ -369,6 +369,13 @@ public:
     this->erase(from, to);
   }
 
+  /// `Sort(first, last, unique)` for iterators of this vector.
+  void Sort(typename Base::iterator first, typename Base::iterator last, bool unique) {
+    if (first == last) return;
+    T* const begin = this->data();
+    Sort(begin + (first - this->begin()), begin + (last - this->begin()), unique);
+  }
+
   /// Fills `out` with the 1-based positions of the elements in ascending
   /// order of value (NaNs last); the vector is unchanged.
   void Order(std::vector<unsigned int>& out) const {
