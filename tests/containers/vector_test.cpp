@@ -177,6 +177,9 @@ TEST(Vector, SetCopyAndSetZero) {
   EXPECT_EQ(Std(v), (std::vector<int>{4, 5, 6}));
   v.Set(2, nullptr);
   EXPECT_EQ(Std(v), (std::vector<int>{0, 0}));
+  const std::vector<int> plain{3, 4};
+  Vector<int> fromPlain = plain;
+  EXPECT_EQ(fromPlain.Compare(plain), 0);
   Vector<int> w{9};
   w.Copy(std::vector<int>{1, 2});
   EXPECT_EQ(Std(w), (std::vector<int>{1, 2}));

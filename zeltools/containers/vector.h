@@ -42,6 +42,9 @@ class Vector : public std::vector<T> {
 public:
   using Base::Base;
   Vector() = default;
+  /// A copy of (or the storage of) a plain standard vector.
+  Vector(const Base& other) : Base(other) {}  // NOLINT(google-explicit-constructor)
+  Vector(Base&& other) noexcept : Base(std::move(other)) {}  // NOLINT(google-explicit-constructor)
 
   // --- size and access --------------------------------------------------
 
