@@ -20,13 +20,7 @@ namespace {
 using test::ScopedLanguage;
 using test::ThrownText;
 
-bool AllZero(const void* p, std::size_t n) {
-  const auto* b = static_cast<const unsigned char*>(p);
-  for (std::size_t i = 0; i < n; ++i)
-    if (b[i] != 0)
-      return false;
-  return true;
-}
+using test::AllZero;
 
 TEST(KZAllocator, EmptyArenaOpensPortionsOfTheRequestUntilAQuarterOfUsedIsLarger) {
   KZAllocator a;

@@ -80,7 +80,8 @@ public:
   /// placeholder is the open file's name, which stays open and keeps its
   /// state), 102 when the system refuses, 108 when the length is unknown.
   /// `sink` and `crash` choose the reporting (see `Message`); the crash flag
-  /// takes effect only once the open has succeeded.
+  /// takes effect only once the open has succeeded. The sink is not owned and
+  /// must outlive the open file (the destructor may still report to it).
   unsigned char Open(const char* name, const char* mode, CPhrase* sink = nullptr, unsigned char crash = 0);
   /// The raw open with Windows-numbered `access` (GenericRead/GenericWrite),
   /// `share` (ShareRead/ShareWrite; 0 means exclusive) and `creation`. Sets
