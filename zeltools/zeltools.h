@@ -14,10 +14,13 @@
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
 
+#include "zeltools/containers/array_plus.h"
+#include "zeltools/containers/small_vectors.h"
 #include "zeltools/containers/type_codes.h"
 #include "zeltools/containers/type_value.h"
 #include "zeltools/containers/vbase.h"
 #include "zeltools/containers/vector.h"
+#include "zeltools/containers/vector_array.h"
 
 #include "zeltools/text/bits.h"
 #include "zeltools/text/compare.h"
