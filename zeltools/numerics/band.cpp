@@ -64,17 +64,23 @@ void BandFactorPlain(std::size_t n, GAUSS_TAPE* rows, std::size_t first) {
     Crash("Null diagonal");
 }
 
-void BandSolvePlain(std::size_t n, const GAUSS_TAPE* rows, double* b) {
+void BandSolvePlain(std::size_t n, const GAUSS_TAPE* rows, double* b, bool vector) {
   for (std::size_t i = 0; i < n; ++i) {
     const double x = b[i];
     if (x == 0.0)
       continue;
     const double* v = rows[i].values;
     const std::size_t count = rows[i].count;
-    for (std::size_t k = 1; k < count; ++k)
-      b[i + k] -= v[k] * x;
+    if (vector) {
+      BandForwardRowAvx512(v, count, x, b + i);
+    } else {
+      for (std::size_t k = 1; k < count; ++k)
+        b[i + k] -= v[k] * x;
+    }
     b[i] = x / v[0];
   }
+  // Each element's sum runs in increasing k as stated; the rows form one
+  // chain of dependent subtractions, which no reordering may shorten.
   for (std::size_t i = n >= 2 ? n - 1 : 0; i-- > 0;) {
     const double* v = rows[i].values;
     const std::size_t count = rows[i].count;
@@ -98,8 +104,9 @@ void Factor(std::size_t n, GAUSS_TAPE* rows) {
 }
 
 void Solve(std::size_t n, const GAUSS_TAPE* rows, std::size_t m, double* b) {
+  const bool vector = numerics::ActiveSimdLevel() == numerics::SimdLevel::Avx512;
   for (std::size_t r = 0; r < m; ++r)
-    numerics::BandSolvePlain(n, rows, b + r * n);
+    numerics::BandSolvePlain(n, rows, b + r * n, vector);
 }
 
 // The column flags of the packed entry point live in a block of the

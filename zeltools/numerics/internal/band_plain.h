@@ -14,8 +14,9 @@ namespace zel::numerics {
 /// "Null diagonal" on a zero pivot.
 void BandFactorPlain(std::size_t n, GAUSS_TAPE* rows, std::size_t first);
 
-/// Forward and backward substitution of one right-hand side.
-void BandSolvePlain(std::size_t n, const GAUSS_TAPE* rows, double* b);
+/// Forward and backward substitution of one right-hand side; `vector` lets
+/// the forward rows run across AVX-512 lanes (same operations per element).
+void BandSolvePlain(std::size_t n, const GAUSS_TAPE* rows, double* b, bool vector = false);
 
 /// Rows that break the envelope rule, or have no values: refused before any
 /// work (`Exception`, code 2). `forFactor` adds the envelope test to the
