@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "zeltools/errors/exception.h"
+#include "zeltools/numerics/internal/aligned_buffer.h"
 #include "zeltools/numerics/internal/band_plain.h"
 
 namespace zel::numerics {
@@ -18,21 +19,6 @@ constexpr std::size_t NarrowBand = 12;
 constexpr std::size_t SubPanel = 8;
 
 std::size_t Reach(const GAUSS_TAPE* rows, std::size_t i) { return i + rows[i].count - 1; }
-
-// A zero-filled array of doubles starting on a 64-byte boundary, so that
-// whole groups of eight never straddle cache lines.
-class AlignedDoubles {
-public:
-  explicit AlignedDoubles(std::size_t count) : storage_(count + 8, 0.0) {
-    const auto address = reinterpret_cast<std::uintptr_t>(storage_.data());
-    data_ = storage_.data() + ((64 - address % 64) % 64) / sizeof(double);
-  }
-  double* data() { return data_; }
-
-private:
-  std::vector<double> storage_;
-  double* data_;
-};
 
 // Working storage of the panels, sized once for the widest panel.
 struct PanelStorage {
