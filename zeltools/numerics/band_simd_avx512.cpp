@@ -4,6 +4,7 @@
 // whose flag is clear is left as it was.
 
 #include "zeltools/numerics/internal/band_blocked.h"
+#include "zeltools/numerics/internal/simd_avx512.h"
 
 #if defined(__GNUC__) && defined(__x86_64__)
 
@@ -62,6 +63,7 @@ ZEL_AVX512 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::si
         acc[s][v] = _mm512_loadu_pd(address[s][v]);
       }
     }
+  KernelEntry();
   const std::size_t ri = r0 - P.col0;
   constexpr std::uint64_t allSet = (std::uint64_t{1} << (8 * V)) - 1;
   const std::uint8_t* mk = P.mask + (pa - P.col0) * P.groups;
@@ -87,22 +89,19 @@ ZEL_AVX512 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::si
         if (!((mk[rc / 8] >> (rc % 8)) & 1u))
           continue;
       }
-      const __m512d fs = _mm512_set1_pd(f[s]);
+      const double* fs = f + s;
       if (full) {
-        __m512d product[V];
-        for (int v = 0; v < V; ++v)
-          product[v] = _mm512_mul_pd(uv[v], fs);
         for (int v = 0; v < V; ++v) {
           if (edged(v))
-            acc[s][v] = _mm512_mask_sub_pd(acc[s][v], edge[s][v], acc[s][v], product[v]);
+            acc[s][v] = _mm512_mask_sub_pd(acc[s][v], edge[s][v], acc[s][v], MulBroadcast(uv[v], fs));
           else
-            acc[s][v] = _mm512_sub_pd(acc[s][v], product[v]);
+            acc[s][v] = _mm512_sub_pd(acc[s][v], MulBroadcast(uv[v], fs));
         }
       } else {
         for (int v = 0; v < V; ++v) {
           const auto bits = static_cast<__mmask8>(flags >> (8 * v));
           const __mmask8 m = edged(v) ? static_cast<__mmask8>(bits & edge[s][v]) : bits;
-          acc[s][v] = _mm512_mask_sub_pd(acc[s][v], m, acc[s][v], _mm512_mul_pd(uv[v], fs));
+          acc[s][v] = _mm512_mask_sub_pd(acc[s][v], m, acc[s][v], MulBroadcast(uv[v], fs));
         }
       }
     }

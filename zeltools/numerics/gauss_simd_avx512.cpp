@@ -3,10 +3,14 @@
 // subtraction, in the order of the steps.
 
 #include "zeltools/numerics/internal/gauss_blocked.h"
+#include "zeltools/numerics/internal/simd_avx512.h"
 
 #if defined(__GNUC__) && defined(__x86_64__)
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <vector>
 
 #include <immintrin.h>
 
@@ -36,18 +40,16 @@ ZEL_AVX512 void Tile(std::size_t steps, const double* l, std::size_t ldl, const 
       const double* at = c + static_cast<std::size_t>(s) * ldc + Lanes * v;
       acc[s][v] = (Tail && v == V - 1) ? _mm512_maskz_loadu_pd(tail, at) : _mm512_loadu_pd(at);
     }
+  KernelEntry();
   for (std::size_t t = 0; t < steps; ++t) {
     const double* ut = u + t * ldu;
     __m512d uv[V];
     for (int v = 0; v < V; ++v)
       uv[v] = (Tail && v == V - 1) ? _mm512_maskz_loadu_pd(tail, ut + Lanes * v) : _mm512_loadu_pd(ut + Lanes * v);
     for (int s = 0; s < R; ++s) {
-      const __m512d f = _mm512_set1_pd(l[static_cast<std::size_t>(s) * ldl + t]);
-      __m512d product[V];
+      const double* f = l + static_cast<std::size_t>(s) * ldl + t;
       for (int v = 0; v < V; ++v)
-        product[v] = _mm512_mul_pd(uv[v], f);
-      for (int v = 0; v < V; ++v)
-        acc[s][v] = _mm512_sub_pd(acc[s][v], product[v]);
+        acc[s][v] = _mm512_sub_pd(acc[s][v], MulBroadcast(uv[v], f));
     }
   }
   for (int s = 0; s < R; ++s)
@@ -102,8 +104,23 @@ ZEL_AVX512 void GaussUpdateAvx512(std::size_t rows, std::size_t cols, std::size_
   if (steps == 0 || rows == 0 || cols == 0)
     return;
   const std::size_t chunk = Lanes * TileGroups;
+  // With many rows to cross it, each block of u is first copied to aligned,
+  // contiguous storage: its loads then never straddle cache lines.
+  const bool pack = rows >= 4 * TileRows;
+  std::vector<double> storage(pack ? steps * BlockColumns + Lanes : 0);
+  double* packed = storage.data();
+  while (pack && reinterpret_cast<std::uintptr_t>(packed) % 64 != 0)
+    ++packed;
   for (std::size_t j0 = 0; j0 < cols; j0 += BlockColumns) {
     const std::size_t j1 = std::min(cols, j0 + BlockColumns);
+    const double* ub = u + j0;
+    std::size_t ldb = ldu;
+    if (pack) {
+      for (std::size_t t = 0; t < steps; ++t)
+        std::memcpy(packed + t * BlockColumns, u + t * ldu + j0, (j1 - j0) * sizeof(double));
+      ub = packed;
+      ldb = BlockColumns;
+    }
     std::size_t s = 0;
     for (; s + TileRows <= rows; s += TileRows) {
       for (std::size_t j = j0; j < j1; j += chunk) {
@@ -112,12 +129,12 @@ ZEL_AVX512 void GaussUpdateAvx512(std::size_t rows, std::size_t cols, std::size_
           for (std::size_t r = 0; r < TileRows; ++r)
             for (std::size_t line = 0; line < TileGroups; ++line)
               _mm_prefetch(reinterpret_cast<const char*>(c + (s + r) * ldc + j + chunk + Lanes * line), _MM_HINT_T0);
-        Chunk<TileRows>(std::min(chunk, j1 - j), steps, l + s * ldl, ldl, u + j, ldu, c + s * ldc + j, ldc);
+        Chunk<TileRows>(std::min(chunk, j1 - j), steps, l + s * ldl, ldl, ub + (j - j0), ldb, c + s * ldc + j, ldc);
       }
     }
     for (; s < rows; ++s)
       for (std::size_t j = j0; j < j1; j += chunk)
-        Chunk<1>(std::min(chunk, j1 - j), steps, l + s * ldl, ldl, u + j, ldu, c + s * ldc + j, ldc);
+        Chunk<1>(std::min(chunk, j1 - j), steps, l + s * ldl, ldl, ub + (j - j0), ldb, c + s * ldc + j, ldc);
   }
 }
 
