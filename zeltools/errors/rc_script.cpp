@@ -1,0 +1,324 @@
+#include "zeltools/errors/internal/rc_script.h"
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <system_error>
+#include <utility>
+
+#include "zeltools/errors/exception.h"
+#include "zeltools/errors/internal/rc_expression.h"
+#include "zeltools/errors/internal/rc_lexer.h"
+#include "zeltools/errors/language.h"
+
+namespace zel::internal {
+namespace {
+
+using namespace rc;
+
+constexpr std::size_t MaxIncludeDepth = 16; // a file that includes itself
+// Scripts are a few hundred kilobytes at most; anything far larger is not a
+// script, and reading it whole would only exhaust memory.
+constexpr std::uintmax_t MaxFileSize = 64u << 20;
+
+// Primary language ids of the LANGUAGE statement.
+constexpr long long LangNeutral = 0x00;
+constexpr long long LangEnglish = 0x09;
+constexpr long long LangRussian = 0x19;
+// Any other LANG_ name: a language whose strings are read and dropped.
+constexpr long long LangOther = 0x3FF;
+
+bool EndsWithNoCase(const std::string& text, const char* tail) {
+  const std::string t(tail);
+  return text.size() >= t.size() && EqualsNoCase(text.substr(text.size() - t.size()), tail);
+}
+
+std::string DirectoryOf(const std::string& path) {
+  const std::size_t slash = path.find_last_of("/\\");
+  return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
+}
+
+// Names the resource compiler knows without a header: the language ids of
+// the LANGUAGE statement.
+bool LanguageName(const std::string& name, long long& value) {
+  if (name == "LANG_NEUTRAL")
+    value = LangNeutral;
+  else if (name == "LANG_ENGLISH")
+    value = LangEnglish;
+  else if (name == "LANG_RUSSIAN")
+    value = LangRussian;
+  else if (name.compare(0, 5, "LANG_") == 0)
+    value = LangOther;
+  else if (name.compare(0, 8, "SUBLANG_") == 0)
+    value = 0;
+  else
+    return false;
+  return true;
+}
+
+// The token stream of a script and the files it includes.
+class Stream : public TokenSource {
+public:
+  Stream(Context& ctx, std::string text, const std::string* file) : ctx_(ctx), mainFile_(file) {
+    lexers_.push_back(std::make_unique<Lexer>(std::move(text), file, ctx, Mode::Script));
+  }
+
+  const Token& Peek() override {
+    if (!peeked_) {
+      peek_ = Read();
+      peeked_ = true;
+    }
+    return peek_;
+  }
+
+  Token Take() override {
+    Peek();
+    peeked_ = false;
+    return std::move(peek_);
+  }
+
+private:
+  Token Read() {
+    Token t;
+    std::string include;
+    while (!lexers_.empty()) {
+      Lexer& top = *lexers_.back();
+      const Lexer::Result r = top.Next(t, include);
+      if (r == Lexer::GotToken)
+        return t;
+      if (r == Lexer::Finished) {
+        if (lexers_.size() == 1)
+          lastLine_ = top.LastLine();
+        lexers_.pop_back();
+        continue;
+      }
+      Open(top, include);
+    }
+    t = Token();
+    t.file = mainFile_;
+    t.line = lastLine_;
+    return t;
+  }
+
+  void Open(const Lexer& from, std::string name) {
+    for (char& c : name)
+      if (c == '\\')
+        c = '/';
+    const std::string path = name[0] == '/' ? name : DirectoryOf(*from.File()) + name;
+    std::string contents;
+    if (!ReadWholeFile(path, contents))
+      return; // not beside the script: a system header (see the header comment)
+    if (lexers_.size() >= MaxIncludeDepth)
+      Fail(*from.File(), from.Line(), "#include nested too deeply");
+    if (ctx_.filesRead != nullptr)
+      ctx_.filesRead->push_back(path);
+    ctx_.fileNames.push_back(path);
+    const bool header = EndsWithNoCase(path, ".h") || EndsWithNoCase(path, ".c") ||
+                        EndsWithNoCase(path, ".hpp") || EndsWithNoCase(path, ".hh") ||
+                        EndsWithNoCase(path, ".hxx");
+    lexers_.push_back(std::make_unique<Lexer>(std::move(contents), &ctx_.fileNames.back(), ctx_,
+                                              header ? Mode::DirectivesOnly : Mode::Script));
+  }
+
+  Context& ctx_;
+  const std::string* mainFile_;
+  std::vector<std::unique_ptr<Lexer>> lexers_;
+  int lastLine_ = 1;
+  Token peek_;
+  bool peeked_ = false;
+};
+
+using Table = std::map<unsigned short, std::string>;
+
+class Parser {
+public:
+  Parser(std::string_view text, const std::string& fileName, std::vector<std::string>* filesRead) {
+    ctx_.filesRead = filesRead;
+    ctx_.fileNames.push_back(fileName);
+    stream_ = std::make_unique<Stream>(ctx_, std::string(text), &ctx_.fileNames.back());
+  }
+
+  ScriptTables Run() {
+    Table* language = &tables_.english;
+    for (;;) {
+      const Token& t = stream_->Peek();
+      if (t.kind == Kind::End)
+        return std::move(tables_);
+      if (IsKeyword(t, "STRINGTABLE")) {
+        StringTable(language);
+      } else if (IsKeyword(t, "LANGUAGE")) {
+        stream_->Take();
+        language = Language();
+      } else if (IsBlockClose(t)) {
+        FailAt(t, "\"" + t.text + "\" without BEGIN");
+      } else {
+        SkipStatement();
+      }
+    }
+  }
+
+private:
+  // LANGUAGE primary, sub: the table that receives the strings, null for a
+  // language other than the two of the catalogue.
+  Table* Language() {
+    Evaluator evaluator(ctx_, *stream_, "bad LANGUAGE statement", false, LanguageName);
+    const long long primary = evaluator.Expression() & 0x3FF;
+    if (IsPunct(stream_->Peek(), ",")) {
+      stream_->Take();
+      evaluator.Expression();
+    }
+    if (primary == LangRussian)
+      return &tables_.russian;
+    if (primary == LangEnglish || primary == LangNeutral)
+      return &tables_.english;
+    return nullptr;
+  }
+
+  void StringTable(Table* table) {
+    const Token start = stream_->Take();
+    for (;;) { // options before the block
+      const Token& t = stream_->Peek();
+      if (IsBlockOpen(t)) {
+        stream_->Take();
+        break;
+      }
+      if (t.kind == Kind::End)
+        FailAt(start, "unterminated block (STRINGTABLE without BEGIN)");
+      if (IsKeyword(t, "LANGUAGE")) {
+        stream_->Take();
+        table = Language();
+      } else if (IsKeyword(t, "CHARACTERISTICS") || IsKeyword(t, "VERSION")) {
+        stream_->Take();
+        Evaluator(ctx_, *stream_, "bad number").Expression();
+      } else if (IsMemoryFlag(t)) {
+        stream_->Take();
+      } else {
+        FailAt(t, "unknown statement \"" + Quoted(t.text) + "\" in a string table");
+      }
+    }
+    Table dropped;
+    for (;;) {
+      const Token& t = stream_->Peek();
+      if (IsBlockClose(t)) {
+        stream_->Take();
+        return;
+      }
+      if (t.kind == Kind::End)
+        FailAt(start, "unterminated block (STRINGTABLE without END)");
+      if (t.kind == Kind::String)
+        FailAt(t, "a string without an id in a string table");
+      if ((t.kind == Kind::Name && ctx_.macros.count(t.text) == 0) || t.kind == Kind::Other)
+        FailAt(t, "unknown statement \"" + Quoted(t.text) + "\" in a string table");
+      const Token first = t;
+      const long long id = Evaluator(ctx_, *stream_, "bad string id").Expression();
+      if (id < 0 || id > 0xFFFF)
+        FailAt(first, "string id " + std::to_string(id) + " is out of range (0 to 65535)");
+      if (IsPunct(stream_->Peek(), ","))
+        stream_->Take();
+      if (stream_->Peek().kind != Kind::String)
+        FailAt(stream_->Peek(), "expected a string after id " + std::to_string(id));
+      std::string text;
+      while (stream_->Peek().kind == Kind::String)
+        text += stream_->Take().text;
+      Table& target = table != nullptr ? *table : dropped;
+      if (!target.emplace(static_cast<unsigned short>(id), std::move(text)).second)
+        FailAt(first, "string id " + std::to_string(id) + " is defined twice");
+    }
+  }
+
+  static bool IsMemoryFlag(const Token& t) {
+    for (const char* flag : {"DISCARDABLE", "PRELOAD", "LOADONCALL", "MOVEABLE", "FIXED", "PURE", "IMPURE",
+                             "SHARED", "NONSHARED"})
+      if (IsKeyword(t, flag))
+        return true;
+    return false;
+  }
+
+  // A statement the reader does not know: up to the end of the first block
+  // that follows it, or up to the next STRINGTABLE or LANGUAGE keyword.
+  void SkipStatement() {
+    Token t = stream_->Take();
+    for (;;) {
+      if (IsBlockOpen(t)) {
+        SkipBlock(t);
+        return;
+      }
+      const Token& next = stream_->Peek();
+      if (next.kind == Kind::End || IsKeyword(next, "STRINGTABLE") || IsKeyword(next, "LANGUAGE"))
+        return;
+      if (IsBlockClose(next))
+        FailAt(next, "\"" + next.text + "\" without BEGIN");
+      t = stream_->Take();
+    }
+  }
+
+  void SkipBlock(const Token& open) {
+    std::size_t depth = 1;
+    while (depth > 0) {
+      const Token t = stream_->Take();
+      if (t.kind == Kind::End)
+        FailAt(open, "unterminated block (BEGIN without END)");
+      if (IsBlockOpen(t))
+        ++depth;
+      else if (IsBlockClose(t))
+        --depth;
+    }
+  }
+
+  Context ctx_;
+  std::unique_ptr<Stream> stream_;
+  ScriptTables tables_;
+};
+
+} // namespace
+
+const std::string* ScriptTables::Find(unsigned int id, unsigned short langId) const noexcept {
+  if (id > 0xFFFF)
+    return nullptr;
+  const auto key = static_cast<unsigned short>(id);
+  const Table& first = langId == LanguageRussian ? russian : english;
+  const Table& second = langId == LanguageRussian ? english : russian;
+  auto found = first.find(key);
+  if (found != first.end())
+    return &found->second;
+  found = second.find(key);
+  return found != second.end() ? &found->second : nullptr;
+}
+
+void ScriptTables::Merge(const ScriptTables& other, const std::string& otherName) {
+  for (auto [mine, theirs] : {std::pair{&english, &other.english}, std::pair{&russian, &other.russian}})
+    for (const auto& [id, text] : *theirs)
+      if (!mine->emplace(id, text).second)
+        CrashFormat("string id %u is defined twice (again in %s)", static_cast<unsigned>(id), otherName.c_str());
+}
+
+bool ReadWholeFile(const std::string& path, std::string& contents) {
+  std::error_code error;
+  // Only regular files: a device or a pipe named by an #include would never end.
+  if (!std::filesystem::is_regular_file(path, error))
+    return false;
+  const std::uintmax_t size = std::filesystem::file_size(path, error);
+  if (error || size > MaxFileSize)
+    return false;
+  std::ifstream in(path, std::ios::binary);
+  if (!in)
+    return false;
+  contents.assign(static_cast<std::size_t>(size), '\0');
+  in.read(contents.data(), static_cast<std::streamsize>(size));
+  contents.resize(static_cast<std::size_t>(in.gcount()));
+  return !in.bad();
+}
+
+ScriptTables ParseResourceScript(std::string_view text, const std::string& fileName,
+                                 std::vector<std::string>* filesRead) {
+  return Parser(text, fileName, filesRead).Run();
+}
+
+ScriptTables ReadResourceScript(const std::string& path, std::vector<std::string>* filesRead) {
+  std::string text;
+  if (!ReadWholeFile(path, text))
+    CrashFormat("%s: cannot read the file", path.c_str());
+  return ParseResourceScript(text, path, filesRead);
+}
+
+} // namespace zel::internal
