@@ -7,6 +7,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <unistd.h>
+
+#include "zeltools/text/number_text.h"
+
 namespace zel {
 namespace {
 
@@ -317,6 +325,56 @@ TEST(RangMatr, EpsilonBoundaryAndTheOrderExchangeRule) {
   EXPECT_EQ(out[0], 2u);
   EXPECT_EQ(out[1], 1u);
   EXPECT_EQ(out[2], 9u);
+}
+
+// The debugging file of this test, removed afterwards.
+class DebugFile {
+public:
+  DebugFile() : path_("/tmp/zel_printmatr_" + std::to_string(::getpid()) + ".tmp") {
+    std::remove(path_.c_str());
+    ::setenv("ZEL_DEBUG_FILE", path_.c_str(), 1);
+  }
+  ~DebugFile() {
+    ::unsetenv("ZEL_DEBUG_FILE");
+    std::remove(path_.c_str());
+  }
+  DebugFile(const DebugFile&) = delete;
+  DebugFile& operator=(const DebugFile&) = delete;
+  std::string Text() const {
+    std::ifstream in(path_, std::ios::binary);
+    std::ostringstream all;
+    all << in.rdbuf();
+    return all.str();
+  }
+
+private:
+  std::string path_;
+};
+
+TEST(PrintMatr, WritesTheTriangleRowByRow) {
+  DebugFile file;
+  const double a[6] = {1.5, -2, 0, 4, 1e-300, 0.1};
+  PrintMatr(7, 3, a, "K");
+  PrintMatr(8, 0, a, nullptr);
+  auto text = [](double v) {
+    char t[32];
+    EXPECT_EQ(DoubleChar(v, t, 16), 1);
+    return std::string(t);
+  };
+  const std::string expected = "\n\n7   K\n0  " + text(1.5) + " " + text(-2) + " " + text(0) + "\n1  " + text(4) + " " +
+                               text(1e-300) + "\n2  " + text(0.1) + "\n\n8";
+  EXPECT_EQ(file.Text(), expected);
+}
+
+TEST(PrintMatr, LongValuesAreRoundedToFifteenCharacters) {
+  DebugFile file;
+  const double a[1] = {-1.2345678901234567e-123};
+  PrintMatr(1, 1, a, nullptr);
+  const std::string written = file.Text();
+  const std::string value = written.substr(written.rfind(' ') + 1);
+  EXPECT_FALSE(value.empty());
+  EXPECT_LE(value.size(), 15u);
+  EXPECT_NEAR(std::strtod(value.c_str(), nullptr) / a[0], 1.0, 1e-6);
 }
 
 } // namespace

@@ -3,10 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdio>
 #include <cstring>
+#include <string>
 #include <utility>
 
 #include "zeltools/containers/vector.h"
+#include "zeltools/text/debug_print.h"
+#include "zeltools/text/number_text.h"
 
 namespace zel {
 
@@ -150,6 +154,41 @@ void CopyMatrTriang(unsigned int n, const double* src, double* dst) {
   const unsigned int count = MatrElemSize(n);
   if (count != 0)
     std::memcpy(dst, src, count * sizeof(double));
+}
+
+namespace {
+
+// A value in at most 15 characters (16 bytes with the terminator).
+void ValueText(double value, char (&text)[16]) {
+  if (DoubleChar(value, text, sizeof text))
+    return;
+  for (int precision = 15; precision >= 1; --precision)
+    if (DoubleCharP(value, text, sizeof text, precision))
+      return;
+  text[0] = '\0';
+}
+
+} // namespace
+
+void PrintMatr(unsigned int number, unsigned int n, const double* a, const char* title) {
+  dPrintf("\n\n%d", static_cast<int>(number));
+  if (title != nullptr)
+    dPrintf("   %s", title);
+  // One write per row: the file is opened and closed for every call.
+  std::string line;
+  std::size_t k = 0;
+  for (unsigned int i = 0; i < n; ++i) {
+    char head[16];
+    std::snprintf(head, sizeof head, "\n%d ", static_cast<int>(i));
+    line = head;
+    for (unsigned int j = i; j < n; ++j) {
+      char text[16];
+      ValueText(a[k++], text);
+      line += ' ';
+      line += text;
+    }
+    dPrintf("%s", line.c_str());
+  }
 }
 
 } // namespace zel

@@ -112,4 +112,12 @@ void ClearMatrTriang(unsigned int n, double* a);
 /// Copies the n(n+1)/2 values of a packed triangle.
 void CopyMatrTriang(unsigned int n, const double* src, double* dst);
 
+/// Appends a packed triangle of order n to the debugging file (`dPrintf`):
+/// "\n\n%d" with number; "   %s" with title when it is not null; then for
+/// each row i the head "\n%d " with i and its n − i values, each as " %s".
+/// A value is written by `DoubleChar` in at most 15 characters; one whose
+/// exact text is longer is rounded (`DoubleCharP`) to the most significant
+/// digits that fit, so that no value is ever left blank.
+void PrintMatr(unsigned int number, unsigned int n, const double* a, const char* title);
+
 } // namespace zel
