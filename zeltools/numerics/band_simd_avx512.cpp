@@ -19,8 +19,11 @@ namespace zel::numerics {
 namespace {
 
 constexpr std::size_t Lanes = 8;
-constexpr int RowsPerTile = 4;
-constexpr int GroupsPerChunk = 4;
+// Tiles of eight rows by two groups: sixteen accumulators, and each panel
+// value loaded serves eight rows, which halves the traffic of the panel's
+// rows, the largest stream of the update.
+constexpr int RowsPerTile = 8;
+constexpr int GroupsPerChunk = 2;
 
 // The element (r, c) of a row whose storage starts at column r. Columns left
 // of r are only ever addressed under a zero lane mask, which suppresses the
@@ -118,20 +121,10 @@ ZEL_AVX512 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::si
 template <int R, bool Left, bool Right, bool Skips>
 ZEL_AVX512 void TileOfWidth(std::size_t V, const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t r0,
                             std::size_t g0, std::size_t end, GAUSS_TAPE* rows) {
-  switch (V) {
-  case 1:
+  if (V == 1)
     Tile<R, 1, Left, Right, Skips>(P, pa, pb, r0, g0, end, rows);
-    break;
-  case 2:
+  else
     Tile<R, 2, Left, Right, Skips>(P, pa, pb, r0, g0, end, rows);
-    break;
-  case 3:
-    Tile<R, 3, Left, Right, Skips>(P, pa, pb, r0, g0, end, rows);
-    break;
-  default:
-    Tile<R, 4, Left, Right, Skips>(P, pa, pb, r0, g0, end, rows);
-    break;
-  }
 }
 
 // Rows [r0, r0 + R), all inside one group of columns, across all their
@@ -185,13 +178,22 @@ ZEL_AVX512 void BandUpdateAvx512(const BandPanel& P, std::size_t pa, std::size_t
                                  std::size_t rLast, std::size_t end, GAUSS_TAPE* rows) {
   // Rows outside, columns inside: each tile of rows walks from its diagonal
   // to the end, so only its first group carries masked lanes. Tiles start on
-  // a multiple of four columns from the panel's origin so that their four
-  // diagonals share one group.
+  // a multiple of their height from the panel's origin so that their
+  // diagonals share one group; single rows and tiles of four fill the gaps.
+  constexpr int Half = RowsPerTile / 2;
   std::size_t r = rFirst;
-  for (; r <= rLast && (r - P.col0) % RowsPerTile != 0; ++r)
+  for (; r <= rLast && (r - P.col0) % Half != 0; ++r)
     RowTileFor<1>(P, pa, pb, r, end, rows);
+  if (r + Half - 1 <= rLast && (r - P.col0) % RowsPerTile != 0) {
+    RowTileFor<Half>(P, pa, pb, r, end, rows);
+    r += Half;
+  }
   for (; r + RowsPerTile - 1 <= rLast; r += RowsPerTile)
     RowTileFor<RowsPerTile>(P, pa, pb, r, end, rows);
+  if (r + Half - 1 <= rLast) {
+    RowTileFor<Half>(P, pa, pb, r, end, rows);
+    r += Half;
+  }
   for (; r <= rLast; ++r)
     RowTileFor<1>(P, pa, pb, r, end, rows);
 }
