@@ -51,9 +51,11 @@ void ExpectConsistent(const Graph& g, const SRenumber& r) {
     ASSERT_LT(r.position[v], g.n);
     EXPECT_EQ(r.order[r.position[v]], v);
   }
-  EXPECT_LE(r.profileAfter, r.profileBefore);
+  EXPECT_LE(r.workAfter, r.workBefore);
   EXPECT_EQ(r.profileBefore, BandProfile(g.n, g.start.data(), g.adjacent.data()));
   EXPECT_EQ(r.profileAfter, BandProfile(g.n, g.start.data(), g.adjacent.data(), r.position.data()));
+  EXPECT_EQ(r.workBefore, BandWork(g.n, g.start.data(), g.adjacent.data()));
+  EXPECT_EQ(r.workAfter, BandWork(g.n, g.start.data(), g.adjacent.data(), r.position.data()));
 }
 
 TEST(RenumberBand, PathAndGridLoseTheirScrambledNumbering) {
@@ -66,10 +68,11 @@ TEST(RenumberBand, PathAndGridLoseTheirScrambledNumbering) {
   const SRenumber rp = RenumberBand(p.n, p.start.data(), p.adjacent.data());
   ExpectConsistent(p, rp);
   EXPECT_EQ(rp.profileAfter, 2ull * n - 1); // consecutive numbering, the optimum
+  EXPECT_EQ(rp.workAfter, n - 1ull);
 
   // A 30×40 grid of 8-connected nodes: numbering along the short side gives
-  // rows of about 32 values; the sweep must come within a quarter of it from
-  // a random start.
+  // rows of about 32 values; from a random start the sweep must come within a
+  // quarter of its profile and twice its work (its fronts are L-shaped).
   const unsigned nx = 30, ny = 40, m = nx * ny;
   std::vector<std::pair<unsigned, unsigned>> grid;
   for (unsigned y = 0; y < ny; ++y)
@@ -89,11 +92,13 @@ TEST(RenumberBand, PathAndGridLoseTheirScrambledNumbering) {
   std::iota(natural.begin(), natural.end(), 0u);
   const Graph ordered = FromEdges(m, grid, natural);
   const unsigned long long good = BandProfile(ordered.n, ordered.start.data(), ordered.adjacent.data());
+  const unsigned long long goodWork = BandWork(ordered.n, ordered.start.data(), ordered.adjacent.data());
   const Graph scrambled = FromEdges(m, grid, Shuffled(m, rng));
   const SRenumber rg = RenumberBand(scrambled.n, scrambled.start.data(), scrambled.adjacent.data());
   ExpectConsistent(scrambled, rg);
   EXPECT_GT(rg.profileBefore, 10 * good);
   EXPECT_LE(rg.profileAfter, good + good / 4);
+  EXPECT_LE(rg.workAfter, 2 * goodWork);
 }
 
 TEST(RenumberBand, PartsIsolatedVerticesAndRepeatedEdges) {
@@ -117,6 +122,7 @@ TEST(RenumberBand, BadGraphsAreRefused) {
   const unsigned start[3] = {0, 1, 2}, adjacent[2] = {1, 2};
   EXPECT_NE(ThrownText([&] { RenumberBand(2, start, adjacent); }), "");
   EXPECT_NE(ThrownText([&] { BandProfile(2, start, adjacent); }), "");
+  EXPECT_NE(ThrownText([&] { BandWork(2, start, adjacent); }), "");
   const unsigned backwards[3] = {0, 2, 1}, fine[2] = {1, 0};
   EXPECT_NE(ThrownText([&] { RenumberBand(2, backwards, fine); }), "");
   const unsigned ok[3] = {0, 1, 1}, badPosition[2] = {0, 2};
@@ -138,15 +144,17 @@ TEST(RenumberBand, StiffnessMatrices) {
     const SRenumber r = RenumberBand(given.n, given.start.data(), given.adjacent.data());
     ExpectConsistent(given, r);
     shrunk += r.profileAfter < r.profileBefore;
+    EXPECT_LE(r.profileAfter, r.profileBefore) << mm.name;
     // From a scrambled numbering every sparse matrix must shrink.
     const Graph scrambled = FromEdges(mm.n, edges, Shuffled(mm.n, rng));
     const SRenumber s = RenumberBand(scrambled.n, scrambled.start.data(), scrambled.adjacent.data());
     ExpectConsistent(scrambled, s);
     const unsigned long long dense = static_cast<unsigned long long>(mm.n) * (mm.n + 1) / 2;
     if (mm.lower.size() < dense / 4)
-      EXPECT_LT(s.profileAfter, s.profileBefore) << mm.name;
-    std::printf("  %-18s profile given %10llu renumbered %10llu (scrambled %10llu renumbered %10llu)\n",
-                mm.name.c_str(), r.profileBefore, r.profileAfter, s.profileBefore, s.profileAfter);
+      EXPECT_LT(s.workAfter, s.workBefore) << mm.name;
+    std::printf("  %-18s profile given %9llu renumbered %9llu, work %.3g -> %.3g (scrambled %.3g -> %.3g)\n",
+                mm.name.c_str(), r.profileBefore, r.profileAfter, double(r.workBefore), double(r.workAfter),
+                double(s.workBefore), double(s.workAfter));
   }
   EXPECT_GE(shrunk, 8);
 }

@@ -156,23 +156,22 @@ void GaussTape(unsigned int n, double* a, unsigned int m, double* b) {
   std::vector<GAUSS_TAPE> rows(n);
   ColumnFlags flags(n);
   // The flags accumulate the union of the non-zero columns of all rows so
-  // far; a row's count reaches the highest member of that union, which is
-  // what the search down from column n−1 finds.
-  std::size_t highest = 0;
+  // far and are never cleared, so a row's count reaches at least as far as
+  // every row above it: the envelope rule, fill-in included.
   std::size_t start = 0;
   for (std::size_t i = 0; i < n; ++i) {
     double* row = a + start;
     flags[i] = 1;
-    if (i > highest)
-      highest = i;
     for (std::size_t k = 0; k < n - i; ++k)
-      if (row[k] != 0.0) {
+      if (row[k] != 0.0)
         flags[i + k] = 1;
-        if (i + k > highest)
-          highest = i + k;
-      }
+    // The highest flag set, searching down from the last column; flag i is
+    // set, so the search ends at i at the latest.
+    std::size_t top = n - 1;
+    while (!flags[top])
+      --top;
     rows[i].values = row;
-    rows[i].count = static_cast<unsigned int>(highest - i + 1);
+    rows[i].count = static_cast<unsigned int>(top - i + 1);
     start += n - i;
   }
   GaussTape(n, rows.data(), m, b);

@@ -55,6 +55,11 @@ double MatrixInversion3x3(const double* a, double* b);
 /// In the first and last case a and b hold exactly the state the elimination
 /// had reached when the pivot was tested (steps before k done, the exchange of
 /// step k made). n = 0 returns 1 and touches nothing; otherwise 1 on success.
+///
+/// Orders from 96 on are eliminated in panels of columns, which takes working
+/// storage of about 130·n doubles (1 MB per thousand unknowns) for the time
+/// of the call; the original worked in place. The results do not depend on
+/// it, and when the storage cannot be had the elimination runs in place.
 unsigned char Gauss(unsigned int n, double* a, unsigned int m, double* b, unsigned char mode, double eps);
 
 /// The same steps on `long double` arrays, with the same thresholds, divisor

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -39,8 +41,8 @@ Kernels KernelsFor(SimdLevel level) {
 class Panel {
 public:
   Panel(std::size_t n, std::size_t width)
-      : n_(n), ld_((n + 7) / 8 * 8), width_(width), columns_(ld_ * width), rowMajor_(n * width), pivot_(width),
-        divisor_(width), where_(n) {}
+      : n_(n), ld_((n + 7) / 8 * 8), width_(width), columns_(ld_ * width), rowMajor_(n * width),
+        block_(width * GaussBlockColumns), pivot_(width), divisor_(width), where_(n) {}
 
   // Eliminates columns K … K+kb−1. Returns the number of steps completed;
   // fewer than kb means step `done` met a singular pivot (its exchange made)
@@ -96,13 +98,13 @@ public:
       // division, one row after the other.
       for (std::size_t j = 0; j < steps; ++j) {
         double* row = a + (K_ + j) * n_ + T0;
-        kernels.update(1, right, j, rowMajor_.data() + j * width_, width_, a + K_ * n_ + T0, n_, row, n_);
+        kernels.update(1, right, j, rowMajor_.data() + j * width_, width_, a + K_ * n_ + T0, n_, row, n_, nullptr);
         kernels.divide(row, divisor_[j], right);
       }
       // Every row below: the panel's updates in the order of the steps.
       const std::size_t first = K_ + steps;
       kernels.update(n_ - first, right, steps, rowMajor_.data() + steps * width_, width_, a + K_ * n_ + T0, n_,
-                     a + first * n_ + T0, n_);
+                     a + first * n_ + T0, n_, block_.data());
     }
     for (std::size_t r = 0; r < m; ++r) {
       double* x = b + r * n_;
@@ -145,7 +147,7 @@ private:
   }
 
   std::size_t n_, ld_, width_, K_ = 0, kb_ = 0;
-  AlignedDoubles columns_, rowMajor_;
+  AlignedDoubles columns_, rowMajor_, block_;
   std::vector<std::size_t> pivot_;
   std::vector<double> divisor_;
   std::vector<std::size_t> where_;
@@ -182,7 +184,7 @@ void BackSubstitute(std::size_t n, const double* a, double* x) {
 } // namespace
 
 void GaussUpdateGeneric(std::size_t rows, std::size_t cols, std::size_t steps, const double* l, std::size_t ldl,
-                        const double* u, std::size_t ldu, double* c, std::size_t ldc) {
+                        const double* u, std::size_t ldu, double* c, std::size_t ldc, double* /*block*/) {
   for (std::size_t s = 0; s < rows; ++s)
     for (std::size_t t = 0; t < steps; ++t) {
       const double f = l[s * ldl + t];
@@ -209,17 +211,22 @@ unsigned char GaussBlocked(std::size_t n, double* a, std::size_t m, double* b, u
     return 1;
   const Kernels kernels = KernelsFor(level);
   const std::size_t width = std::max<std::size_t>(1, std::min(panel, n));
-  Panel work(n, width);
+  std::optional<Panel> work;
+  try {
+    work.emplace(n, width);
+  } catch (const std::bad_alloc&) {
+    return GaussPlain<double>(n, a, m, b, mode, eps);
+  }
   for (std::size_t K = 0; K < n; K += width) {
     const std::size_t kb = std::min(width, n - K);
-    const std::size_t done = work.Eliminate(a, K, kb, mode, eps, kernels);
+    const std::size_t done = work->Eliminate(a, K, kb, mode, eps, kernels);
     if (done < kb) {
-      work.Settle(a, m, b, done, done + 1, kernels);
+      work->Settle(a, m, b, done, done + 1, kernels);
       if (mode >= ReturnOnSingular)
         return 0;
       Crash("Null diagonal");
     }
-    work.Settle(a, m, b, kb, kb, kernels);
+    work->Settle(a, m, b, kb, kb, kernels);
   }
   if (n == 1)
     return 1;

@@ -37,7 +37,8 @@ ZEL_AVX2 void Tile(std::size_t steps, const double* l, std::size_t ldl, const do
 } // namespace
 
 ZEL_AVX2 void GaussUpdateAvx2(std::size_t rows, std::size_t cols, std::size_t steps, const double* l,
-                              std::size_t ldl, const double* u, std::size_t ldu, double* c, std::size_t ldc) {
+                              std::size_t ldl, const double* u, std::size_t ldu, double* c, std::size_t ldc,
+                              double* /*block*/) {
   if (steps == 0 || rows == 0 || cols == 0)
     return;
   const std::size_t whole = cols / 8 * 8;
@@ -49,7 +50,7 @@ ZEL_AVX2 void GaussUpdateAvx2(std::size_t rows, std::size_t cols, std::size_t st
     for (std::size_t j = 0; j < whole; j += 8)
       Tile<1>(steps, l + s * ldl, ldl, u + j, ldu, c + s * ldc + j, ldc);
   if (whole < cols)
-    GaussUpdateGeneric(rows, cols - whole, steps, l, ldl, u + whole, ldu, c + whole, ldc);
+    GaussUpdateGeneric(rows, cols - whole, steps, l, ldl, u + whole, ldu, c + whole, ldc, nullptr);
 }
 
 ZEL_AVX2 void GaussAxpyAvx2(double* y, const double* x, double s, std::size_t count) {
@@ -67,8 +68,8 @@ ZEL_AVX2 void GaussAxpyAvx2(double* y, const double* x, double s, std::size_t co
 
 namespace zel::numerics {
 void GaussUpdateAvx2(std::size_t rows, std::size_t cols, std::size_t steps, const double* l, std::size_t ldl,
-                     const double* u, std::size_t ldu, double* c, std::size_t ldc) {
-  GaussUpdateGeneric(rows, cols, steps, l, ldl, u, ldu, c, ldc);
+                     const double* u, std::size_t ldu, double* c, std::size_t ldc, double* block) {
+  GaussUpdateGeneric(rows, cols, steps, l, ldl, u, ldu, c, ldc, block);
 }
 void GaussAxpyAvx2(double* y, const double* x, double s, std::size_t count) { GaussAxpyGeneric(y, x, s, count); }
 } // namespace zel::numerics

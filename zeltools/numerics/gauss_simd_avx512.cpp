@@ -8,9 +8,7 @@
 #if defined(__GNUC__) && defined(__x86_64__)
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
-#include <vector>
 
 #include <immintrin.h>
 
@@ -24,7 +22,7 @@ constexpr std::size_t TileRows = 4;
 constexpr std::size_t TileGroups = 4;
 // Columns per block: the block of u rows (steps × 256 doubles) stays in the
 // second-level cache while every row tile below crosses it.
-constexpr std::size_t BlockColumns = 256;
+constexpr std::size_t BlockColumns = GaussBlockColumns;
 
 inline __mmask8 Lead(std::size_t count) {
   return count >= Lanes ? __mmask8(0xFF) : static_cast<__mmask8>((1u << count) - 1);
@@ -100,17 +98,15 @@ ZEL_AVX512 void Chunk(std::size_t width, std::size_t steps, const double* l, std
 } // namespace
 
 ZEL_AVX512 void GaussUpdateAvx512(std::size_t rows, std::size_t cols, std::size_t steps, const double* l,
-                                  std::size_t ldl, const double* u, std::size_t ldu, double* c, std::size_t ldc) {
+                                  std::size_t ldl, const double* u, std::size_t ldu, double* c, std::size_t ldc,
+                                  double* block) {
   if (steps == 0 || rows == 0 || cols == 0)
     return;
   const std::size_t chunk = Lanes * TileGroups;
   // With many rows to cross it, each block of u is first copied to aligned,
   // contiguous storage: its loads then never straddle cache lines.
-  const bool pack = rows >= 4 * TileRows;
-  std::vector<double> storage(pack ? steps * BlockColumns + Lanes : 0);
-  double* packed = storage.data();
-  while (pack && reinterpret_cast<std::uintptr_t>(packed) % 64 != 0)
-    ++packed;
+  const bool pack = block != nullptr && rows >= 4 * TileRows;
+  double* packed = block;
   for (std::size_t j0 = 0; j0 < cols; j0 += BlockColumns) {
     const std::size_t j1 = std::min(cols, j0 + BlockColumns);
     const double* ub = u + j0;
@@ -167,8 +163,8 @@ ZEL_AVX512 void GaussDivideAvx512(double* y, double d, std::size_t count) {
 
 namespace zel::numerics {
 void GaussUpdateAvx512(std::size_t rows, std::size_t cols, std::size_t steps, const double* l, std::size_t ldl,
-                       const double* u, std::size_t ldu, double* c, std::size_t ldc) {
-  GaussUpdateGeneric(rows, cols, steps, l, ldl, u, ldu, c, ldc);
+                       const double* u, std::size_t ldu, double* c, std::size_t ldc, double* block) {
+  GaussUpdateGeneric(rows, cols, steps, l, ldl, u, ldu, c, ldc, block);
 }
 void GaussAxpyAvx512(double* y, const double* x, double s, std::size_t count) { GaussAxpyGeneric(y, x, s, count); }
 void GaussDivideAvx512(double* y, double d, std::size_t count) { GaussDivideGeneric(y, d, count); }

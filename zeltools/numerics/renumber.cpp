@@ -140,8 +140,14 @@ std::vector<unsigned int> CuthillMcKee(const Graph& g, unsigned int n, bool from
   return order;
 }
 
-unsigned long long Profile(unsigned int n, const unsigned int* start, const unsigned int* adjacent,
-                           const unsigned int* position) {
+struct Cost {
+  unsigned long long profile = 0, work = 0;
+  bool operator<(const Cost& other) const {
+    return work != other.work ? work < other.work : profile < other.profile;
+  }
+};
+
+Cost Measure(unsigned int n, const unsigned int* start, const unsigned int* adjacent, const unsigned int* position) {
   // reach[i]: the farthest column of row i of the renumbered matrix.
   std::vector<unsigned int> reach(n);
   for (unsigned int i = 0; i < n; ++i)
@@ -154,13 +160,22 @@ unsigned long long Profile(unsigned int n, const unsigned int* start, const unsi
       reach[lo] = std::max(reach[lo], hi);
     }
   }
-  unsigned long long total = 0;
+  Cost cost;
   unsigned int farthest = 0;
   for (unsigned int i = 0; i < n; ++i) {
     farthest = std::max(farthest, reach[i]);
-    total += farthest - i + 1;
+    const unsigned long long count = farthest - i + 1;
+    cost.profile += count;
+    cost.work += count * (count - 1) / 2;
   }
-  return total;
+  return cost;
+}
+
+void CheckPosition(unsigned int n, const unsigned int* position) {
+  if (position != nullptr)
+    for (unsigned int v = 0; v < n; ++v)
+      if (position[v] >= n)
+        CrashFormat("Vertex %u is given number %u of only %u", v + 1, position[v] + 1, n);
 }
 
 } // namespace
@@ -168,35 +183,42 @@ unsigned long long Profile(unsigned int n, const unsigned int* start, const unsi
 unsigned long long BandProfile(unsigned int n, const unsigned int* start, const unsigned int* adjacent,
                                const unsigned int* position) {
   CheckNeighbours(n, start, adjacent);
-  if (position != nullptr)
-    for (unsigned int v = 0; v < n; ++v)
-      if (position[v] >= n)
-        CrashFormat("Vertex %u is given number %u of only %u", v + 1, position[v] + 1, n);
-  return Profile(n, start, adjacent, position);
+  CheckPosition(n, position);
+  return Measure(n, start, adjacent, position).profile;
+}
+
+unsigned long long BandWork(unsigned int n, const unsigned int* start, const unsigned int* adjacent,
+                            const unsigned int* position) {
+  CheckNeighbours(n, start, adjacent);
+  CheckPosition(n, position);
+  return Measure(n, start, adjacent, position).work;
 }
 
 SRenumber RenumberBand(unsigned int n, const unsigned int* start, const unsigned int* adjacent) {
   CheckNeighbours(n, start, adjacent);
-  SRenumber result;
-  result.profileBefore = Profile(n, start, adjacent, nullptr);
+  const Cost given = Measure(n, start, adjacent, nullptr);
   const Graph g = Symmetric(n, start, adjacent);
   // The profile of this solver is the same for a numbering and its reverse;
   // what matters is where the sweep starts, so both ends are tried.
-  std::vector<unsigned int> identity(n);
-  std::iota(identity.begin(), identity.end(), 0u);
-  result.profileAfter = result.profileBefore;
-  std::vector<unsigned int> best = identity;
+  std::vector<unsigned int> best(n);
+  std::iota(best.begin(), best.end(), 0u);
+  Cost chosen = given;
   for (bool fromFar : {false, true}) {
     const std::vector<unsigned int> sweep = CuthillMcKee(g, n, fromFar);
     std::vector<unsigned int> position(n);
     for (unsigned int k = 0; k < n; ++k)
       position[sweep[k]] = n - 1 - k;
-    const unsigned long long profile = Profile(n, start, adjacent, position.data());
-    if (profile < result.profileAfter) {
-      result.profileAfter = profile;
+    const Cost cost = Measure(n, start, adjacent, position.data());
+    if (cost < chosen) {
+      chosen = cost;
       best.swap(position);
     }
   }
+  SRenumber result;
+  result.profileBefore = given.profile;
+  result.workBefore = given.work;
+  result.profileAfter = chosen.profile;
+  result.workAfter = chosen.work;
   result.position.assign(best.begin(), best.end());
   result.order.assign(n, 0);
   for (unsigned int v = 0; v < n; ++v)
