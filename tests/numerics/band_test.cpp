@@ -147,7 +147,7 @@ TEST(BandFactor, EveryKernelAndPanelHeightMatchesTheSteps) {
       for (std::size_t panel : {1u, 3u, 8u, 13u, 32u}) {
         BandMatrix m = original;
         if (level == SimdLevel::Plain)
-          numerics::BandFactorPlain(n, m.rows.data(), 0);
+          numerics::BandFactorPlain(n, m.rows.data());
         else
           numerics::BandFactorBlocked(n, m.rows.data(), level, panel);
         EXPECT_TRUE(SameFactors(m, expected))

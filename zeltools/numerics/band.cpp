@@ -34,11 +34,11 @@ void CheckBandRows(std::size_t n, const GAUSS_TAPE* rows, bool forFactor) {
   }
 }
 
-void BandFactorPlain(std::size_t n, GAUSS_TAPE* rows, std::size_t first) {
+void BandFactorPlain(std::size_t n, GAUSS_TAPE* rows) {
   // Positions of the non-zero elements of the current row: the flags of the
   // elimination kept as a list, so runs of zeros cost nothing.
   std::vector<std::size_t> nonZero;
-  for (std::size_t i = first; i < n; ++i) {
+  for (std::size_t i = 0; i < n; ++i) {
     double* v = rows[i].values;
     const std::size_t count = rows[i].count;
     const double d = v[0];
@@ -98,7 +98,7 @@ namespace {
 void Factor(std::size_t n, GAUSS_TAPE* rows) {
   numerics::CheckBandRows(n, rows, true);
   if (numerics::ActiveSimdLevel() == numerics::SimdLevel::Plain)
-    numerics::BandFactorPlain(n, rows, 0);
+    numerics::BandFactorPlain(n, rows);
   else
     numerics::BandFactorBlocked(n, rows, numerics::ActiveSimdLevel(), numerics::DefaultBandPanel);
 }

@@ -103,7 +103,7 @@ void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::si
   for (std::size_t i = 0; i < n; ++i)
     widest = std::max<std::size_t>(widest, rows[i].count);
   if (widest < NarrowBand || panelRows < 1) {
-    BandFactorPlain(n, rows, 0);
+    BandFactorPlain(n, rows);
     return;
   }
   const Kernels kernels = KernelsFor(level);

@@ -9,10 +9,8 @@
 
 namespace zel::numerics {
 
-/// Factorises rows [first, n) in place, given that rows before `first` are
-/// already factorised and have applied their updates. Throws
-/// "Null diagonal" on a zero pivot.
-void BandFactorPlain(std::size_t n, GAUSS_TAPE* rows, std::size_t first);
+/// Factorises in place, row by row. Throws "Null diagonal" on a zero pivot.
+void BandFactorPlain(std::size_t n, GAUSS_TAPE* rows);
 
 /// Forward and backward substitution of one right-hand side; `vector` lets
 /// the forward rows run across AVX-512 lanes (same operations per element).
