@@ -41,6 +41,10 @@ static_assert(std::is_standard_layout_v<GAUSS_TAPE> && std::is_trivially_copyabl
 /// "Null diagonal"; the matrix is then factorised up to that row, exactly as
 /// the row-by-row elimination leaves it. Negative or tiny pivots are not
 /// reported: only non-zero pivots are needed.
+///
+/// Rows are eliminated in panels of 64 with working storage of about
+/// 130·(widest row + 64) doubles for the time of the call; the results are
+/// those of the row-by-row elimination.
 void GaussTapeDirect(unsigned int n, GAUSS_TAPE* rows);
 
 /// Solves for m right-hand sides (m vectors of n values, one after another)
