@@ -42,3 +42,7 @@
 #include "zeltools/geometry/point3d.h"
 #include "zeltools/geometry/point_vectors.h"
 #include "zeltools/geometry/segment.h"
+
+#include "zeltools/numerics/band.h"
+#include "zeltools/numerics/dense.h"
+#include "zeltools/numerics/renumber.h"

@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "zeltools/containers/small_vectors.h"
 #include "zeltools/containers/vector.h"
 #include "zeltools/text/debug_print.h"
 #include "zeltools/text/number_text.h"
@@ -71,10 +72,10 @@ unsigned int RangMatr(unsigned int rows, unsigned int cols, double* a, unsigned 
     MatrTranspose(rows, cols, a, work.data());
   else if (R * C != 0)
     std::memcpy(work.data(), a, R * C * sizeof(double));
-  // The order vector holds 0 … R−1, as the library's order vectors start.
-  Vector<unsigned int> order(R);
-  for (std::size_t i = 0; i < R; ++i)
-    order[i] = static_cast<unsigned int>(i);
+  // The order vector holds 0 … R−1 (InitOrder gives n + 1 values).
+  VKZUINT order;
+  if (R != 0)
+    order.InitOrder(static_cast<unsigned int>(R - 1), 0);
 
   double* w = work.data();
   std::size_t rank = 0;
