@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "errors/temp_folder.h"
+#include "support/temp_files.h"
 #include "support/test_support.h"
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/language.h"
@@ -21,7 +21,7 @@ namespace zel {
 namespace {
 
 using test::ScopedLanguage;
-using test::TempFolder;
+using test::TempDir;
 using test::ThrownText;
 
 std::string Text(const CResurceString& s) { return std::string(s.text.begin(), s.text.end()); }
@@ -64,7 +64,7 @@ END
 class ResourceTest : public ::testing::Test {
 protected:
   void SetUp() override { path_ = folder_.Write("app.rc", appScript); }
-  TempFolder folder_;
+  TempDir folder_;
   std::string path_;
   ScopedLanguage english_{LanguageEnglish};
 };
