@@ -209,12 +209,7 @@ std::string Render(const Table& english, const Table& russian, std::mt19937& rng
         // Octal takes three digits at most, narrow hex two, wide hex four,
         // whatever character follows.
         char escape[8];
-        if (pick(2))
-          std::snprintf(escape, sizeof escape, "\\%03o", b);
-        else if (wide)
-          std::snprintf(escape, sizeof escape, "\\x%04X", b);
-        else
-          std::snprintf(escape, sizeof escape, "\\x%02X", b);
+        std::snprintf(escape, sizeof escape, pick(2) ? "\\%03o" : wide ? "\\x%04X" : "\\x%02X", b);
         s += escape;
       } else if (b >= 0x80 && utf8) {
         s += Cp1251ToUtf8(std::string(1, ch));
@@ -237,22 +232,11 @@ std::string Render(const Table& english, const Table& russian, std::mt19937& rng
       if (pick(6) == 0)
         out += "  // a comment \"\n";
       char idText[32];
-      switch (pick(5)) {
-      case 0:
-        std::snprintf(idText, sizeof idText, "IDS_%zu", defines++);
-        out = "#define " + std::string(idText) + " " + std::to_string(id) + "\n" + out;
-        break;
-      case 1:
-        std::snprintf(idText, sizeof idText, "0x%X", static_cast<unsigned>(id));
-        break;
-      case 2:
-        std::snprintf(idText, sizeof idText, "0%o", static_cast<unsigned>(id));
-        break;
-      case 3:
-        std::snprintf(idText, sizeof idText, "(%u + %u)", id / 2u, id - id / 2u);
-        break;
-      default:
-        std::snprintf(idText, sizeof idText, "%u", static_cast<unsigned>(id));
+      std::snprintf(idText, sizeof idText, pick(2) ? "%u" : pick(2) ? "0x%X" : pick(2) ? "0%o" : "(%u + 0)", unsigned{id});
+      if (pick(5) == 0) {
+        const std::string name = "IDS_" + std::to_string(defines++);
+        out = "#define " + name + " " + idText + "\n" + out;
+        std::snprintf(idText, sizeof idText, "%s", name.c_str());
       }
       out += std::string("  ") + idText + (pick(2) ? ", " : " /* id */ ") + literal(text) + "\n";
     }
@@ -366,12 +350,11 @@ TEST(TableImage, DamagedImagesAreRefusedAndLeaveTheTablesAlone) {
     EXPECT_FALSE(internal::DecodeTableImage(bytes(image), cut, kept)) << cut;
   EXPECT_FALSE(internal::DecodeTableImage(bytes(image + "x"), image.size() + 1, kept));
   EXPECT_FALSE(internal::DecodeTableImage(nullptr, 0, kept));
-  std::string wrongLanguage = image;
-  wrongLanguage[12 + 2] = 7; // the first entry's language
-  EXPECT_FALSE(internal::DecodeTableImage(bytes(wrongLanguage), wrongLanguage.size(), kept));
-  std::string hugeCount = image;
-  hugeCount[8 + 3] = '\x7F';
-  EXPECT_FALSE(internal::DecodeTableImage(bytes(hugeCount), hugeCount.size(), kept));
+  for (const auto& [at, value] : {std::pair{12 + 2, '\x07'}, {8 + 3, '\x7F'}}) { // first language; huge count
+    std::string damaged = image;
+    damaged[at] = value;
+    EXPECT_FALSE(internal::DecodeTableImage(bytes(damaged), damaged.size(), kept)) << at;
+  }
   EXPECT_EQ(kept.english, (Table{{9, "nine"}}));
   // Random damage: refused or read, never a crash or a read beyond the end.
   std::mt19937 rng(3);
