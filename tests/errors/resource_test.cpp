@@ -95,13 +95,10 @@ TEST_F(ResourceTest, GetTextJoinsEntriesUpToTheMarkerOrAMissingIdByMode) {
 TEST_F(ResourceTest, TypeLettersInEitherCaseAndTheFirstCharacterAlwaysGoes) {
   const std::string letters = "IiWwEeCcQqSsZz?";
   const unsigned char types[] = {1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 0, 0, 0};
-  std::string script = "STRINGTABLE BEGIN\n";
-  for (std::size_t i = 0; i < letters.size(); ++i)
-    script += std::to_string(100 + 2 * i) + " \"" + letters[i] + "x\"\n";
-  const CResurce res(folder_.Write("types.rc", script + "END\n").c_str());
   for (std::size_t i = 0; i < letters.size(); ++i) {
+    const CResurce res(folder_.Write("type.rc", std::string("STRINGTABLE BEGIN 1 \"") + letters[i] + "x\" END").c_str());
     CResurceString out;
-    EXPECT_STREQ(res.GetText(static_cast<unsigned>(100 + 2 * i), out, 2), "x") << letters[i];
+    EXPECT_STREQ(res.GetText(1, out, 2), "x") << letters[i];
     EXPECT_EQ(out.type, types[i]) << letters[i];
   }
 }
@@ -257,22 +254,17 @@ TEST(ResurceModule, ReadsTheTablesCompiledIntoASharedObject) {
     EXPECT_STREQ(module.GetString(20, out), "First line");
   }
   EXPECT_EQ(std::string(module.GetString(8, out)), std::string(" Not message 8 ::") + ZEL_TEST_STRING_TABLES);
-  // Loaded twice, the object is one module.
+  // Loaded twice, or given as a handle of the system's loader, the object is
+  // one module.
   const CResurce again(ZEL_TEST_STRING_TABLES);
   EXPECT_EQ(again.GetModule(), module.GetModule());
-}
-
-TEST(ResurceModule, TakesAHandleOfTheSystemLoader) {
-  ScopedLanguage english(LanguageEnglish);
-  CResurceString out;
   void* handle = platform::OpenSharedObject(ZEL_TEST_STRING_TABLES);
   ASSERT_NE(handle, nullptr);
-  CResurce first;
+  CResurce first, second;
   first.Init("module", handle); // owns the handle from here on
-  EXPECT_STREQ(first.GetString(7, out), "Hello from a module");
-  CResurce second;
-  second.Init("same handle", handle); // the same handle: the same module
+  second.Init("same handle", handle);
   EXPECT_EQ(second.GetModule(), first.GetModule());
+  EXPECT_STREQ(second.GetString(7, out), "Hello from a module");
 }
 
 TEST(ResurceModule, ASharedObjectWithoutTablesHasNoMessages) {
