@@ -17,14 +17,12 @@ namespace {
 using test::ScopedLanguage;
 using test::ThrownText;
 
-TEST(Exception, KeepsAtMost1023CharactersOfItsText) {
-  const std::string longText(2000, 'x');
-  const std::string description = ThrownText([&] { Crash(longText.c_str()); });
-  EXPECT_EQ(description, longText.substr(0, 1023));
-  EXPECT_EQ(ThrownText([] { Crash(std::string(1023, 'y').c_str()); }), std::string(1023, 'y'));
-}
-
-TEST(Exception, DefaultAndNullTextGiveEmptyDescription) {
+TEST(Exception, TextsAreCutAt1023Characters) {
+  const std::string text(2000, 'x');
+  EXPECT_EQ(ThrownText([&] { Crash(text.c_str()); }), text.substr(0, 1023));
+  EXPECT_EQ(ThrownText([&] { Crash(text.substr(0, 1023).c_str()); }), text.substr(0, 1023));
+  EXPECT_EQ(ThrownText([&] { CrashFormat("%s=%d", text.c_str(), 42); }), text.substr(0, 1023));
+  EXPECT_EQ(ThrownText([] { CrashFormat("%s=%d", "n", 42); }), "n=42");
   EXPECT_STREQ(Exception().GetDescription(), "");
   EXPECT_EQ(Exception().GetCode(), Exception::RunTimeError);
   EXPECT_STREQ(Exception(Exception::None, nullptr).GetDescription(), "");
@@ -44,32 +42,20 @@ TEST(Exception, CopiesTheWholeBufferIncludingBytesAfterTheTerminator) {
   EXPECT_EQ(assigned.GetCode(), Exception::RunTimeError);
 }
 
-TEST(CrashFormat, FormatsPrintfStyle) {
-  EXPECT_EQ(ThrownText([] { CrashFormat("%s=%d", "n", 42); }), "n=42");
-  const std::string huge(3000, 'z');
-  EXPECT_EQ(ThrownText([&] { CrashFormat("%s", huge.c_str()); }).size(), 1023u);
-}
-
 TEST(CrashMessage, FillsCatalogueTextInTheThreadLanguage) {
   {
-    ScopedLanguage english(LanguageEnglish);
-    EXPECT_EQ(ThrownText([] { CrashMessage(105, "a.dat"); }), "Error reading file \"a.dat\"");
-    EXPECT_EQ(ThrownText([] { CrashMessage(202); }), "Memory allocation request exceeds  4Gb.");
-  }
-  {
     ScopedLanguage russian(LanguageRussian);
-    EXPECT_EQ(ThrownText([] { CrashMessage(105, "a.dat"); }),
-              Utf8ToCp1251("Ошибка при чтении из файла \"a.dat\""));
+    EXPECT_EQ(ThrownText([] { CrashMessage(105, "a.dat"); }), Utf8ToCp1251("Ошибка при чтении из файла \"a.dat\""));
   }
-}
-
-TEST(CrashMessage, UnknownIdReadsAsNotMessage) {
+  ScopedLanguage german(1031); // any language but Russian reads the English table
+  EXPECT_EQ(ThrownText([] { CrashMessage(105, "a.dat"); }), "Error reading file \"a.dat\"");
+  EXPECT_EQ(ThrownText([] { CrashMessage(202); }), "Memory allocation request exceeds  4Gb.");
   EXPECT_EQ(ThrownText([] { CrashMessage(9999); }), " Not message 9999");
   std::string text;
   GetLibraryMessage(9999, text);
   EXPECT_EQ(text, " Not message 9999");
-  GetLibraryMessage(50, text);
-  EXPECT_FALSE(text.empty());
+  GetLibraryMessage(1022, text);
+  EXPECT_EQ(text, "Divide by zero");
 }
 
 TEST(CrashLastError, EmptyAfterSuccessSystemTextAfterFailure) {
@@ -80,7 +66,6 @@ TEST(CrashLastError, EmptyAfterSuccessSystemTextAfterFailure) {
   SetLastError(ENOENT);
   CrashLastError(text);
   EXPECT_EQ(text, std::strerror(ENOENT));
-  EXPECT_NE(text.back(), '\n');
   SetLastError(0);
 }
 
@@ -89,9 +74,6 @@ TEST(SetCrashLanguage, StoresZeroOrOne) {
   EXPECT_EQ(GetCrashLanguage(), 1u);
   SetCrashLanguage(0);
   EXPECT_EQ(GetCrashLanguage(), 0u);
-  SetCrashLanguage(1);
-  EXPECT_EQ(GetCrashLanguage(), 1u);
-  SetCrashLanguage(0);
 }
 
 } // namespace

@@ -4,15 +4,13 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <random>
 #include <string>
 
 #include <gtest/gtest.h>
 
-#include "errors/temp_folder.h"
+#include "support/temp_files.h"
 #include "support/test_support.h"
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/internal/table_image.h"
@@ -25,7 +23,7 @@ namespace {
 using internal::ParseResourceScript;
 using internal::ScriptTables;
 using Table = std::map<unsigned short, std::string>;
-using test::TempFolder;
+using test::TempDir;
 
 ScriptTables Parse(const std::string& script, const std::string& name = "t.rc") {
   return ParseResourceScript(script, name);
@@ -35,48 +33,27 @@ std::string ParseError(const std::string& script, const std::string& name = "t.r
   return test::ThrownText([&] { Parse(script, name); });
 }
 
-TEST(ResourceScript, ReadsTablesOfBothLanguagesAndBothBlockForms) {
-  const ScriptTables t = Parse(R"(// comment
-LANGUAGE LANG_ENGLISH, SUBLANG_ENGLISH_US
-STRINGTABLE DISCARDABLE
-BEGIN
-    1     "one"
-    2,    "two"  /* a comment */ 3 "three"
-END
-LANGUAGE LANG_RUSSIAN, SUBLANG_DEFAULT
-stringtable {
-  1 "odin"
-}
-STRINGTABLE LANGUAGE 0x09, 0x01 PRELOAD BEGIN 0x10 "hex" END
-STRINGTABLE BEGIN 017 "octal" END
+// Forms the random scripts below never write.
+TEST(ResourceScript, ReadsLanguageOptionsContinuationsUnknownEscapesAndByteOrderMarks) {
+  const ScriptTables t = Parse(R"(LANGUAGE LANG_RUSSIAN, SUBLANG_DEFAULT
+STRINGTABLE LANGUAGE 0x09, 0x01 PRELOAD BEGIN 1 "option" END
+STRINGTABLE BEGIN 1 "keep \q and \x as written" 2 "con\
+tinued" END
+LANGUAGE LANG_NEUTRAL, SUBLANG_NEUTRAL
+STRINGTABLE BEGIN 2 "neutral" END
 )");
-  EXPECT_EQ(t.english, (Table{{1, "one"}, {2, "two"}, {3, "three"}, {16, "hex"}}));
-  // The option LANGUAGE holds for its own table only.
-  EXPECT_EQ(t.russian, (Table{{1, "odin"}, {15, "octal"}}));
-}
-
-TEST(ResourceScript, DecodesEscapesQuotesAndJoinsAdjacentStrings) {
-  const ScriptTables t = Parse(R"(STRINGTABLE
-BEGIN
-  1 "a\nb\rc\td\\e\"f""g"
-  2 "\101\x42\x4a4" "\0033" L"\x0416\x41"
-  3 "keep \q and \x as written"
-  4 "con\
-tinued"
-  5 ""
-END
-)");
-  EXPECT_EQ(t.english.at(1), "a\nb\rc\td\\e\"f\"g");
-  // Octal takes three digits at most, a narrow hex escape two, a wide one
-  // four: U+0416 is the Windows-1251 byte 0xC6.
-  EXPECT_EQ(t.english.at(2), std::string("AB") + "J4" + "\003" + "3" + "\xC6" + "A");
-  EXPECT_EQ(t.english.at(3), "keep \\q and \\x as written");
-  EXPECT_EQ(t.english.at(4), "continued");
-  EXPECT_EQ(t.english.at(5), "");
+  // The option LANGUAGE holds for its own table only; neutral strings join
+  // the English table.
+  EXPECT_EQ(t.english, (Table{{1, "option"}, {2, "neutral"}}));
+  EXPECT_EQ(t.russian, (Table{{1, "keep \\q and \\x as written"}, {2, "continued"}}));
+  // A byte-order mark means UTF-8, until a code page says otherwise.
+  EXPECT_EQ(Parse("\xEF\xBB\xBFSTRINGTABLE BEGIN 1 \"Ж\" END\n#pragma code_page(1251)\nSTRINGTABLE BEGIN 2 \"\xC0\" END")
+                .english,
+            (Table{{1, "\xC6"}, {2, "\xC0"}}));
 }
 
 TEST(ResourceScript, IdsComeFromDefinesExpressionsAndHeadersBesideTheScript) {
-  TempFolder folder;
+  TempDir folder;
   folder.Write("ids.h", "#pragma once\n#ifndef IDS_H\n#define IDS_H\n"
                         "#define IDS_BASE 100\n#define IDS_NEXT (IDS_BASE + 1) // next\n"
                         "typedef struct { int a; } Ignored; /* C text is not read */\n"
@@ -119,48 +96,6 @@ STRINGTABLE BEGIN 7 "undefined" END
 #endif
 )");
   EXPECT_EQ(t.english, (Table{{1, "else"}, {2, "if"}, {5, "taken"}}));
-}
-
-TEST(ResourceScript, Utf8SourcesAreConvertedToWindows1251) {
-  const std::string utf8 = "Файл «%s» — ошибка";
-  const ScriptTables t = Parse("#pragma code_page(65001)\nLANGUAGE LANG_RUSSIAN, SUBLANG_DEFAULT\n"
-                               "STRINGTABLE BEGIN 1 \"" + utf8 + "\" 2 \"\\xC0\" END\n"
-                               "#pragma code_page(1251)\nSTRINGTABLE BEGIN 3 \"\xC0\" END\n");
-  EXPECT_EQ(t.russian.at(1), Utf8ToCp1251(utf8));
-  EXPECT_EQ(t.russian.at(2), "\xC0"); // an escape gives its byte as it is
-  EXPECT_EQ(t.russian.at(3), "\xC0");
-  // A byte-order mark means UTF-8 too.
-  EXPECT_EQ(Parse("\xEF\xBB\xBFSTRINGTABLE BEGIN 1 \"Ж\" END").english.at(1), "\xC6");
-}
-
-TEST(ResourceScript, SkipsOtherResourceStatements) {
-  const ScriptTables t = Parse(R"(IDI_APP ICON "res\\app.ico"
-STRINGTABLE BEGIN 1 "after icon" END
-IDD_ABOUT DIALOGEX 0, 0, 235, 55
-STYLE DS_MODALFRAME | WS_POPUP
-CAPTION "About"
-FONT 8, "MS Shell Dlg"
-BEGIN
-    LTEXT "Version 1.0",IDC_STATIC,40,10,119,8
-    DEFPUSHBUTTON "OK",IDOK,178,7,50,14,WS_GROUP
-END
-VS_VERSION_INFO VERSIONINFO
- FILEVERSION 1,0,0,1
-BEGIN
-    BLOCK "StringFileInfo"
-    BEGIN
-        BLOCK "040904b0" { VALUE "FileVersion", "1, 0, 0, 1" }
-    END
-END
-LANGUAGE LANG_GERMAN, SUBLANG_GERMAN
-STRINGTABLE BEGIN 1 "eins" 2 "zwei" END
-LANGUAGE LANG_NEUTRAL, SUBLANG_NEUTRAL
-STRINGTABLE BEGIN 2 "neutral" END
-)");
-  // German strings are read (errors would show) and dropped; neutral ones
-  // join the English table.
-  EXPECT_EQ(t.english, (Table{{1, "after icon"}, {2, "neutral"}}));
-  EXPECT_TRUE(t.russian.empty());
 }
 
 TEST(ResourceScript, ErrorsNameTheFileAndTheLine) {
@@ -211,7 +146,7 @@ TEST(ResourceScript, ErrorsNameTheFileAndTheLine) {
 }
 
 TEST(ResourceScript, ErrorsInIncludedFilesNameThatFile) {
-  TempFolder folder;
+  TempDir folder;
   const std::string inner = folder.Write("strings.rc2", "STRINGTABLE BEGIN\n 1 \"one\"\n\n 2 \"open\nEND\n");
   const std::string script = folder.Write("app.rc", "\n#include \"strings.rc2\"\n");
   EXPECT_EQ(test::ThrownText([&] { internal::ReadResourceScript(script); }), inner + ":4: unterminated string");
@@ -236,9 +171,19 @@ TEST(ResourceScript, FindFallsBackToTheOtherLanguage) {
 
 // --- properties over random input ------------------------------------------
 
+// Statements a script may hold besides string tables, all to be skipped;
+// German strings are read (errors would show) and dropped.
+const char* const otherStatements[] = {
+    "1 ICON \"x.ico\"\n", "2 MENU BEGIN POPUP \"&File\" BEGIN MENUITEM \"E&xit\", 1 END END\n",
+    "IDD_ABOUT DIALOGEX 0, 0, 235, 55\nSTYLE DS_MODALFRAME | WS_POPUP\nCAPTION \"About\"\nFONT 8, \"MS Shell Dlg\"\n"
+    "BEGIN\n  LTEXT \"Version 1.0\",IDC_STATIC,40,10,119,8\n  DEFPUSHBUTTON \"OK\",IDOK,178,7,50,14,WS_GROUP\nEND\n",
+    "VS_VERSION_INFO VERSIONINFO\n FILEVERSION 1,0,0,1\nBEGIN\n BLOCK \"StringFileInfo\"\n BEGIN\n"
+    "  BLOCK \"040904b0\" { VALUE \"FileVersion\", \"1, 0, 0, 1\" }\n END\nEND\n",
+    "LANGUAGE LANG_GERMAN, SUBLANG_GERMAN\nSTRINGTABLE BEGIN 1 \"eins\" 2 \"zwei\" END\n"};
+
 // Renders `english` and `russian` as a script in one of many equivalent
-// forms, chosen by `rng`: block and id forms, escapes, split literals,
-// comments, defines, code page.
+// forms, chosen by `rng`: block, keyword and id forms, escapes, split
+// literals, comments, defines, code page, other statements between tables.
 std::string Render(const Table& english, const Table& russian, std::mt19937& rng) {
   const auto pick = [&](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };
   const bool utf8 = pick(2) == 0;
@@ -246,22 +191,25 @@ std::string Render(const Table& english, const Table& russian, std::mt19937& rng
   const auto literal = [&](const std::string& text) {
     // In L"..." an escape is a Unicode value, so bytes above 0x7F are written
     // as characters there.
-    const bool wide = pick(4) == 0;
+    bool wide = pick(4) == 0;
     std::string s = wide ? "L\"" : "\"";
     for (const char ch : text) {
       const auto b = static_cast<unsigned char>(ch);
-      if (pick(8) == 0 && ch != '\0') { // a split into adjacent literals
-        s += pick(2) ? "\" \"" : "\"\n  \"";
+      if (pick(8) == 0) { // a split into adjacent literals, each narrow or wide
+        wide = pick(4) == 0;
+        s += std::string(pick(2) ? "\" " : "\"\n  ") + (wide ? "L\"" : "\"");
       }
       if (ch == '"') {
         s += pick(2) ? "\"\"" : "\\\"";
       } else if (ch == '\\') {
         s += "\\\\";
-      } else if (ch == '\n') {
-        s += "\\n";
+      } else if ((ch == '\n' || ch == '\r' || ch == '\t') && pick(2)) {
+        s += ch == '\n' ? "\\n" : ch == '\r' ? "\\r" : "\\t";
       } else if (b < 0x20 || b == 0x7F || (pick(10) == 0 && !(wide && b >= 0x80))) {
+        // Octal takes three digits at most, narrow hex two, wide hex four,
+        // whatever character follows.
         char escape[8];
-        std::snprintf(escape, sizeof escape, "\\%03o", b);
+        std::snprintf(escape, sizeof escape, pick(2) ? "\\%03o" : wide ? "\\x%04X" : "\\x%02X", b);
         s += escape;
       } else if (b >= 0x80 && utf8) {
         s += Cp1251ToUtf8(std::string(1, ch));
@@ -275,45 +223,29 @@ std::string Render(const Table& english, const Table& russian, std::mt19937& rng
   const auto table = [&](const Table& t, const char* language) {
     if (t.empty())
       return;
-    out += pick(2) ? std::string("LANGUAGE ") + language + ", SUBLANG_DEFAULT\nSTRINGTABLE\n"
-                   : std::string("STRINGTABLE LANGUAGE ") + language + ", 0 DISCARDABLE\n";
+    const std::string keyword = pick(2) ? "STRINGTABLE" : "stringtable";
+    out += pick(2) ? std::string("LANGUAGE ") + language + ", SUBLANG_DEFAULT\n" + keyword + "\n"
+                   : keyword + " LANGUAGE " + language + ", 0 DISCARDABLE\n";
     const bool braces = pick(2) == 0;
     out += braces ? "{\n" : "BEGIN\n";
     for (const auto& [id, text] : t) {
       if (pick(6) == 0)
         out += "  // a comment \"\n";
-      std::string idText;
-      switch (pick(4)) {
-      case 0: {
+      char idText[32];
+      std::snprintf(idText, sizeof idText, pick(2) ? "%u" : pick(2) ? "0x%X" : pick(2) ? "0%o" : "(%u + 0)", unsigned{id});
+      if (pick(5) == 0) {
         const std::string name = "IDS_" + std::to_string(defines++);
-        out = "#define " + name + " " + std::to_string(id) + "\n" + out;
-        idText = name;
-        break;
+        out = "#define " + name + " " + idText + "\n" + out;
+        std::snprintf(idText, sizeof idText, "%s", name.c_str());
       }
-      case 1: {
-        char hex[16];
-        std::snprintf(hex, sizeof hex, "0x%X", static_cast<unsigned>(id));
-        idText = hex;
-        break;
-      }
-      case 2:
-        idText = "(" + std::to_string(id / 2) + " + " + std::to_string(id - id / 2) + ")";
-        break;
-      default:
-        idText = std::to_string(id);
-      }
-      out += "  " + idText + (pick(2) ? ", " : " /* id */ ") + literal(text) + "\n";
+      out += std::string("  ") + idText + (pick(2) ? ", " : " /* id */ ") + literal(text) + "\n";
     }
     out += braces ? "}\n" : "END\n";
   };
-  if (pick(2)) {
-    table(english, "LANG_ENGLISH");
-    table(russian, "LANG_RUSSIAN");
-  } else {
-    table(russian, "LANG_RUSSIAN");
-    out += pick(2) ? "1 ICON \"x.ico\"\n" : "2 MENU BEGIN POPUP \"&File\" BEGIN MENUITEM \"E&xit\", 1 END END\n";
-    table(english, "LANG_ENGLISH");
-  }
+  const bool russianFirst = pick(2) == 0;
+  table(russianFirst ? russian : english, russianFirst ? "LANG_RUSSIAN" : "LANG_ENGLISH");
+  out += otherStatements[pick(static_cast<int>(std::size(otherStatements)))];
+  table(russianFirst ? english : russian, russianFirst ? "LANG_ENGLISH" : "LANG_RUSSIAN");
   return out;
 }
 
@@ -418,12 +350,11 @@ TEST(TableImage, DamagedImagesAreRefusedAndLeaveTheTablesAlone) {
     EXPECT_FALSE(internal::DecodeTableImage(bytes(image), cut, kept)) << cut;
   EXPECT_FALSE(internal::DecodeTableImage(bytes(image + "x"), image.size() + 1, kept));
   EXPECT_FALSE(internal::DecodeTableImage(nullptr, 0, kept));
-  std::string wrongLanguage = image;
-  wrongLanguage[12 + 2] = 7; // the first entry's language
-  EXPECT_FALSE(internal::DecodeTableImage(bytes(wrongLanguage), wrongLanguage.size(), kept));
-  std::string hugeCount = image;
-  hugeCount[8 + 3] = '\x7F';
-  EXPECT_FALSE(internal::DecodeTableImage(bytes(hugeCount), hugeCount.size(), kept));
+  for (const auto& [at, value] : {std::pair{12 + 2, '\x07'}, {8 + 3, '\x7F'}}) { // first language; huge count
+    std::string damaged = image;
+    damaged[at] = value;
+    EXPECT_FALSE(internal::DecodeTableImage(bytes(damaged), damaged.size(), kept)) << at;
+  }
   EXPECT_EQ(kept.english, (Table{{9, "nine"}}));
   // Random damage: refused or read, never a crash or a read beyond the end.
   std::mt19937 rng(3);

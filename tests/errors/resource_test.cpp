@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "errors/temp_folder.h"
+#include "support/temp_files.h"
 #include "support/test_support.h"
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/language.h"
@@ -21,7 +21,7 @@ namespace zel {
 namespace {
 
 using test::ScopedLanguage;
-using test::TempFolder;
+using test::TempDir;
 using test::ThrownText;
 
 std::string Text(const CResurceString& s) { return std::string(s.text.begin(), s.text.end()); }
@@ -29,154 +29,76 @@ std::string Text(const CResurceString& s) { return std::string(s.text.begin(), s
 // An application's script, UTF-8 source, messages over consecutive ids.
 const char* const appScript = R"(#pragma code_page(65001)
 #define MSG_TWELVE 120
-LANGUAGE LANG_ENGLISH, SUBLANG_ENGLISH_US
-STRINGTABLE
-BEGIN
-    1   "EFirst entry"
-    2   "Second entry"
-    3   "Third entry@"
-    10  "Warning alone"
-    11  "next id exists"
-    20  "Qa"
-    21  ""
-    22  "b@"
-    30  "E"
-    40  ""
-    41  "after an empty first"
-    50  "I@"
-    51  "x@"
-    MSG_TWELVE "ELoad twelve"
-    121 "continues"
-    122 "ends here@"
-    123 "never read"
-    130 "Cone"
-    131 "two"
+STRINGTABLE BEGIN
+  1 "EFirst entry" 2 "Second entry" 3 "Third entry@" 10 "Warning alone" 11 "next id exists"
+  20 "Qa" 21 "" 22 "b@" 30 "E" 40 "" 41 "after an empty first" 50 "I@" 51 "x@"
+  MSG_TWELVE "ELoad twelve" 121 "continues" 122 "ends here@" 123 "never read" 130 "Cone" 131 "two"
 END
 LANGUAGE LANG_RUSSIAN, SUBLANG_DEFAULT
-STRINGTABLE
-BEGIN
-    1   "EПервая"
-    2   "Вторая"
-    3   "Третья@"
-END
+STRINGTABLE BEGIN 1 "EПервая" 2 "Вторая" 3 "Третья@" END
 )";
 
 class ResourceTest : public ::testing::Test {
 protected:
-  void SetUp() override { path_ = folder_.Write("app.rc", appScript); }
-  TempFolder folder_;
-  std::string path_;
+  TempDir folder_;
+  std::string path_ = folder_.Write("app.rc", appScript);
   ScopedLanguage english_{LanguageEnglish};
 };
 
-TEST_F(ResourceTest, MultiLineMessageDropsTypeLetterAndEndMarker) {
+TEST_F(ResourceTest, GetTextJoinsEntriesUpToTheMarkerOrAMissingIdByMode) {
+  const struct {
+    unsigned int id;
+    unsigned char mode;
+    std::string text; // without its terminator; empty when GetText gives null
+    unsigned char type;
+    unsigned int count, lines;
+  } cases[] = {
+      // The first character goes (as the type), so does the "@" marker.
+      {1, 2, "First entry\nSecond entry\nThird entry", 3, 3, 3},
+      {1, 1, "First entry\nSecond entry\nThird entry", 3, 3, 3},
+      {1, 10, std::string("First entry\0Second entry\0Third entry", 36), 3, 3, 3},
+      {10, 0, "arning alone", 2, 1, 1}, // one entry although id 11 exists
+      {20, 2, "a\n\nb", 5, 2, 2},       // an empty entry: an empty line, not counted
+      {40, 0, "\nafter an empty first", 0, 1, 1}, // an empty first entry: even mode 0 reads on
+      {120, 2, "Load twelve\ncontinues\nends here", 3, 3, 3},
+      {130, 1, "one\ntwo", 4, 2, 2}, // up to the missing id 132
+      {50, 2, "", 1, 1, 0},          // "I@": the letter goes, the "@" left over ends the message
+      {30, 0, "", 3, 1, 0},          // a type and no text
+      {999, 2, " Not message 999 ::" + path_, 0, 0, 1},
+      {65536 + 1, 0, " Not message 65537 ::" + path_, 0, 0, 1}, // ids are 16-bit
+  };
   const CResurce res(path_.c_str());
-  CResurceString out;
-  res.GetMsg(1, out);
-  EXPECT_EQ(out.type, 3);
-  EXPECT_EQ(out.count, 3u);
-  EXPECT_EQ(Text(out), std::string("First entry\nSecond entry\nThird entry") + '\0');
-  EXPECT_EQ(out.length, out.text.size());
-  EXPECT_EQ(out.GetQuantityLine(), 3u);
-  // Mode 1 reads the same way; it is what GetString(id, buffer) copies.
-  char buffer[256];
-  res.GetString(1, buffer);
-  EXPECT_STREQ(buffer, "First entry\nSecond entry\nThird entry");
-}
-
-TEST_F(ResourceTest, ModeZeroReadsOneEntryEvenWhenTheNextIdExists) {
-  const CResurce res(path_.c_str());
-  CResurceString out;
-  const char* text = res.GetString(10, out);
-  ASSERT_EQ(text, out.text.data());
-  EXPECT_STREQ(text, "arning alone");
-  EXPECT_EQ(out.type, 2);
-  EXPECT_EQ(out.count, 1u);
-  EXPECT_EQ(out.length, 13u);
-}
-
-TEST_F(ResourceTest, EmptyEntryInsideAMessageGivesAnEmptyLineAndNoCount) {
-  const CResurce res(path_.c_str());
-  CResurceString out;
-  res.GetMsg(20, out);
-  EXPECT_EQ(Text(out), std::string("a\n\nb") + '\0');
-  EXPECT_EQ(out.type, 5);
-  EXPECT_EQ(out.count, 2u);
-  EXPECT_EQ(out.GetQuantityLine(), 2u);
-  // An empty first entry: even mode 0 goes on to the next id, which begins a
-  // new line and keeps its first character.
-  EXPECT_STREQ(res.GetString(40, out), "\nafter an empty first");
-  EXPECT_EQ(out.type, 0);
-  EXPECT_EQ(out.count, 1u);
-}
-
-TEST_F(ResourceTest, LoadReadsTheBlockOfTenIdsToTheMarkerOrAMissingId) {
-  const CResurce res(path_.c_str());
-  CResurceString out;
-  res.Load(12, out);
-  EXPECT_EQ(Text(out), std::string("Load twelve\ncontinues\nends here") + '\0');
-  EXPECT_EQ(out.type, 3);
-  EXPECT_EQ(out.count, 3u);
-  res.Load(13, out);
-  EXPECT_EQ(Text(out), std::string("one\ntwo") + '\0');
-  EXPECT_EQ(out.type, 4);
-  EXPECT_EQ(out.count, 2u);
-}
-
-TEST_F(ResourceTest, ModeTenGivesNulSeparatedLines) {
-  const CResurce res(path_.c_str());
-  CResurceString out;
-  const char* text = res.GetText(1, out, 10);
-  ASSERT_NE(text, nullptr);
-  EXPECT_EQ(Text(out), std::string("First entry\0Second entry\0Third entry\0", 37));
-  EXPECT_STREQ(text + std::strlen(text) + 1, "Second entry");
-  EXPECT_EQ(out.GetQuantityLine(), 3u);
-}
-
-TEST_F(ResourceTest, EndMarkerAndTypeLetterInteract) {
-  const CResurce res(path_.c_str());
-  CResurceString out;
-  // "I@": the letter goes, the "@" left over ends the message at once.
-  EXPECT_EQ(res.GetText(50, out, 2), nullptr);
-  EXPECT_EQ(out.type, 1);
-  EXPECT_EQ(out.count, 1u);
-  // "E" alone: a message with a type and no text.
-  EXPECT_EQ(res.GetText(30, out, 0), nullptr);
-  EXPECT_EQ(out.type, 3);
-  EXPECT_EQ(Text(out), std::string(1, '\0'));
-  EXPECT_EQ(out.length, 1u);
-  EXPECT_EQ(out.GetQuantityLine(), 0u);
-  char buffer[8] = "garbage";
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.id);
+    CResurceString out;
+    const char* text = res.GetText(c.id, out, c.mode);
+    EXPECT_EQ(text, c.text.empty() ? nullptr : out.text.data());
+    EXPECT_EQ(Text(out), c.text + '\0');
+    EXPECT_EQ(out.length, out.text.size());
+    EXPECT_EQ(out.type, c.type);
+    EXPECT_EQ(out.count, c.count);
+    EXPECT_EQ(out.GetQuantityLine(), c.lines);
+  }
+  // Load(n) reads the block of ten ids from 10n.
+  CResurceString loaded, message;
+  res.Load(12, loaded);
+  res.GetMsg(120, message);
+  EXPECT_EQ(Text(loaded), Text(message));
+  char buffer[64] = "garbage";
   res.GetString(30, buffer);
   EXPECT_STREQ(buffer, "");
-}
-
-TEST_F(ResourceTest, UnknownIdReadsAsNotMessageWithTheModuleName) {
-  const CResurce res(path_.c_str());
-  CResurceString out;
-  const char* text = res.GetText(999, out, 2);
-  EXPECT_EQ(std::string(text), " Not message 999 ::" + path_);
-  EXPECT_EQ(out.type, 0);
-  EXPECT_EQ(out.count, 0u);
-  EXPECT_EQ(out.length, out.text.size());
-  EXPECT_EQ(out.GetQuantityLine(), 1u);
-  // Ids are 16-bit; larger ones never exist.
-  EXPECT_STREQ(res.GetText(65536 + 1, out, 0), (" Not message 65537 ::" + path_).c_str());
-  const CResurce none;
-  EXPECT_STREQ(none.GeName(), "");
-  EXPECT_STREQ(none.GetText(5, out, 0), " Not message 5 ::");
+  res.GetString(1, buffer);
+  EXPECT_STREQ(buffer, "First entry\nSecond entry\nThird entry");
+  EXPECT_STREQ(CResurce().GetText(5, loaded, 0), " Not message 5 ::");
 }
 
 TEST_F(ResourceTest, TypeLettersInEitherCaseAndTheFirstCharacterAlwaysGoes) {
   const std::string letters = "IiWwEeCcQqSsZz?";
   const unsigned char types[] = {1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 0, 0, 0};
-  std::string script = "STRINGTABLE BEGIN\n";
-  for (std::size_t i = 0; i < letters.size(); ++i)
-    script += std::to_string(100 + 2 * i) + " \"" + letters[i] + "x\"\n";
-  const CResurce res(folder_.Write("types.rc", script + "END\n").c_str());
   for (std::size_t i = 0; i < letters.size(); ++i) {
+    const CResurce res(folder_.Write("type.rc", std::string("STRINGTABLE BEGIN 1 \"") + letters[i] + "x\" END").c_str());
     CResurceString out;
-    EXPECT_STREQ(res.GetText(static_cast<unsigned>(100 + 2 * i), out, 2), "x") << letters[i];
+    EXPECT_STREQ(res.GetText(1, out, 2), "x") << letters[i];
     EXPECT_EQ(out.type, types[i]) << letters[i];
   }
 }
@@ -317,25 +239,6 @@ TEST_F(ResourceTest, ThreadsShareAModuleEachInItsOwnLanguage) {
   EXPECT_EQ(wrong, std::vector<int>(4, 0));
 }
 
-TEST(ResurceString, ClearAndCountLines) {
-  CResurceString s;
-  EXPECT_EQ(s.GetQuantityLine(), 0u);
-  s.text.assign({'a', '\n', 'b', '\n', 'c', '\0'});
-  EXPECT_EQ(s.GetQuantityLine(), 3u);
-  s.count = 7;
-  EXPECT_EQ(s.GetQuantityLine(), 7u);
-  s.type = 4;
-  s.length = 6;
-  const CResurceString copy = s;
-  s.Clear();
-  EXPECT_EQ(s.type, 0);
-  EXPECT_EQ(s.length, 0u);
-  EXPECT_EQ(s.count, 0u);
-  EXPECT_TRUE(s.text.empty());
-  EXPECT_EQ(copy.count, 7u);
-  EXPECT_EQ(copy.text.size(), 6u);
-}
-
 #ifdef ZEL_TEST_STRING_TABLES
 TEST(ResurceModule, ReadsTheTablesCompiledIntoASharedObject) {
   ScopedLanguage english(LanguageEnglish);
@@ -351,22 +254,17 @@ TEST(ResurceModule, ReadsTheTablesCompiledIntoASharedObject) {
     EXPECT_STREQ(module.GetString(20, out), "First line");
   }
   EXPECT_EQ(std::string(module.GetString(8, out)), std::string(" Not message 8 ::") + ZEL_TEST_STRING_TABLES);
-  // Loaded twice, the object is one module.
+  // Loaded twice, or given as a handle of the system's loader, the object is
+  // one module.
   const CResurce again(ZEL_TEST_STRING_TABLES);
   EXPECT_EQ(again.GetModule(), module.GetModule());
-}
-
-TEST(ResurceModule, TakesAHandleOfTheSystemLoader) {
-  ScopedLanguage english(LanguageEnglish);
-  CResurceString out;
   void* handle = platform::OpenSharedObject(ZEL_TEST_STRING_TABLES);
   ASSERT_NE(handle, nullptr);
-  CResurce first;
+  CResurce first, second;
   first.Init("module", handle); // owns the handle from here on
-  EXPECT_STREQ(first.GetString(7, out), "Hello from a module");
-  CResurce second;
-  second.Init("same handle", handle); // the same handle: the same module
+  second.Init("same handle", handle);
   EXPECT_EQ(second.GetModule(), first.GetModule());
+  EXPECT_STREQ(second.GetString(7, out), "Hello from a module");
 }
 
 TEST(ResurceModule, ASharedObjectWithoutTablesHasNoMessages) {

@@ -38,6 +38,17 @@ public:
   /// The path of `name` inside the directory.
   std::string File(const std::string& name) const { return path_ + "/" + name; }
 
+  /// Writes `contents` to the file `name` in the directory; returns its path.
+  std::string Write(const std::string& name, const std::string& contents) const {
+    const std::string path = File(name);
+    std::FILE* f = std::fopen(path.c_str(), "wb");
+    if (f == nullptr || std::fwrite(contents.data(), 1, contents.size(), f) != contents.size())
+      ADD_FAILURE() << "cannot write " << path;
+    if (f != nullptr)
+      std::fclose(f);
+    return path;
+  }
+
 private:
   std::string path_;
 };
