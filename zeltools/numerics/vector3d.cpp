@@ -77,7 +77,9 @@ double MatrCos(const double* p1, const double* p2, double angle, double* t) {
     VectorProduct(z0, x, y0);
   } else {
     // Z × x′ has the exact components (−x′y, x′x, 0) before normalising.
-    y0[0] = -x[1] / horizontal, y0[1] = x[0] / horizontal, y0[2] = 0.0;
+    y0[0] = -x[1] / horizontal;
+    y0[1] = x[0] / horizontal;
+    y0[2] = 0.0;
     VectorProduct(x, y0, z0);
   }
   const double c = std::cos(angle);
