@@ -1,1 +1,61 @@
-# catalogue: compiled from zeltools/resources at build time (see errors/)
+# The library's own message catalogue, compiled from the resource scripts in
+# zeltools/resources/ when the library is built, so that no file is needed at
+# run time.
+#
+# zel_rc_compile is a host program built from the library's own script reader
+# (and the few sources that reader stands on); it turns the scripts into the
+# constant rows that zeltools/errors/catalogue.cpp includes. The same program
+# serves zel_add_string_tables (ZelStringTables.cmake) for applications.
+# A cross build would need a host-built zel_rc_compile; it is not provided.
+
+file(GLOB zel_platform_common_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/zeltools/platform/*.cpp)
+add_executable(zel_rc_compile
+  ${PROJECT_SOURCE_DIR}/tools/rc_compile/rc_compile.cpp
+  ${PROJECT_SOURCE_DIR}/zeltools/errors/rc_script.cpp
+  ${PROJECT_SOURCE_DIR}/zeltools/errors/table_image.cpp
+  ${PROJECT_SOURCE_DIR}/zeltools/errors/exception.cpp
+  ${PROJECT_SOURCE_DIR}/zeltools/errors/language.cpp
+  ${PROJECT_SOURCE_DIR}/zeltools/text/encoding.cpp
+  ${zel_platform_common_sources}
+  ${ZEL_PLATFORM_SOURCES})
+add_executable(ZelTools::rc_compile ALIAS zel_rc_compile)
+set_target_properties(zel_rc_compile PROPERTIES EXPORT_NAME rc_compile)
+target_compile_features(zel_rc_compile PRIVATE cxx_std_17)
+target_include_directories(zel_rc_compile PRIVATE ${PROJECT_SOURCE_DIR})
+target_link_libraries(zel_rc_compile PRIVATE ${CMAKE_DL_LIBS})
+zel_strict_warnings(zel_rc_compile)
+
+file(GLOB ZEL_CATALOGUE_SCRIPTS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/zeltools/resources/*.rc)
+set(zel_catalogue_rows ${PROJECT_BINARY_DIR}/generated/zeltools_catalogue_rows.inc)
+add_custom_command(
+  OUTPUT ${zel_catalogue_rows}
+  COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/generated
+  COMMAND zel_rc_compile catalogue ${zel_catalogue_rows} ${ZEL_CATALOGUE_SCRIPTS}
+  DEPENDS zel_rc_compile ${ZEL_CATALOGUE_SCRIPTS}
+  COMMENT "Compiling the ZelTools message catalogue"
+  VERBATIM)
+target_sources(zeltools PRIVATE ${zel_catalogue_rows})
+
+include(${CMAKE_CURRENT_LIST_DIR}/ZelStringTables.cmake)
+
+if(ZELTOOLS_INSTALL)
+  install(TARGETS zel_rc_compile EXPORT ZelToolsTargets RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES ${CMAKE_CURRENT_LIST_DIR}/ZelStringTables.cmake DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ZelTools)
+endif()
+
+# A shared object with compiled string tables, for the resource tests; they
+# get its path as ZEL_TEST_STRING_TABLES. The test program is made in
+# tests/, after this file is read, hence the deferred call.
+if(ZELTOOLS_BUILD_TESTS)
+  add_library(zel_test_string_tables MODULE)
+  zel_add_string_tables(zel_test_string_tables ${PROJECT_SOURCE_DIR}/tests/errors/data/module_strings.rc)
+  set_target_properties(zel_test_string_tables PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
+  function(zel_wire_test_string_tables)
+    if(TARGET zel_errors_tests)
+      add_dependencies(zel_errors_tests zel_test_string_tables)
+      target_compile_definitions(zel_errors_tests PRIVATE
+        ZEL_TEST_STRING_TABLES="$<TARGET_FILE:zel_test_string_tables>")
+    endif()
+  endfunction()
+  cmake_language(DEFER DIRECTORY ${PROJECT_SOURCE_DIR} CALL zel_wire_test_string_tables)
+endif()

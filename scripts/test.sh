@@ -29,6 +29,15 @@ cmake -S consumer -B build/consumer-subdir -DZEL_CONSUMER_SOURCE_TREE="$PWD" >/d
 cmake --build build/consumer-subdir -j"$jobs"
 ./build/consumer-subdir/zel_consumer
 
+echo "== shared library: install and consume"
+rm -rf build/_install-shared build/consumer-shared
+cmake --preset shared >/dev/null
+cmake --build --preset shared -j"$jobs"
+cmake --install build/shared --prefix build/_install-shared >/dev/null
+cmake -S consumer -B build/consumer-shared -DCMAKE_PREFIX_PATH="$PWD/build/_install-shared" >/dev/null
+cmake --build build/consumer-shared -j"$jobs"
+./build/consumer-shared/zel_consumer
+
 echo "== benchmarks (smoke run)"
 cmake --preset bench >/dev/null
 cmake --build --preset bench -j"$jobs"

@@ -2,16 +2,426 @@
 /// \file
 /// `Vector<T>`: the library's general value container, a `std::vector<T>`
 /// with 1-based access, range editing, sorting, compaction and persistence.
+///
+/// Positions are 1-based with 0 meaning none (`Get`, `Compare(i, j)`,
+/// `Replace`, `Erase`, the results of `Append`, `AddSize` and `Order`);
+/// `operator[]` and `SetValue` are 0-based. Out-of-range positions are not
+/// errors: accessors give null and modifiers do nothing.
+///
+/// Element order (used by `Compare`, `Sort`, `Compress` and `Order`):
+/// pointers by address; other types by their own `operator<` and
+/// `operator==`, exactly (no tolerance). A NaN is neither less than nor equal
+/// to anything, so `Compare` gives 1 for it on either side; `Sort`, `Compress`
+/// and `Order` place NaNs after every other value.
+///
+/// Every source pointer may point into the vector itself: such sources are
+/// copied before the vector changes. Element types that are not trivially
+/// copyable are only ever copied, moved and destroyed as objects.
 
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <functional>
+#include <optional>
+#include <type_traits>
 #include <vector>
+
+#include "zeltools/containers/internal/element_order.h"
 
 namespace zel {
 
 template <class T>
 class Vector : public std::vector<T> {
+  using Base = std::vector<T>;
+
 public:
-  using std::vector<T>::vector;
+  using Base::Base;
   Vector() = default;
+
+  // --- size and access --------------------------------------------------
+
+  /// Element count.
+  unsigned int GetSize() const noexcept { return static_cast<unsigned int>(this->size()); }
+  /// Element count (same as `GetSize`).
+  unsigned int GetQuantity() const noexcept { return GetSize(); }
+
+  /// Element `i` (1-based), or null when `i` is 0 or above the count.
+  T* Get(unsigned int i) noexcept { return InRange(i) ? this->data() + (i - 1) : nullptr; }
+  const T* Get(unsigned int i) const noexcept { return InRange(i) ? this->data() + (i - 1) : nullptr; }
+
+  /// The first element, or null for an empty vector.
+  operator T*() noexcept { return this->empty() ? nullptr : this->data(); }
+  operator const T*() const noexcept { return this->empty() ? nullptr : this->data(); }
+
+  /// Element `i`, 0-based and unchecked, for any integer index type.
+  template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
+  T& operator[](I i) noexcept {
+    return Base::operator[](static_cast<std::size_t>(i));
+  }
+  template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
+  const T& operator[](I i) const noexcept {
+    return Base::operator[](static_cast<std::size_t>(i));
+  }
+
+  /// 1 when some element equals `value` exactly.
+  unsigned char Exist(const T& value) const {
+    for (const T& e : *this) {
+      if (internal::ElementEqual(e, value)) return 1;
+    }
+    return 0;
+  }
+
+  // --- growth and shrinking ---------------------------------------------
+
+  /// Appends the `n` elements at `src` (a null `src` stands for `n`
+  /// value-initialised elements). Returns the old count + 1, also for `n` 0.
+  unsigned int Append(unsigned int n, const T* src) {
+    const unsigned int first = GetSize() + 1;
+    if (n == 0) return first;
+    if (src == nullptr) {
+      this->resize(this->size() + n);
+    } else if (Aliases(src)) {
+      const Base copy(src, src + n);
+      this->insert(this->end(), copy.begin(), copy.end());
+    } else {
+      this->insert(this->end(), src, src + n);
+    }
+    return first;
+  }
+  /// Appends one element; returns its position.
+  unsigned int Append(const T& value) {
+    const unsigned int first = GetSize() + 1;
+    this->push_back(value);
+    return first;
+  }
+  /// Appends all elements of `other` (which may be this vector); returns the
+  /// old count + 1.
+  unsigned int Append(const std::vector<T>& other) {
+    const unsigned int first = GetSize() + 1;
+    if (&other == this) {
+      const Base copy(other);
+      this->insert(this->end(), copy.begin(), copy.end());
+    } else {
+      this->insert(this->end(), other.begin(), other.end());
+    }
+    return first;
+  }
+  Vector& operator+=(const T& value) {
+    Append(value);
+    return *this;
+  }
+  Vector& operator+=(const std::vector<T>& other) {
+    Append(other);
+    return *this;
+  }
+
+  /// Grows by `n` copies of `fill`; returns the old count + 1.
+  unsigned int AddSize(unsigned int n, const T& fill) {
+    const unsigned int first = GetSize() + 1;
+    const T copy(fill);
+    this->insert(this->end(), n, copy);
+    return first;
+  }
+  /// Grows by `n` value-initialised elements; returns the old count + 1.
+  unsigned int AddSize(unsigned int n) {
+    const unsigned int first = GetSize() + 1;
+    this->resize(this->size() + n);
+    return first;
+  }
+
+  /// Exactly `n` elements; new ones are `fill`.
+  void SetSize(unsigned int n, const T& fill) {
+    const T copy(fill);
+    this->resize(n, copy);
+  }
+  /// Exactly `n` elements; new ones are value-initialised.
+  void SetSize(unsigned int n) { this->resize(n); }
+
+  /// For `n` > 0 reserves room for `n` elements (never shrinks, count
+  /// unchanged). `SetMaxSize(0)` empties the vector and keeps its capacity.
+  void SetMaxSize(unsigned int n) {
+    if (n == 0) {
+      this->clear();
+    } else {
+      this->reserve(n);
+    }
+  }
+
+  /// Makes the vector exactly the `n` elements at `src` (a null `src` stands
+  /// for `n` value-initialised elements).
+  void Set(unsigned int n, const T* src) {
+    if (src == nullptr) {
+      this->assign(n, T());
+    } else if (Aliases(src)) {
+      Base copy(src, src + n);
+      this->swap(copy);
+    } else {
+      this->assign(src, src + n);
+    }
+  }
+  /// Makes the vector a copy of `other`.
+  void Set(const std::vector<T>& other) {
+    if (&other != this) this->assign(other.begin(), other.end());
+  }
+  /// Same as `Set(other)`.
+  void Copy(const std::vector<T>& other) { Set(other); }
+
+  /// Resizes to `n` and zeroes every element.
+  void SetZero(unsigned int n) {
+    this->resize(n);
+    SetZero();
+  }
+  /// Zeroes the bytes of every element. Types that are not trivially copyable
+  /// get a value-initialised element instead (for texts: the empty text),
+  /// which is what zero bytes stand for in them.
+  void SetZero() {
+    if (this->empty()) return;
+    if constexpr (std::is_trivially_copyable_v<T>) {
+      std::memset(static_cast<void*>(this->data()), 0, this->size() * sizeof(T));
+    } else {
+      std::fill(this->begin(), this->end(), T());
+    }
+  }
+
+  /// Fills the 0-based range from `i` to `j` inclusive with `value`.
+  ///
+  /// A `j` of 0 means the single element `i` (so `SetValue(v, 0, 0)` sets
+  /// element 0 and `SetValue(v, 2, 0)` element 2); otherwise the bounds may
+  /// come in either order. Both bounds are clamped to the count, not to the
+  /// count − 1: a range reaching past the end designates the slot just after
+  /// the last element as well. That slot holds no element and is not
+  /// written, so such a range fills up to the last element, and one lying
+  /// wholly beyond the end fills nothing. An empty vector is left alone.
+  void SetValue(const T& value, unsigned int i, unsigned int j) {
+    const std::size_t n = this->size();
+    if (n == 0) return;
+    if (j == 0) j = i;
+    const std::size_t lo = std::min<std::size_t>(std::min(i, j), n);
+    const std::size_t hi = std::min<std::size_t>(std::min<std::size_t>(std::max(i, j), n), n - 1);
+    if (lo > hi) return;
+    const T copy(value);
+    std::fill(this->begin() + static_cast<std::ptrdiff_t>(lo), this->begin() + static_cast<std::ptrdiff_t>(hi + 1),
+              copy);
+  }
+
+  /// Stores `value` at position `i` (skipped when the element already equals
+  /// it). 0 when `i` is 0 or above the count, else 1.
+  unsigned char Replace(unsigned int i, const T& value) {
+    T* e = Get(i);
+    if (e == nullptr) return 0;
+    if (!internal::ElementEqual(*e, value)) *e = value;
+    return 1;
+  }
+  /// Copies the `j - i + 1` elements at `src` into positions `i` to `j` (a
+  /// null `src` stands for value-initialised elements). 0, with nothing
+  /// copied, when `j < i`, and also when `i` is 0 or `j` is above the count
+  /// (a range outside the vector is refused rather than written past its
+  /// end); else 1.
+  unsigned char Replace(unsigned int i, unsigned int j, const T* src) {
+    if (j < i || i == 0 || j > this->size()) return 0;
+    T* dst = this->data() + (i - 1);
+    const std::size_t n = std::size_t{j} - i + 1;
+    if (src == nullptr) {
+      std::fill(dst, dst + n, T());
+    } else if (Aliases(src)) {
+      const Base copy(src, src + n);
+      std::copy(copy.begin(), copy.end(), dst);
+    } else {
+      std::copy(src, src + n, dst);
+    }
+    return 1;
+  }
+
+  /// Removes positions `i` to `j`. `Erase(0, 0)` clears as `Clear()`; a `j`
+  /// of 0 means the single position `i`; bounds in either order; a first
+  /// bound of 0 counts as 1; nothing happens when the first bound is above
+  /// the count; the last is clamped to the count.
+  void Erase(unsigned int i, unsigned int j) {
+    if (j == 0) {
+      if (i == 0) {
+        Clear();
+        return;
+      }
+      j = i;
+    }
+    if (j < i) std::swap(i, j);
+    if (i == 0) i = 1;
+    if (i > this->size()) return;
+    if (j > this->size()) j = GetSize();
+    this->erase(this->begin() + (i - 1), this->begin() + j);
+  }
+
+  /// Removes every element equal to `value`, keeping the order of the rest.
+  void Remove(const T& value) {
+    const T copy(value);
+    this->erase(std::remove_if(this->begin(), this->end(),
+                               [&copy](const T& e) { return internal::ElementEqual(e, copy); }),
+                this->end());
+  }
+  /// `Remove` for each of the `n` values at `values` in turn.
+  void Remove(unsigned int n, const T* values) {
+    if (values == nullptr || n == 0) return;
+    if (Aliases(values)) {
+      const Base copy(values, values + n);
+      for (const T& v : copy) Remove(v);
+    } else {
+      for (unsigned int k = 0; k < n; ++k) Remove(values[k]);
+    }
+  }
+  /// `Remove` for each element of `other` in turn.
+  void Remove(const std::vector<T>& other) {
+    if (&other == this) {
+      const Base copy(other);
+      for (const T& v : copy) Remove(v);
+    } else {
+      for (const T& v : other) Remove(v);
+    }
+  }
+
+  /// Removes all elements and releases the storage (capacity 0).
+  void Clear() noexcept {
+    Base empty;
+    this->swap(empty);
+  }
+
+  /// For a vector of bytes holding one zero-terminated text: appends `text`
+  /// (null reads as empty). A non-empty vector first has its last element
+  /// (the old terminator) overwritten by `separator`, or dropped when
+  /// `separator` is 0. Returns the length of the joined text.
+  template <class U = T, std::enable_if_t<std::is_integral_v<U> && sizeof(U) == 1 && !std::is_same_v<U, bool>, int> = 0>
+  unsigned int AddStr(const char* text, char separator) {
+    const std::size_t len = text == nullptr ? 0 : std::strlen(text);
+    const std::vector<char> copy(text, text + len);  // text may lie in this vector
+    std::size_t m = this->size();
+    if (m > 0) {
+      if (separator != 0) {
+        this->back() = static_cast<U>(separator);
+      } else {
+        --m;
+      }
+    }
+    this->resize(m + len + 1);
+    if (len != 0) std::memcpy(this->data() + m, copy.data(), len);
+    (*this)[m + len] = 0;
+    return static_cast<unsigned int>(m + len);
+  }
+
+  // --- ordering -----------------------------------------------------------
+
+  /// -1, 0 or 1 for the elements at `a` and `b`: a null element orders
+  /// first (two nulls are equal); a NaN on either side gives 1.
+  static int Compare(const T* a, const T* b) { return internal::ElementCompare(a, b); }
+  /// `Compare(Get(i), Get(j))`: out-of-range positions count as missing.
+  template <class I, class J,
+            std::enable_if_t<std::is_integral_v<I> && std::is_integral_v<J>, int> = 0>
+  int Compare(I i, J j) const {
+    return internal::ElementCompare(At(i), At(j));
+  }
+  /// Lexicographic: -1 when this vector orders before `other`, 1 after, 0
+  /// for the same elements; a proper prefix orders first.
+  int Compare(const std::vector<T>& other) const {
+    const std::size_t n = std::min(this->size(), other.size());
+    for (std::size_t k = 0; k < n; ++k) {
+      const int c = internal::ElementCompare(this->data() + k, other.data() + k);
+      if (c != 0) return c;
+    }
+    if (this->size() == other.size()) return 0;
+    return this->size() < other.size() ? -1 : 1;
+  }
+
+  /// Sorts ascending (not stable); with `unique`, equal neighbours are
+  /// reduced to the first of them.
+  void Sort(bool unique = false) {
+    if (this->empty()) return;
+    Sort(this->data(), this->data() + this->size(), unique);
+  }
+  /// Sorts the range [first, last) of this vector's storage. With `unique`,
+  /// the kept elements are packed to the front of the range and the
+  /// duplicates removed from the vector, so elements after `last` move down.
+  /// A range that does not lie within the storage is left alone.
+  void Sort(T* first, T* last, bool unique) {
+    if (this->empty() || first == nullptr || last == nullptr) return;
+    const std::less_equal<const T*> le;
+    const T* begin = this->data();
+    if (!le(begin, first) || !le(first, last) || !le(last, begin + this->size())) return;
+    if (last - first < 2) return;
+    internal::SortElements(first, last);
+    if (!unique) return;
+    // Element k is kept when it differs from element k - 1 of the sorted
+    // range; the decision for k + 1 is taken before k is moved away.
+    T* w = first + 1;
+    bool keep = !internal::ElementEqual(first[1], first[0]);
+    for (T* r = first + 1; r != last; ++r) {
+      const bool keepNext = r + 1 != last && !internal::ElementEqual(r[1], r[0]);
+      if (keep) {
+        if (w != r) *w = std::move(*r);
+        ++w;
+      }
+      keep = keepNext;
+    }
+    const auto from = this->begin() + (w - begin);
+    const auto to = this->begin() + (last - begin);
+    this->erase(from, to);
+  }
+
+  /// Fills `out` with the 1-based positions of the elements in ascending
+  /// order of value (NaNs last); the vector is unchanged.
+  void Order(std::vector<unsigned int>& out) const {
+    out.resize(this->size());
+    if (!this->empty()) internal::OrderElements(this->data(), this->size(), out.data());
+  }
+
+  /// Sorts, then drops the elements equal to `*excluded` (when given) and,
+  /// with `unique`, each element equal to its predecessor in the sorted
+  /// sequence. Returns 1 when the count changed, 0 when not; an empty vector
+  /// returns 1 at once.
+  ///
+  /// Kept for compatibility: the smallest element is carried over only when
+  /// `excluded` is given and differs from it. Without `excluded` the
+  /// smallest element is always dropped, so a vector of distinct values
+  /// loses its smallest one and the result is 1.
+  int Compress(bool unique, const T* excluded) {
+    const std::size_t n = this->size();
+    if (n == 0) return 1;
+    std::optional<T> ex;
+    if (excluded != nullptr) ex.emplace(*excluded);  // excluded may lie in this vector
+    internal::SortElements(this->data(), this->data() + n);
+    T* a = this->data();
+    const auto dropped = [&](std::size_t k) {
+      return (ex && internal::ElementEqual(a[k], *ex)) || (unique && internal::ElementEqual(a[k], a[k - 1]));
+    };
+    std::size_t w = (ex && !internal::ElementEqual(a[0], *ex)) ? 1 : 0;
+    bool drop = n > 1 && dropped(1);
+    for (std::size_t k = 1; k < n; ++k) {
+      const bool dropNext = k + 1 < n && dropped(k + 1);  // before a[k] is moved away
+      if (!drop) {
+        if (w != k) a[w] = std::move(a[k]);
+        ++w;
+      }
+      drop = dropNext;
+    }
+    this->erase(this->begin() + static_cast<std::ptrdiff_t>(w), this->end());
+    return w != n ? 1 : 0;
+  }
+
+private:
+  bool InRange(unsigned long long i) const noexcept { return i != 0 && i <= this->size(); }
+
+  template <class I>
+  const T* At(I i) const noexcept {
+    if constexpr (std::is_signed_v<I>) {
+      if (i <= 0) return nullptr;
+    }
+    const auto u = static_cast<unsigned long long>(i);
+    return InRange(u) ? this->data() + (u - 1) : nullptr;
+  }
+
+  /// True when `p` points at one of this vector's elements.
+  bool Aliases(const T* p) const noexcept {
+    if (this->empty()) return false;
+    const T* begin = this->data();
+    return std::less_equal<const T*>()(begin, p) && std::less<const T*>()(p, begin + this->size());
+  }
 };
 
 } // namespace zel

@@ -25,6 +25,31 @@ struct SystemCalls {
   void (*release)(void* block);
   // Total and available physical memory in bytes; false when unknown.
   bool (*physicalMemory)(std::uint64_t& total, std::uint64_t& available);
+
+  // Files. A handle is opaque and null means none; offsets are physical byte
+  // positions. Each entry is one system call and nothing more: retries,
+  // short transfers and the Windows-shaped open live in the helpers below.
+  // Opens `name` (never truncating); `create` makes a missing file,
+  // `createNew` insists that it did not exist. A directory is refused.
+  void* (*fileOpen)(const char* name, bool read, bool write, bool create, bool createNew);
+  // Non-blocking advisory lock on the whole file, shared or exclusive.
+  bool (*fileLock)(void* handle, bool shared);
+  bool (*fileClose)(void* handle);
+  // A second handle on the same open file (and so on the same lock).
+  void* (*fileDuplicate)(void* handle);
+  // One transfer at `offset`: the bytes moved (0 at the end of the file), or
+  // -1 on failure. Either may move fewer bytes than asked.
+  std::int64_t (*fileReadAt)(void* handle, void* buffer, std::size_t bytes, std::int64_t offset);
+  std::int64_t (*fileWriteAt)(void* handle, const void* buffer, std::size_t bytes, std::int64_t offset);
+  // Moves the system's file pointer; fails on a negative position.
+  bool (*fileSeek)(void* handle, std::int64_t offset);
+  bool (*fileTruncate)(void* handle, std::int64_t length);
+  // Durable flush of the file's data and size to the device.
+  bool (*fileSync)(void* handle);
+  bool (*fileSize)(void* handle, std::int64_t& size);
+  bool (*fileRemove)(const char* name);
+  // True when `name` names an existing file system object.
+  bool (*fileExists)(const char* name);
 };
 
 /// The table in force. Tests may assign entries and must restore them
@@ -44,6 +69,34 @@ public:
 private:
   SystemCalls saved_;
 };
+
+/// Creation dispositions of `OpenFile`, numbered as the Windows ones.
+enum class Creation : unsigned int {
+  CreateNew = 1,
+  CreateAlways = 2,
+  OpenExisting = 3,
+  OpenAlways = 4,
+  TruncateExisting = 5,
+};
+
+/// The Windows-shaped open: the file with the given access, sharing and
+/// creation disposition. Sharing is an advisory lock taken without waiting:
+/// an unshared open holds it exclusively and fails (last error EBUSY, a
+/// sharing violation) while any other open holds the file; shared opens hold
+/// it shared. A handle opened for writing can also read when the system
+/// allows it, so that layers above may read what a write-only open wrote.
+/// Truncating dispositions truncate only once the lock is held. Null on
+/// failure, with the last error set.
+void* OpenFile(const char* name, bool read, bool write, bool share, Creation creation);
+
+/// Reads `bytes` at `offset`, repeating the system call over interruptions
+/// and partial transfers; stops early at the end of the file or on an error.
+/// Returns the bytes read; the last error is 0 when the end of the file
+/// stopped it.
+std::uint64_t ReadAt(void* handle, void* buffer, std::uint64_t bytes, std::int64_t offset);
+/// Writes `bytes` at `offset` likewise; stops early only on an error (a
+/// system call that writes nothing counts as a full device, ENOSPC).
+std::uint64_t WriteAt(void* handle, const void* buffer, std::uint64_t bytes, std::int64_t offset);
 
 /// The system's text for error `code`, without a trailing line end (the
 /// stand-in for FormatMessageA from the system table).

@@ -1,8 +1,13 @@
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/sysinfo.h>
+#include <unistd.h>
 
 #include "zeltools/errors/last_error.h"
 #include "zeltools/platform/platform.h"
@@ -82,8 +87,126 @@ bool PosixPhysicalMemory(std::uint64_t& total, std::uint64_t& available) noexcep
   return true;
 }
 
+// A handle is the descriptor plus one, so that descriptor 0 is not null.
+void* HandleOf(int fd) noexcept { return reinterpret_cast<void*>(static_cast<std::intptr_t>(fd) + 1); }
+int DescriptorOf(void* handle) noexcept { return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1); }
+
+void* PosixFileOpen(const char* name, bool read, bool write, bool create, bool createNew) noexcept {
+  int flags = O_CLOEXEC;
+  flags |= write ? (read ? O_RDWR : O_WRONLY) : O_RDONLY;
+  if (create || createNew)
+    flags |= O_CREAT;
+  if (createNew)
+    flags |= O_EXCL;
+  errno = 0;
+  const int fd = ::open(name, flags, 0666);
+  if (fd < 0) {
+    Record(false);
+    return nullptr;
+  }
+  struct stat info {};
+  if (::fstat(fd, &info) == 0 && S_ISDIR(info.st_mode)) {
+    ::close(fd);
+    SetLastError(EISDIR);
+    return nullptr;
+  }
+  SetLastError(0);
+  return HandleOf(fd);
+}
+
+bool PosixFileLock(void* handle, bool shared) noexcept {
+  int rc;
+  do {
+    errno = 0;
+    rc = ::flock(DescriptorOf(handle), (shared ? LOCK_SH : LOCK_EX) | LOCK_NB);
+  } while (rc != 0 && errno == EINTR);
+  Record(rc == 0);
+  return rc == 0;
+}
+
+bool PosixFileClose(void* handle) noexcept {
+  errno = 0;
+  // The descriptor is released even when close reports an error, so it is
+  // never retried.
+  const bool ok = ::close(DescriptorOf(handle)) == 0;
+  Record(ok);
+  return ok;
+}
+
+void* PosixFileDuplicate(void* handle) noexcept {
+  errno = 0;
+  const int fd = ::fcntl(DescriptorOf(handle), F_DUPFD_CLOEXEC, 0);
+  Record(fd >= 0);
+  return fd >= 0 ? HandleOf(fd) : nullptr;
+}
+
+std::int64_t PosixFileReadAt(void* handle, void* buffer, std::size_t bytes, std::int64_t offset) noexcept {
+  errno = 0;
+  const ssize_t n = ::pread(DescriptorOf(handle), buffer, bytes, static_cast<off_t>(offset));
+  Record(n >= 0);
+  return n;
+}
+
+std::int64_t PosixFileWriteAt(void* handle, const void* buffer, std::size_t bytes, std::int64_t offset) noexcept {
+  errno = 0;
+  const ssize_t n = ::pwrite(DescriptorOf(handle), buffer, bytes, static_cast<off_t>(offset));
+  Record(n >= 0);
+  return n;
+}
+
+bool PosixFileSeek(void* handle, std::int64_t offset) noexcept {
+  errno = 0;
+  const bool ok = ::lseek(DescriptorOf(handle), static_cast<off_t>(offset), SEEK_SET) >= 0;
+  Record(ok);
+  return ok;
+}
+
+bool PosixFileTruncate(void* handle, std::int64_t length) noexcept {
+  int rc;
+  do {
+    errno = 0;
+    rc = ::ftruncate(DescriptorOf(handle), static_cast<off_t>(length));
+  } while (rc != 0 && errno == EINTR);
+  Record(rc == 0);
+  return rc == 0;
+}
+
+bool PosixFileSync(void* handle) noexcept {
+  errno = 0;
+  const bool ok = ::fsync(DescriptorOf(handle)) == 0;
+  Record(ok);
+  return ok;
+}
+
+bool PosixFileSize(void* handle, std::int64_t& size) noexcept {
+  struct stat info {};
+  errno = 0;
+  const bool ok = ::fstat(DescriptorOf(handle), &info) == 0;
+  size = ok ? static_cast<std::int64_t>(info.st_size) : 0;
+  Record(ok);
+  return ok;
+}
+
+bool PosixFileRemove(const char* name) noexcept {
+  errno = 0;
+  const bool ok = ::unlink(name) == 0;
+  Record(ok);
+  return ok;
+}
+
+bool PosixFileExists(const char* name) noexcept {
+  struct stat info {};
+  errno = 0;
+  const bool ok = ::stat(name, &info) == 0;
+  Record(ok);
+  return ok;
+}
+
 constexpr SystemCalls posixCalls = {
-    PosixAllocate, PosixAllocateZero, PosixReallocate, PosixRelease, PosixPhysicalMemory,
+    PosixAllocate,     PosixAllocateZero, PosixReallocate,    PosixRelease,      PosixPhysicalMemory,
+    PosixFileOpen,     PosixFileLock,     PosixFileClose,     PosixFileDuplicate, PosixFileReadAt,
+    PosixFileWriteAt,  PosixFileSeek,     PosixFileTruncate,  PosixFileSync,     PosixFileSize,
+    PosixFileRemove,   PosixFileExists,
 };
 
 SystemCalls currentCalls = posixCalls;

@@ -1,0 +1,31 @@
+# zel_add_string_tables(<target> <script.rc>...)
+#
+# Compiles the string tables of the resource scripts into <target>, a shared
+# library or module: zel::CResurce, given the file of that shared object,
+# reads its messages from them. Relative script paths are taken from the
+# current source directory; files the scripts #include are tracked, so an
+# edit of one recompiles the tables.
+function(zel_add_string_tables target)
+  if(NOT ARGN)
+    message(FATAL_ERROR "zel_add_string_tables(${target}): no resource script given")
+  endif()
+  set(scripts)
+  foreach(script IN LISTS ARGN)
+    get_filename_component(script ${script} ABSOLUTE BASE_DIR ${CMAKE_CURRENT_SOURCE_DIR})
+    list(APPEND scripts ${script})
+  endforeach()
+  set(compiler ZelTools::rc_compile)
+  get_target_property(aliased ZelTools::rc_compile ALIASED_TARGET)
+  if(aliased)
+    set(compiler ${aliased})
+  endif()
+  set(output ${CMAKE_CURRENT_BINARY_DIR}/${target}_string_tables.cpp)
+  add_custom_command(
+    OUTPUT ${output}
+    COMMAND $<TARGET_FILE:${compiler}> module ${output} ${scripts} --depfile ${output}.d
+    DEPENDS ${compiler} ${scripts}
+    DEPFILE ${output}.d
+    COMMENT "Compiling the string tables of ${target}"
+    VERBATIM)
+  target_sources(${target} PRIVATE ${output})
+endfunction()

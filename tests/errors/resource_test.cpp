@@ -1,0 +1,358 @@
+// CResurce and CResurceString: messages of an application's resource module.
+#include "zeltools/errors/resource.h"
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "errors/temp_folder.h"
+#include "support/test_support.h"
+#include "zeltools/errors/exception.h"
+#include "zeltools/errors/language.h"
+#include "zeltools/platform/shared_object.h"
+#include "zeltools/text/encoding.h"
+
+namespace zel {
+namespace {
+
+using test::ScopedLanguage;
+using test::TempFolder;
+using test::ThrownText;
+
+std::string Text(const CResurceString& s) { return std::string(s.text.begin(), s.text.end()); }
+
+// An application's script, UTF-8 source, messages over consecutive ids.
+const char* const appScript = R"(#pragma code_page(65001)
+#define MSG_TWELVE 120
+LANGUAGE LANG_ENGLISH, SUBLANG_ENGLISH_US
+STRINGTABLE
+BEGIN
+    1   "EFirst entry"
+    2   "Second entry"
+    3   "Third entry@"
+    10  "Warning alone"
+    11  "next id exists"
+    20  "Qa"
+    21  ""
+    22  "b@"
+    30  "E"
+    40  ""
+    41  "after an empty first"
+    50  "I@"
+    51  "x@"
+    MSG_TWELVE "ELoad twelve"
+    121 "continues"
+    122 "ends here@"
+    123 "never read"
+    130 "Cone"
+    131 "two"
+END
+LANGUAGE LANG_RUSSIAN, SUBLANG_DEFAULT
+STRINGTABLE
+BEGIN
+    1   "EПервая"
+    2   "Вторая"
+    3   "Третья@"
+END
+)";
+
+class ResourceTest : public ::testing::Test {
+protected:
+  void SetUp() override { path_ = folder_.Write("app.rc", appScript); }
+  TempFolder folder_;
+  std::string path_;
+  ScopedLanguage english_{LanguageEnglish};
+};
+
+TEST_F(ResourceTest, MultiLineMessageDropsTypeLetterAndEndMarker) {
+  const CResurce res(path_.c_str());
+  CResurceString out;
+  res.GetMsg(1, out);
+  EXPECT_EQ(out.type, 3);
+  EXPECT_EQ(out.count, 3u);
+  EXPECT_EQ(Text(out), std::string("First entry\nSecond entry\nThird entry") + '\0');
+  EXPECT_EQ(out.length, out.text.size());
+  EXPECT_EQ(out.GetQuantityLine(), 3u);
+  // Mode 1 reads the same way; it is what GetString(id, buffer) copies.
+  char buffer[256];
+  res.GetString(1, buffer);
+  EXPECT_STREQ(buffer, "First entry\nSecond entry\nThird entry");
+}
+
+TEST_F(ResourceTest, ModeZeroReadsOneEntryEvenWhenTheNextIdExists) {
+  const CResurce res(path_.c_str());
+  CResurceString out;
+  const char* text = res.GetString(10, out);
+  ASSERT_EQ(text, out.text.data());
+  EXPECT_STREQ(text, "arning alone");
+  EXPECT_EQ(out.type, 2);
+  EXPECT_EQ(out.count, 1u);
+  EXPECT_EQ(out.length, 13u);
+}
+
+TEST_F(ResourceTest, EmptyEntryInsideAMessageGivesAnEmptyLineAndNoCount) {
+  const CResurce res(path_.c_str());
+  CResurceString out;
+  res.GetMsg(20, out);
+  EXPECT_EQ(Text(out), std::string("a\n\nb") + '\0');
+  EXPECT_EQ(out.type, 5);
+  EXPECT_EQ(out.count, 2u);
+  EXPECT_EQ(out.GetQuantityLine(), 2u);
+  // An empty first entry: even mode 0 goes on to the next id, which begins a
+  // new line and keeps its first character.
+  EXPECT_STREQ(res.GetString(40, out), "\nafter an empty first");
+  EXPECT_EQ(out.type, 0);
+  EXPECT_EQ(out.count, 1u);
+}
+
+TEST_F(ResourceTest, LoadReadsTheBlockOfTenIdsToTheMarkerOrAMissingId) {
+  const CResurce res(path_.c_str());
+  CResurceString out;
+  res.Load(12, out);
+  EXPECT_EQ(Text(out), std::string("Load twelve\ncontinues\nends here") + '\0');
+  EXPECT_EQ(out.type, 3);
+  EXPECT_EQ(out.count, 3u);
+  res.Load(13, out);
+  EXPECT_EQ(Text(out), std::string("one\ntwo") + '\0');
+  EXPECT_EQ(out.type, 4);
+  EXPECT_EQ(out.count, 2u);
+}
+
+TEST_F(ResourceTest, ModeTenGivesNulSeparatedLines) {
+  const CResurce res(path_.c_str());
+  CResurceString out;
+  const char* text = res.GetText(1, out, 10);
+  ASSERT_NE(text, nullptr);
+  EXPECT_EQ(Text(out), std::string("First entry\0Second entry\0Third entry\0", 37));
+  EXPECT_STREQ(text + std::strlen(text) + 1, "Second entry");
+  EXPECT_EQ(out.GetQuantityLine(), 3u);
+}
+
+TEST_F(ResourceTest, EndMarkerAndTypeLetterInteract) {
+  const CResurce res(path_.c_str());
+  CResurceString out;
+  // "I@": the letter goes, the "@" left over ends the message at once.
+  EXPECT_EQ(res.GetText(50, out, 2), nullptr);
+  EXPECT_EQ(out.type, 1);
+  EXPECT_EQ(out.count, 1u);
+  // "E" alone: a message with a type and no text.
+  EXPECT_EQ(res.GetText(30, out, 0), nullptr);
+  EXPECT_EQ(out.type, 3);
+  EXPECT_EQ(Text(out), std::string(1, '\0'));
+  EXPECT_EQ(out.length, 1u);
+  EXPECT_EQ(out.GetQuantityLine(), 0u);
+  char buffer[8] = "garbage";
+  res.GetString(30, buffer);
+  EXPECT_STREQ(buffer, "");
+}
+
+TEST_F(ResourceTest, UnknownIdReadsAsNotMessageWithTheModuleName) {
+  const CResurce res(path_.c_str());
+  CResurceString out;
+  const char* text = res.GetText(999, out, 2);
+  EXPECT_EQ(std::string(text), " Not message 999 ::" + path_);
+  EXPECT_EQ(out.type, 0);
+  EXPECT_EQ(out.count, 0u);
+  EXPECT_EQ(out.length, out.text.size());
+  EXPECT_EQ(out.GetQuantityLine(), 1u);
+  // Ids are 16-bit; larger ones never exist.
+  EXPECT_STREQ(res.GetText(65536 + 1, out, 0), (" Not message 65537 ::" + path_).c_str());
+  const CResurce none;
+  EXPECT_STREQ(none.GeName(), "");
+  EXPECT_STREQ(none.GetText(5, out, 0), " Not message 5 ::");
+}
+
+TEST_F(ResourceTest, TypeLettersInEitherCaseAndTheFirstCharacterAlwaysGoes) {
+  const std::string letters = "IiWwEeCcQqSsZz?";
+  const unsigned char types[] = {1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 0, 0, 0};
+  std::string script = "STRINGTABLE BEGIN\n";
+  for (std::size_t i = 0; i < letters.size(); ++i)
+    script += std::to_string(100 + 2 * i) + " \"" + letters[i] + "x\"\n";
+  const CResurce res(folder_.Write("types.rc", script + "END\n").c_str());
+  for (std::size_t i = 0; i < letters.size(); ++i) {
+    CResurceString out;
+    EXPECT_STREQ(res.GetText(static_cast<unsigned>(100 + 2 * i), out, 2), "x") << letters[i];
+    EXPECT_EQ(out.type, types[i]) << letters[i];
+  }
+}
+
+TEST_F(ResourceTest, EntriesAreCutAt1023Characters) {
+  const std::string longText(2000, 'z');
+  const CResurce res(folder_.Write("long.rc", "STRINGTABLE BEGIN 1 \"" + longText + "\" 2 \"" + longText + "@\" END").c_str());
+  CResurceString out;
+  res.GetMsg(1, out);
+  // The first entry loses its type character after the cut; the second is
+  // cut before its marker is seen, so the read runs on to the missing id 3.
+  EXPECT_EQ(Text(out), std::string(1022, 'z') + "\n" + std::string(1023, 'z') + '\0');
+  EXPECT_EQ(out.count, 2u);
+}
+
+TEST_F(ResourceTest, LookUpsFollowTheThreadLanguageAndFallBack) {
+  const CResurce res(path_.c_str());
+  CResurceString out;
+  {
+    ScopedLanguage russian(LanguageRussian);
+    res.GetMsg(1, out);
+    EXPECT_EQ(Text(out), Utf8ToCp1251("Первая\nВторая\nТретья") + '\0');
+    EXPECT_EQ(out.type, 3);
+    // Ids the Russian table lacks come from the English one.
+    EXPECT_STREQ(res.GetString(10, out), "arning alone");
+  }
+  res.GetMsg(1, out);
+  EXPECT_EQ(Text(out), std::string("First entry\nSecond entry\nThird entry") + '\0');
+}
+
+TEST_F(ResourceTest, CopiesShareTheModuleAndKeepItAlive) {
+  CResurceString out;
+  CResurce assigned;
+  {
+    CResurce original(path_.c_str());
+    const CResurce copy(original);
+    assigned = copy;
+    assigned = assigned; // self-assignment keeps the module
+    CResurce other(folder_.Write("other.rc", "STRINGTABLE BEGIN 1 \"Sother\" END").c_str());
+    other = original; // lets go of other.rc's module
+    EXPECT_EQ(other.GetModule(), original.GetModule());
+    EXPECT_STREQ(other.GetString(1, out), "First entry");
+  }
+  EXPECT_STREQ(assigned.GeName(), path_.c_str());
+  EXPECT_STREQ(assigned.GetString(1, out), "First entry");
+  // A module handle given to Init is shared with its first holder.
+  CResurce shared;
+  shared.Init("another name", assigned.GetModule());
+  EXPECT_EQ(shared.GetModule(), assigned.GetModule());
+  EXPECT_STREQ(shared.GeName(), "another name");
+  assigned.Init(path_.c_str(), nullptr);
+  EXPECT_STREQ(shared.GetString(10, out), "arning alone");
+}
+
+TEST_F(ResourceTest, ModulesThatCannotBeLoadedAreFatal) {
+  const std::string missing = folder_.Write("x", "") + ".missing.rc";
+  EXPECT_EQ(ThrownText([&] { CResurce res(missing.c_str()); }), "The file of resources is not found:\n" + missing);
+  CResurce res(path_.c_str());
+  EXPECT_EQ(ThrownText([&] { res.Init(missing.c_str(), nullptr); }), "The file of resources is not found:\n" + missing);
+  EXPECT_EQ(res.GetModule(), nullptr);
+  EXPECT_STREQ(res.GeName(), missing.c_str());
+  EXPECT_EQ(ThrownText([&] { res.Init(nullptr, nullptr); }), "The file of resources is not found:\n");
+  const std::string broken = folder_.Write("broken.rc", "STRINGTABLE\nBEGIN\n  1 \"open\nEND\n");
+  EXPECT_EQ(ThrownText([&] { res.Init(broken.c_str(), nullptr); }), broken + ":3: unterminated string");
+  // A folder is not a module either.
+  const std::string folder = broken.substr(0, broken.rfind('/'));
+  EXPECT_EQ(ThrownText([&] { res.Init(folder.c_str(), nullptr); }), "The file of resources is not found:\n" + folder);
+}
+
+TEST_F(ResourceTest, TheLibraryNameReadsTheLibrarysOwnCatalogue) {
+  const CResurce library("ZelTools.dll");
+  CResurceString out;
+  // The catalogue has no type letters; read through CResurce, its first
+  // character is taken for one all the same.
+  EXPECT_STREQ(library.GetString(105, out), "rror reading file \"%s\"");
+  EXPECT_EQ(out.type, 3);
+  const CResurce elsewhere("C:\\Program Files\\App\\zeltools.DLL");
+  EXPECT_STREQ(elsewhere.GetString(1022, out), "ivide by zero");
+}
+
+TEST_F(ResourceTest, ReadsAgreeAcrossModesOnRandomMessages) {
+  std::mt19937 rng(5);
+  const std::string alphabet = "IWECQSxy@@\n";
+  for (int round = 0; round < 30; ++round) {
+    std::string script = "STRINGTABLE BEGIN\n";
+    for (unsigned id = 0; id < 40; ++id) {
+      if (rng() % 5 == 0)
+        continue; // a gap: a missing id
+      std::string text;
+      for (unsigned n = rng() % 5; n > 0; --n) {
+        const char c = alphabet[rng() % alphabet.size()];
+        text += c == '\n' ? std::string("\\n") : std::string(1, c);
+      }
+      script += std::to_string(id) + " \"" + text + "\"\n";
+    }
+    const CResurce res(folder_.Write("random.rc", script + "END\n").c_str());
+    for (unsigned id = 0; id < 42; ++id) {
+      CResurceString one, all, lines, two;
+      res.GetText(id, one, 0);
+      res.GetText(id, all, 1);
+      res.GetText(id, two, 2);
+      const char* split = res.GetText(id, lines, 10);
+      const std::string whole = Text(all);
+      EXPECT_EQ(whole, Text(two));
+      // One entry is where the whole message begins.
+      EXPECT_EQ(whole.compare(0, one.text.size() - 1, Text(one), 0, one.text.size() - 1), 0) << script << id;
+      std::string nul = whole;
+      std::replace(nul.begin(), nul.end(), '\n', '\0');
+      EXPECT_EQ(Text(lines), nul);
+      EXPECT_EQ(split == nullptr, whole.size() == 1);
+      for (const CResurceString* s : {&one, &all, &lines})
+        EXPECT_EQ(s->length, s->text.size());
+      EXPECT_EQ(lines.count, all.count);
+      EXPECT_EQ(lines.type, one.type);
+      if (all.count != 0)
+        EXPECT_EQ(lines.GetQuantityLine(), all.GetQuantityLine());
+    }
+  }
+}
+
+TEST(ResurceString, ClearAndCountLines) {
+  CResurceString s;
+  EXPECT_EQ(s.GetQuantityLine(), 0u);
+  s.text.assign({'a', '\n', 'b', '\n', 'c', '\0'});
+  EXPECT_EQ(s.GetQuantityLine(), 3u);
+  s.count = 7;
+  EXPECT_EQ(s.GetQuantityLine(), 7u);
+  s.type = 4;
+  s.length = 6;
+  const CResurceString copy = s;
+  s.Clear();
+  EXPECT_EQ(s.type, 0);
+  EXPECT_EQ(s.length, 0u);
+  EXPECT_EQ(s.count, 0u);
+  EXPECT_TRUE(s.text.empty());
+  EXPECT_EQ(copy.count, 7u);
+  EXPECT_EQ(copy.text.size(), 6u);
+}
+
+#ifdef ZEL_TEST_STRING_TABLES
+TEST(ResurceModule, ReadsTheTablesCompiledIntoASharedObject) {
+  ScopedLanguage english(LanguageEnglish);
+  const CResurce module(ZEL_TEST_STRING_TABLES);
+  CResurceString out;
+  EXPECT_STREQ(module.GetString(7, out), "Hello from a module");
+  EXPECT_EQ(out.type, 1);
+  module.GetMsg(20, out);
+  EXPECT_EQ(Text(out), std::string("First line\nsecond line") + '\0');
+  {
+    ScopedLanguage russian(LanguageRussian);
+    EXPECT_EQ(std::string(module.GetString(7, out)), Utf8ToCp1251("Привет из модуля"));
+    EXPECT_STREQ(module.GetString(20, out), "First line");
+  }
+  EXPECT_EQ(std::string(module.GetString(8, out)), std::string(" Not message 8 ::") + ZEL_TEST_STRING_TABLES);
+  // Loaded twice, the object is one module.
+  const CResurce again(ZEL_TEST_STRING_TABLES);
+  EXPECT_EQ(again.GetModule(), module.GetModule());
+}
+
+TEST(ResurceModule, TakesAHandleOfTheSystemLoader) {
+  ScopedLanguage english(LanguageEnglish);
+  CResurceString out;
+  void* handle = platform::OpenSharedObject(ZEL_TEST_STRING_TABLES);
+  ASSERT_NE(handle, nullptr);
+  CResurce first;
+  first.Init("module", handle); // owns the handle from here on
+  EXPECT_STREQ(first.GetString(7, out), "Hello from a module");
+  CResurce second;
+  second.Init("same handle", handle); // the same handle: the same module
+  EXPECT_EQ(second.GetModule(), first.GetModule());
+}
+
+TEST(ResurceModule, ASharedObjectWithoutTablesHasNoMessages) {
+  const CResurce libc("libc.so.6");
+  CResurceString out;
+  EXPECT_STREQ(libc.GetString(1, out), " Not message 1 ::libc.so.6");
+}
+#endif
+
+} // namespace
+} // namespace zel
