@@ -12,6 +12,8 @@ file(GLOB zel_platform_common_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/ze
 add_executable(zel_rc_compile
   ${PROJECT_SOURCE_DIR}/tools/rc_compile/rc_compile.cpp
   ${PROJECT_SOURCE_DIR}/zeltools/errors/rc_script.cpp
+  ${PROJECT_SOURCE_DIR}/zeltools/errors/rc_lexer.cpp
+  ${PROJECT_SOURCE_DIR}/zeltools/errors/rc_expression.cpp
   ${PROJECT_SOURCE_DIR}/zeltools/errors/table_image.cpp
   ${PROJECT_SOURCE_DIR}/zeltools/errors/exception.cpp
   ${PROJECT_SOURCE_DIR}/zeltools/errors/language.cpp

@@ -272,7 +272,7 @@ TEST(Vector, ReplaceChecksItsPositions) {
   EXPECT_EQ(v.Replace(0, 5), 0);
   EXPECT_EQ(v.Replace(4, 5), 0);
   EXPECT_EQ(v.Replace(3, 5), 1);
-  const int src[] = {7, 8};
+  const int src[] = {7, 8, 0, 0};
   EXPECT_EQ(v.Replace(3, 2, src), 0);
   EXPECT_EQ(v.Replace(2, 4, src), 0);  // would write past the end: refused
   EXPECT_EQ(v.Replace(0, 1, src), 0);
@@ -399,7 +399,7 @@ T RandomValue(std::mt19937_64& rng, bool narrow) {
     if (narrow) return static_cast<T>(static_cast<int>(rng() % 9) - 4);
     return static_cast<T>(rng());
   } else if constexpr (std::is_same_v<T, Text>) {
-    static const char* words[] = {"", "a", "ab", "abc", "b", "\xE0", "\xE0a", "Z"};
+    static const char* words[] = {"", "a", "ab", "abc", "b", "\xE0", "\xE0" "a", "Z"};
     return Text(words[rng() % (narrow ? 3 : std::size(words))]);
   } else {
     using Type = decltype(T().type);
@@ -628,7 +628,7 @@ TEST(Vector, PairsWithNaNValuesSortWithoutHarm) {
   Vector<P> w = v;
   v.Sort(true);
   // The type is still a strict order, so the types come out ascending.
-  for (std::size_t k = 1; k < v.size(); ++k) ASSERT_LE(v[k - 1].type, v[k].type);
+  for (std::size_t k = 1; k < v.size(); ++k) ASSERT_LE(+v[k - 1].type, +v[k].type);
   EXPECT_EQ(w.Compress(true, nullptr), 1);
   std::vector<unsigned int> order;
   w.Order(order);

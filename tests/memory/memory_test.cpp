@@ -17,13 +17,7 @@ using test::ThrownText;
 
 constexpr std::uint64_t GB = 1ull << 30;
 
-bool AllZero(const void* p, std::size_t n) {
-  const auto* b = static_cast<const unsigned char*>(p);
-  for (std::size_t i = 0; i < n; ++i)
-    if (b[i] != 0)
-      return false;
-  return true;
-}
+using test::AllZero;
 
 TEST(Memory, ZeroProduct) {
   ScopedLanguage english(LanguageEnglish);

@@ -55,13 +55,16 @@ inline std::vector<unsigned char> Bytes(const std::string& path) {
   return bytes;
 }
 
-/// Replaces the content of `path`, without the library.
+/// Replaces the content of `path`, without the library. The file is cut to
+/// its new size after the write, not emptied before it: on some file systems
+/// emptying a file and closing it forces its data to the device.
 inline void PutBytes(const std::string& path, const std::vector<unsigned char>& bytes) {
-  std::FILE* f = std::fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr);
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+  ASSERT_GE(fd, 0);
   if (!bytes.empty())
-    ASSERT_EQ(std::fwrite(bytes.data(), 1, bytes.size(), f), bytes.size());
-  std::fclose(f);
+    ASSERT_EQ(::pwrite(fd, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+  ASSERT_EQ(::ftruncate(fd, static_cast<off_t>(bytes.size())), 0);
+  ::close(fd);
 }
 
 /// The size of `path` on disk (-1 when missing).

@@ -1,6 +1,7 @@
 #pragma once
 // Helpers shared by the test programs.
 
+#include <cstddef>
 #include <functional>
 #include <string>
 
@@ -22,6 +23,15 @@ inline std::string ThrownText(const std::function<void()>& action) {
   }
   ADD_FAILURE() << "no zel::Exception was thrown";
   return {};
+}
+
+/// True when the `n` bytes at `p` are all zero.
+inline bool AllZero(const void* p, std::size_t n) {
+  const auto* b = static_cast<const unsigned char*>(p);
+  for (std::size_t i = 0; i < n; ++i)
+    if (b[i] != 0)
+      return false;
+  return true;
 }
 
 /// The library message `id` formatted as the catalogue has it in the calling

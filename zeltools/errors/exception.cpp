@@ -18,14 +18,24 @@ constexpr const char* NotMessageFormat = " Not message %d";
 
 std::atomic<unsigned int> crashLanguage{0};
 
+// The text of library message `id` in the thread's language, or the
+// " Not message %d" fallback filled with the id.
+std::string LibraryText(unsigned int id) {
+  if (const char* found = internal::LibraryString(id, GetThreadUILanguage()))
+    return found;
+  char buffer[64];
+  std::snprintf(buffer, sizeof buffer, NotMessageFormat, static_cast<int>(id));
+  return buffer;
+}
+
 } // namespace
 
 Exception::Exception(Code code, const char* text) noexcept : code_(code), description_{} {
   if (text == nullptr)
     return;
-  // The text is cut, never rejected. A caller's pointer that cannot be read
-  // cannot be detected portably, so "Internal error in <zel::Exception>" (the
-  // text kept for a failed copy) is reserved for a copy that comes up short.
+  // The text is cut, never rejected. Copying from a readable text cannot
+  // fail here, and an unreadable pointer cannot be detected portably, so the
+  // failed-copy text (CopyFailureText) is never produced by this constructor.
   std::size_t n = 0;
   while (n < MaxDescription && text[n] != '\0') {
     description_[n] = text[n];
@@ -59,23 +69,11 @@ void CrashFormat(const char* format, ...) {
   throw Exception(Exception::RunTimeError, buffer);
 }
 
-void GetLibraryMessage(unsigned int id, std::string& text) {
-  if (const char* found = internal::LibraryString(id, GetThreadUILanguage())) {
-    text = found;
-    return;
-  }
-  char buffer[64];
-  std::snprintf(buffer, sizeof buffer, NotMessageFormat, static_cast<int>(id));
-  text = buffer;
-}
+void GetLibraryMessage(unsigned int id, std::string& text) { text = LibraryText(id); }
 
 void CrashMessage(unsigned int id, ...) {
-  const char* format = internal::LibraryString(id, GetThreadUILanguage());
-  char fallback[64];
-  if (format == nullptr) {
-    std::snprintf(fallback, sizeof fallback, NotMessageFormat, static_cast<int>(id));
-    format = fallback;
-  }
+  const std::string text = LibraryText(id);
+  const char* format = text.c_str();
   if (*format == '\0')
     throw Exception(Exception::RunTimeError, "");
   char buffer[Exception::DescriptionSize] = {};

@@ -54,6 +54,9 @@ public:
 /// Copies share the module: the copy constructor and `operator=` copy the
 /// handle and the name, and the module is counted, so that it is freed once,
 /// when the last object holding it is destroyed or re-initialised.
+///
+/// Objects on different threads may share a module, copy and destroy their
+/// holders and read at the same time; one object is not itself synchronised.
 class CResurce {
 public:
   /// No module, no name.

@@ -6,7 +6,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/internal/catalogue.h"

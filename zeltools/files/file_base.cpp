@@ -580,7 +580,7 @@ long long CFileBase::_Write(const void* buffer, unsigned long long size, long lo
   return WriteThrough(buffer, size, pos);
 }
 
-unsigned char CFileBase::Read(void* buffer, unsigned long long size, long long pos) {
+unsigned char CFileBase::ReadCached(void* buffer, unsigned long long size, long long pos) {
   if (size == 0)
     return 1;
   if (pos == -1)
@@ -617,25 +617,9 @@ unsigned char CFileBase::Read(void* buffer, unsigned long long size, long long p
   return 1;
 }
 
-long long CFileBase::Write(const void* buffer, unsigned long long size, long long pos) {
+long long CFileBase::WriteCached(const void* buffer, unsigned long long size, long long pos) {
   if (size == 0)
     return 0;
-  // Fast path: an append or overwrite that joins the cache.
-  if (handle_ != nullptr && write_) {
-    const long long at = pos == -1 ? length_ : pos;
-    if (size < CacheSize && at >= cachePos_ && at <= length_) {
-      const long long offset = at - cachePos_;
-      if (offset <= cacheFill_ && static_cast<unsigned long long>(offset) + size <= CacheSize) {
-        std::memcpy(cache_ + offset, buffer, static_cast<std::size_t>(size));
-        const int end = static_cast<int>(offset + static_cast<long long>(size));
-        if (end > cacheFill_)
-          cacheFill_ = end;
-        length_ = std::max(length_, cachePos_ + cacheFill_);
-        dirty_ = 1;
-        return at;
-      }
-    }
-  }
   pos = PrepareWrite(pos);
   if (pos < 0)
     return -1;

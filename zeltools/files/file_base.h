@@ -15,6 +15,8 @@
 ///
 /// A `CFileBase` belongs to one thread at a time.
 
+#include <cstddef>
+#include <cstring>
 #include <vector>
 
 namespace zel {
@@ -78,7 +80,8 @@ public:
   /// placeholder is the open file's name, which stays open and keeps its
   /// state), 102 when the system refuses, 108 when the length is unknown.
   /// `sink` and `crash` choose the reporting (see `Message`); the crash flag
-  /// takes effect only once the open has succeeded.
+  /// takes effect only once the open has succeeded. The sink is not owned and
+  /// must outlive the open file (the destructor may still report to it).
   unsigned char Open(const char* name, const char* mode, CPhrase* sink = nullptr, unsigned char crash = 0);
   /// The raw open with Windows-numbered `access` (GenericRead/GenericWrite),
   /// `share` (ShareRead/ShareWrite; 0 means exclusive) and `creation`. Sets
@@ -147,12 +150,12 @@ public:
   /// Cached read: below `CacheSize` bytes, served from the cache (reloaded
   /// from `pos` when the range is not inside it); larger reads are `_Read`.
   /// Same results and messages as `_Read`.
-  unsigned char Read(void* buffer, unsigned long long size, long long pos = -1);
+  inline unsigned char Read(void* buffer, unsigned long long size, long long pos = -1);
   /// Cached write: below `CacheSize` bytes, gathered in the cache (which is
   /// written back when it must restart elsewhere); larger writes are
   /// `_Write`. Same results and messages as `_Write`; failures of a deferred
   /// write-back surface in the operation that performs it.
-  long long Write(const void* buffer, unsigned long long size, long long pos = -1);
+  inline long long Write(const void* buffer, unsigned long long size, long long pos = -1);
 
   /// Reads a 32-bit count n and then n bytes (the payload of a character
   /// vector) into `out`, sized to n. A count the rest of the file cannot
@@ -209,7 +212,7 @@ public:
   /// went to a sink.
   unsigned int GetErrorCount() const noexcept { return errors_; }
   /// 1 when the cache's invariants (listed in the implementation) hold.
-  /// Debug builds check it after every operation.
+  /// Debug builds assert it after every operation that changes the cache.
   unsigned char CheckCache() const noexcept;
 
 protected:
@@ -229,6 +232,8 @@ protected:
 
 private:
   bool IsOpen() const noexcept { return handle_ != nullptr; }
+  unsigned char ReadCached(void* buffer, unsigned long long size, long long pos);
+  long long WriteCached(const void* buffer, unsigned long long size, long long pos);
   unsigned char Report(int id, const char* name, const char* text, CPhrase* sink, unsigned char crash);
   unsigned char BadPosition();
   unsigned char ReadChecked(void* buffer, unsigned long long size, long long pos, bool checkAccess);
@@ -265,5 +270,43 @@ private:
   unsigned int errors_ = 0;
   unsigned char cache_[CacheSize];
 };
+
+// The cached forms serve the common case inline, so that a record of a size
+// known where it is written or read costs a copy of that size: a transfer of
+// 1 to 16,383 bytes wholly inside the cache (reads), or starting inside its
+// filled part or right at its end and staying within it (writes). The read
+// and write attributes are only set while a file is open, and a filled cache
+// lies inside the file, so these tests include every refusal of the full
+// path. Everything else goes to the full path.
+
+inline unsigned char CFileBase::Read(void* buffer, unsigned long long size, long long pos) {
+  const long long at = pos == -1 ? readPos_ : pos;
+  const unsigned long long offset = static_cast<unsigned long long>(at) - static_cast<unsigned long long>(cachePos_);
+  const auto fill = static_cast<unsigned long long>(cacheFill_);
+  if (read_ != 0 && size - 1 < CacheSize - 1 && offset <= fill && size <= fill - offset) {
+    std::memcpy(buffer, cache_ + offset, static_cast<std::size_t>(size));
+    readPos_ = at + static_cast<long long>(size);
+    return 1;
+  }
+  return ReadCached(buffer, size, pos);
+}
+
+inline long long CFileBase::Write(const void* buffer, unsigned long long size, long long pos) {
+  const long long at = pos == -1 ? length_ : pos;
+  const unsigned long long offset = static_cast<unsigned long long>(at) - static_cast<unsigned long long>(cachePos_);
+  if (write_ != 0 && size - 1 < CacheSize - 1 && offset <= static_cast<unsigned long long>(cacheFill_) &&
+      offset + size <= CacheSize) {
+    std::memcpy(cache_ + offset, buffer, static_cast<std::size_t>(size));
+    const int end = static_cast<int>(offset + size);
+    if (end > cacheFill_) {
+      cacheFill_ = end;
+      if (cachePos_ + end > length_)
+        length_ = cachePos_ + end;
+    }
+    dirty_ = 1;
+    return at;
+  }
+  return WriteCached(buffer, size, pos);
+}
 
 } // namespace zel

@@ -1,0 +1,28 @@
+#pragma once
+// The system side of the debugging print: one fixed file opened in append
+// mode for each text, the debugger-output stand-in, and the wall clock.
+//
+// Not part of the installed interface.
+
+#include <cstddef>
+
+namespace zel::platform {
+
+/// Opens the debugging file in append mode (creating it), writes `length`
+/// bytes of `text` and closes it again. The file is "/tmp/debug.tmp" unless
+/// the environment variable ZEL_DEBUG_FILE names another, read at each call.
+/// Returns false when the file cannot be opened or written. Sets the thread's
+/// last error.
+bool AppendDebugFile(const char* text, std::size_t length) noexcept;
+
+/// Writes `length` bytes of `text` to the process's debugging output, the
+/// standard error stream here. Returns false when it cannot be written.
+bool WriteDebugOutput(const char* text, std::size_t length) noexcept;
+
+/// The local wall-clock time now.
+struct LocalTime {
+  int year, month, day, hour, minute, second, millisecond;
+};
+bool LocalTimeNow(LocalTime& time) noexcept;
+
+} // namespace zel::platform
