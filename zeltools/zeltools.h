@@ -32,3 +32,10 @@
 #include "zeltools/text/params.h"
 #include "zeltools/text/phrase.h"
 #include "zeltools/text/point_line.h"
+
+#include "zeltools/geometry/line2d.h"
+#include "zeltools/geometry/line3d.h"
+#include "zeltools/geometry/point2d.h"
+#include "zeltools/geometry/point3d.h"
+#include "zeltools/geometry/point_vectors.h"
+#include "zeltools/geometry/segment.h"

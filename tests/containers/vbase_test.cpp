@@ -6,7 +6,10 @@
 #include <random>
 #include <vector>
 
+#include "support/temp_files.h"
+#include "support/test_support.h"
 #include "zeltools/containers/type_codes.h"
+#include "zeltools/files/file_base.h"
 
 namespace zel {
 namespace {
@@ -158,6 +161,28 @@ TEST(VBase, EqualityAndOrderLookAtDifferentThings) {
   shorter.Append(2, bytes);
   EXPECT_TRUE(shorter < a);  // a proper prefix comes first, whatever the length
   EXPECT_EQ(shorter == a, 0);
+}
+
+TEST(VBase, ReadTakesAByteCountAndKeepsTypeAndLength) {
+  test::ScopedLanguage english(LanguageEnglish);
+  test::TempDir dir;
+  const std::string path = dir.File("vbase.bin");
+  // Two payloads back to back: 6 bytes, then a count far beyond the file.
+  test::PutBytes(path, {6, 0, 0, 0, 1, 2, 3, 4, 5, 6, 0xFF, 0xFF, 0, 0, 9});
+  CFileBase f;
+  ASSERT_EQ(f.Open(path.c_str(), "r"), 1);
+  VBase v;
+  v.SetType(4, 0);
+  v.Append(5, nullptr);
+  v.Read(f);
+  EXPECT_EQ(v.GetType(), 4);
+  EXPECT_EQ(v.GetLength(), 2);
+  EXPECT_EQ(v.GetSize(), 3u);
+  EXPECT_EQ(v.Bytes(), (std::vector<unsigned char>{1, 2, 3, 4, 5, 6}));
+  char expected[1024];
+  std::snprintf(expected, sizeof expected, test::CatalogueText(110).c_str(), path.c_str());
+  EXPECT_EQ(test::ThrownText([&] { v.Read(f); }), expected);
+  EXPECT_EQ(v.GetSize(), 3u);  // unchanged
 }
 
 } // namespace

@@ -10,7 +10,10 @@
 #include <random>
 #include <string>
 
+#include "support/temp_files.h"
+#include "support/test_support.h"
 #include "zeltools/containers/type_value.h"
+#include "zeltools/text/phrase.h"
 
 namespace zel {
 namespace {
@@ -174,6 +177,9 @@ TEST(Vector, SetCopyAndSetZero) {
   EXPECT_EQ(Std(v), (std::vector<int>{4, 5, 6}));
   v.Set(2, nullptr);
   EXPECT_EQ(Std(v), (std::vector<int>{0, 0}));
+  const std::vector<int> plain{3, 4};
+  Vector<int> fromPlain = plain;
+  EXPECT_EQ(fromPlain.Compare(plain), 0);
   Vector<int> w{9};
   w.Copy(std::vector<int>{1, 2});
   EXPECT_EQ(Std(w), (std::vector<int>{1, 2}));
@@ -362,7 +368,8 @@ TEST(Vector, PointersCompareByAddress) {
   v.Sort(true);
   EXPECT_EQ(Std(v), (std::vector<char*>{text, text + 1, text + 2}));
   std::vector<unsigned int> order;
-  Vector<const char*>{"z" + 0, nullptr}.Order(order);
+  const char* z = "z";
+  Vector<const char*>{z, nullptr}.Order(order);
   EXPECT_EQ(order, (std::vector<unsigned int>{2, 1}));
 }
 
@@ -399,7 +406,7 @@ T RandomValue(std::mt19937_64& rng, bool narrow) {
     if (narrow) return static_cast<T>(static_cast<int>(rng() % 9) - 4);
     return static_cast<T>(rng());
   } else if constexpr (std::is_same_v<T, Text>) {
-    static const char* words[] = {"", "a", "ab", "abc", "b", "\xE0", "\xE0" "a", "Z"};
+    static const char* words[] = {"", "a", "ab", "abc", "b", "\xE0", ("\xE0" "a"), "Z"};
     return Text(words[rng() % (narrow ? 3 : std::size(words))]);
   } else {
     using Type = decltype(T().type);
@@ -581,6 +588,9 @@ TEST(Vector, SortOfARangeSortsOnlyThatRange) {
     v.Sort(v.data() + a, v.data() + b, unique);
     ASSERT_EQ(Std(v), expected) << "range " << a << ".." << b << " of " << n;
   }
+  Vector<int> byIterators{5, 1, 5, 0};
+  byIterators.Sort(byIterators.begin() + 1, byIterators.end(), true);
+  EXPECT_EQ(Std(byIterators), (std::vector<int>{5, 0, 1, 5}));
   Vector<int> v{3, 2, 1};
   int outside[2] = {2, 1};
   v.Sort(outside, outside + 2, true);  // not this vector's storage
@@ -663,6 +673,180 @@ TEST(Vector, TextElementsAreHandledAsObjects) {
     EXPECT_EQ(v.Compare(std::vector<Text>{"n"}), 0);
     v.SetMaxSize(0);
     EXPECT_EQ(Text::live - liveBefore, 2);  // only src[] is alive
+  }
+  EXPECT_EQ(Text::live, liveBefore);
+  EXPECT_EQ(Text::corrupt, 0);
+}
+
+// --- persistence -----------------------------------------------------------
+
+using Bytes = std::vector<unsigned char>;
+
+std::string Message110(const std::string& path) {
+  char buffer[1024];
+  std::snprintf(buffer, sizeof buffer, test::CatalogueText(110).c_str(), path.c_str());
+  return buffer;
+}
+
+template <class T>
+Bytes ImageOf(const std::vector<T>& v) {
+  Bytes b(v.size() * sizeof(T));
+  if (!v.empty()) std::memcpy(b.data(), static_cast<const void*>(v.data()), b.size());
+  return b;
+}
+
+class VectorFile : public ::testing::Test {
+protected:
+  test::ScopedLanguage english_{LanguageEnglish};
+  test::TempDir dir_;
+  std::string path_ = dir_.File("vectors.bin");
+};
+
+TEST_F(VectorFile, BlocksAreAppendedAndDescribed) {
+  CFileBase f;
+  ASSERT_EQ(f.Open(path_.c_str(), "rw"), 1);
+  f.Add(100);
+  Vector<double> empty;
+  DOCUMENT doc{5, 5};
+  empty.Write(f, doc, 0, 0);
+  EXPECT_EQ(doc.position, 0);
+  EXPECT_EQ(doc.length, 0);
+  EXPECT_EQ(f.GetLength(), 100);
+  const Vector<double> three{1.5, -2.0, 1e300};
+  DOCUMENT first;
+  three.Write(f, first, 0, 1);
+  EXPECT_EQ(first.position, 100);
+  EXPECT_EQ(first.length, 28);
+  DOCUMENT emptyBlock;
+  empty.Write(f, emptyBlock, 1);
+  EXPECT_EQ(emptyBlock.position, first.position + first.length);
+  EXPECT_EQ(emptyBlock.length, 4);
+  const Vector<CTypeValue<unsigned char, int>> pairs{{1, -1}, {2, 7}, {255, 0x01020304}};
+  DOCUMENT pairBlock;
+  pairs.Write(f, pairBlock, 0);
+  EXPECT_EQ(pairBlock.length, 4 + 15);
+  f.Close();
+
+  const Bytes bytes = test::Bytes(path_);
+  ASSERT_EQ(bytes.size(), 100u + 28 + 4 + 19);
+  EXPECT_EQ(Bytes(bytes.begin() + 100, bytes.begin() + 104), (Bytes{3, 0, 0, 0}));
+  EXPECT_EQ(Bytes(bytes.begin() + 104, bytes.begin() + 128), ImageOf(Std(three)));
+  EXPECT_EQ(Bytes(bytes.begin() + 128, bytes.begin() + 132), (Bytes{0, 0, 0, 0}));
+  EXPECT_EQ(Bytes(bytes.begin() + 132, bytes.end()),
+            (Bytes{3, 0, 0, 0, 1, 0xFF, 0xFF, 0xFF, 0xFF, 2, 7, 0, 0, 0, 255, 4, 3, 2, 1}));
+
+  ASSERT_EQ(f.Open(path_.c_str(), "r"), 1);
+  Vector<double> back{9.0};
+  back.Read(f, first);
+  EXPECT_EQ(Std(back), Std(three));
+  back.Read(f, emptyBlock);
+  EXPECT_TRUE(back.empty());
+  back = three;
+  back.Read(f, DOCUMENT{});  // the record of an empty vector clears
+  EXPECT_TRUE(back.empty());
+  EXPECT_EQ(back.capacity(), 0u);
+  Vector<CTypeValue<unsigned char, int>> pairsBack;
+  pairsBack.Read(f, pairBlock);
+  EXPECT_EQ(pairsBack.Compare(pairs), 0);
+}
+
+template <class T>
+Vector<T> RandomVector(std::mt19937_64& rng, std::size_t maxSize) {
+  Vector<T> v;
+  const std::size_t n = rng() % (maxSize + 1);
+  for (std::size_t k = 0; k < n; ++k) v.push_back(RandomValue<T>(rng, false));
+  return v;
+}
+
+TEST_F(VectorFile, RandomBlocksRoundTripByteForByte) {
+  std::mt19937_64 rng(17);
+  CFileBase f;
+  ASSERT_EQ(f.Open(path_.c_str(), "rw"), 1);
+  std::vector<Vector<double>> doubles;
+  std::vector<Vector<CTypeValue<unsigned short, double>>> pairs;
+  std::vector<Vector<char>> chars;
+  std::vector<DOCUMENT> docs;
+  for (int k = 0; k < 90; ++k) {
+    const std::size_t maxSize = k % 15 == 0 ? 5000 : 12;  // some span the file's cache
+    docs.emplace_back();
+    switch (k % 3) {
+      case 0: doubles.push_back(RandomVector<double>(rng, maxSize)); doubles.back().Write(f, docs.back(), 1); break;
+      case 1: pairs.push_back(RandomVector<CTypeValue<unsigned short, double>>(rng, maxSize)); pairs.back().Write(f, docs.back(), 1); break;
+      default: chars.push_back(RandomVector<char>(rng, maxSize)); chars.back().Write(f, docs.back(), 1); break;
+    }
+  }
+  for (std::size_t k = docs.size(); k-- > 0;) {
+    const std::size_t i = k / 3;
+    switch (k % 3) {
+      case 0: { Vector<double> v{1.0}; v.Read(f, docs[k]); ASSERT_EQ(ImageOf(Std(v)), ImageOf(Std(doubles[i]))); break; }
+      case 1: { Vector<CTypeValue<unsigned short, double>> v; v.Read(f, docs[k]); ASSERT_EQ(ImageOf(Std(v)), ImageOf(Std(pairs[i]))); break; }
+      default: { Vector<char> v{'x'}; v.Read(f, docs[k]); ASSERT_EQ(Std(v), Std(chars[i])); break; }
+    }
+  }
+}
+
+TEST_F(VectorFile, PositionalFormsWriteInPlaceAndReadInSequence) {
+  CFileBase f;
+  ASSERT_EQ(f.Open(path_.c_str(), "rw"), 1);
+  const Vector<int> a{1, 2, 3}, b{-4};
+  EXPECT_EQ(a.Write(f, -1), 0u);
+  EXPECT_EQ(b.Write(f, -1), 16u);
+  EXPECT_EQ((Vector<int>{7, 8, 9}.Write(f, 0)), 0u);  // over the first payload
+  Vector<int> back;
+  back.Read(f, 0);
+  EXPECT_EQ(Std(back), (std::vector<int>{7, 8, 9}));
+  back.Read(f, -1);  // continues where the first one ended
+  EXPECT_EQ(Std(back), (std::vector<int>{-4}));
+  back.Read(f, 16);
+  EXPECT_EQ(Std(back), (std::vector<int>{-4}));
+}
+
+TEST_F(VectorFile, DamagedRecordsAndCountsLeaveTheVectorAsItWas) {
+  // A count of 5 ints with only 16 bytes after it, the last 4 of them a
+  // count of their own, far beyond the file.
+  Bytes bytes{5, 0, 0, 0};
+  bytes.resize(16, 0x11);
+  bytes.insert(bytes.end(), {0xFF, 0xFF, 0xFF, 0xFF});
+  test::PutBytes(path_, bytes);
+  CFileBase f;
+  ASSERT_EQ(f.Open(path_.c_str(), "r"), 1);
+  Vector<int> v{1, 2};
+  EXPECT_EQ(test::ThrownText([&] { v.Read(f, 0); }), Message110(path_));
+  EXPECT_EQ(test::ThrownText([&] { v.Read(f, DOCUMENT{16, 4}); }), Message110(path_));
+  EXPECT_EQ(test::ThrownText([&] { v.Read(f, DOCUMENT{16, 8}); }), Message110(path_));  // outside the file
+  EXPECT_EQ(test::ThrownText([&] { v.Read(f, DOCUMENT{-1, 4}); }), Message110(path_));
+  EXPECT_EQ(Std(v), (std::vector<int>{1, 2}));
+  Vector<unsigned char> fits;
+  fits.Read(f, 0);  // 5 bytes do fit
+  EXPECT_EQ(fits.size(), 5u);
+  f.Close();
+
+  CPhrase sink;
+  ASSERT_EQ(f.Open(path_.c_str(), "r", &sink), 1);
+  v.Read(f, DOCUMENT{0, 20});
+  EXPECT_EQ(Std(v), (std::vector<int>{1, 2}));
+  ASSERT_FALSE(sink.empty());
+  EXPECT_EQ(std::string(sink.back().GetText()), Message110(path_));
+  DOCUMENT doc{3, 3};
+  Vector<int>{1}.Write(f, doc, 0);  // read-only file: refused into the sink
+  EXPECT_EQ(doc.position, 0);
+  EXPECT_EQ(doc.length, 0);
+}
+
+TEST_F(VectorFile, ElementsThatAreNotPlainBytesAreNeverReadAsImages) {
+  const long liveBefore = Text::live;
+  {
+    CFileBase f;
+    ASSERT_EQ(f.Open(path_.c_str(), "rw"), 1);
+    const Vector<Text> texts{"alpha", "beta"};
+    DOCUMENT doc;
+    texts.Write(f, doc, 0);
+    EXPECT_EQ(doc.length, static_cast<long long>(4 + 2 * sizeof(Text)));
+    Vector<Text> back{"x"};
+    back.Read(f, doc);
+    ASSERT_EQ(back.size(), 2u);
+    EXPECT_STREQ(back[0], "");
+    EXPECT_EQ(f.GetPosRead(), doc.position + doc.length);
   }
   EXPECT_EQ(Text::live, liveBefore);
   EXPECT_EQ(Text::corrupt, 0);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "zeltools/containers/type_codes.h"
+#include "zeltools/files/block.h"
 
 namespace zel {
 
@@ -120,6 +121,13 @@ void VBase::Clear() noexcept {
 
 int VBase::operator==(const VBase& other) const noexcept {
   return type_ == other.type_ && length_ == other.length_ && data_ == other.data_ ? 1 : 0;
+}
+
+void VBase::Read(CFileBase& file) {
+  unsigned int count = 0;
+  if (!ReadCount(file, count, 1)) return;
+  data_.resize(count);
+  if (count != 0) file.Read(data_.data(), count);
 }
 
 bool VBase::operator<(const VBase& other) const noexcept { return data_ < other.data_; }

@@ -87,6 +87,12 @@ public:
   /// neither is less than the other.)
   bool operator<(const VBase& other) const noexcept;
 
+  /// Reads, at the file's read position, a 32-bit byte count and that many
+  /// bytes, which become the vector's bytes (type and length are not part of
+  /// this payload and stay). A count the rest of the file cannot hold
+  /// reports message 110 and leaves the vector as it was.
+  void Read(CFileBase& file);
+
   /// The bytes, for the data store's own layout.
   const std::vector<unsigned char>& Bytes() const noexcept { return data_; }
 

@@ -17,6 +17,10 @@
 /// Every source pointer may point into the vector itself: such sources are
 /// copied before the vector changes. Element types that are not trivially
 /// copyable are only ever copied, moved and destroyed as objects.
+///
+/// Stored payload (`Write`/`Read`): a 32-bit little-endian element count,
+/// then count × sizeof(T) bytes, the elements as they lie in memory. No
+/// header, version or checksum.
 
 #include <algorithm>
 #include <cstddef>
@@ -27,6 +31,7 @@
 #include <vector>
 
 #include "zeltools/containers/internal/element_order.h"
+#include "zeltools/files/block.h"
 
 namespace zel {
 
@@ -37,6 +42,9 @@ class Vector : public std::vector<T> {
 public:
   using Base::Base;
   Vector() = default;
+  /// A copy of (or the storage of) a plain standard vector.
+  Vector(const Base& other) : Base(other) {}  // NOLINT(google-explicit-constructor)
+  Vector(Base&& other) noexcept : Base(std::move(other)) {}  // NOLINT(google-explicit-constructor)
 
   // --- size and access --------------------------------------------------
 
@@ -364,6 +372,13 @@ public:
     this->erase(from, to);
   }
 
+  /// `Sort(first, last, unique)` for iterators of this vector.
+  void Sort(typename Base::iterator first, typename Base::iterator last, bool unique) {
+    if (first == last) return;
+    T* const begin = this->data();
+    Sort(begin + (first - this->begin()), begin + (last - this->begin()), unique);
+  }
+
   /// Fills `out` with the 1-based positions of the elements in ascending
   /// order of value (NaNs last); the vector is unchanged.
   void Order(std::vector<unsigned int>& out) const {
@@ -402,6 +417,78 @@ public:
     }
     this->erase(this->begin() + static_cast<std::ptrdiff_t>(w), this->end());
     return w != n ? 1 : 0;
+  }
+
+  // --- persistence ----------------------------------------------------------
+
+  /// What the positional `Write` returns when the file refused the write
+  /// (the file's −1).
+  static constexpr unsigned long long WriteFailed = ~0ull;
+
+  /// Writes the payload with its count at `pos` (−1: the end of the file)
+  /// and, when the count is not 0, the elements at that position + 4.
+  /// Returns the position of the count, or `WriteFailed` after a failure
+  /// that the file reported to its sink. A vector of more than 2^32 − 1
+  /// elements cannot be described by the count and reports message 111.
+  ///
+  /// Element types that are not trivially copyable (texts holding a
+  /// pointer) write their object images, which mean nothing when read back.
+  unsigned long long Write(CFileBase& file, long long pos) const {
+    const std::size_t n = this->size();
+    if (n > 0xFFFFFFFFu) {
+      file.Message(111, "");
+      return WriteFailed;
+    }
+    const auto count = static_cast<unsigned int>(n);
+    const long long at = file.Write(&count, sizeof count, pos);
+    if (at < 0) return WriteFailed;
+    if (count != 0 && file.Write(static_cast<const void*>(this->data()), n * sizeof(T), at + 4) < 0) {
+      return WriteFailed;
+    }
+    return static_cast<unsigned long long>(at);
+  }
+
+  /// Appends the payload as a new block and describes it in `doc` (position,
+  /// and the growth of the file's length). `doc` is {0, 0} when the vector
+  /// is empty and `always` is 0 (nothing is written) and after a failed
+  /// write. `option` is not used by this container.
+  void Write(CFileBase& file, DOCUMENT& doc, unsigned char always, unsigned char option = 0) const {
+    (void)option;
+    WriteBlock(file, doc, this->empty() && always == 0, [&] { return Write(file, -1) != WriteFailed; });
+  }
+
+  /// Reads a payload with its count at `pos` (any negative value: the
+  /// current read position). The count is checked against what is left of
+  /// the file before anything is allocated: a count the file cannot hold
+  /// reports message 110 and leaves the vector as it was. After the count
+  /// the vector is resized to it (new elements value-initialised) and the
+  /// elements are read into it; a failed element read leaves the new count
+  /// with what the file supplied. Element types that are not trivially
+  /// copyable are not overwritten by stored images: they become `count`
+  /// value-initialised elements and the images are skipped.
+  void Read(CFileBase& file, long long pos) {
+    unsigned int count = 0;
+    if (!ReadCount(file, count, sizeof(T), pos < 0 ? -1 : pos)) return;
+    if constexpr (std::is_trivially_copyable_v<T>) {
+      this->resize(count);
+      if (count != 0) file.Read(static_cast<void*>(this->data()), std::size_t{count} * sizeof(T));
+    } else {
+      Base fresh(count);
+      this->swap(fresh);
+      file.SetPosRead(file.GetPosRead() + static_cast<long long>(std::size_t{count} * sizeof(T)));
+    }
+  }
+
+  /// Reads the block that `doc` describes: a record of length 0 clears the
+  /// vector (as `Clear`); a record that does not lie inside the file reports
+  /// message 110 and leaves the vector as it was.
+  void Read(CFileBase& file, const DOCUMENT& doc) {
+    if (doc.length == 0) {
+      Clear();
+      return;
+    }
+    if (!OpenBlock(file, doc)) return;
+    Read(file, -1);
   }
 
 private:
