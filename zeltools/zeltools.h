@@ -14,10 +14,13 @@
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
 
+#include "zeltools/containers/array_plus.h"
+#include "zeltools/containers/small_vectors.h"
 #include "zeltools/containers/type_codes.h"
 #include "zeltools/containers/type_value.h"
 #include "zeltools/containers/vbase.h"
 #include "zeltools/containers/vector.h"
+#include "zeltools/containers/vector_array.h"
 
 #include "zeltools/text/bits.h"
 #include "zeltools/text/compare.h"
@@ -39,3 +42,7 @@
 #include "zeltools/geometry/point3d.h"
 #include "zeltools/geometry/point_vectors.h"
 #include "zeltools/geometry/segment.h"
+
+#include "zeltools/numerics/band.h"
+#include "zeltools/numerics/dense.h"
+#include "zeltools/numerics/renumber.h"

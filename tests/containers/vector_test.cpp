@@ -13,6 +13,7 @@
 #include "support/temp_files.h"
 #include "support/test_support.h"
 #include "zeltools/containers/type_value.h"
+#include "zeltools/geometry/point2d.h"
 #include "zeltools/text/phrase.h"
 
 namespace zel {
@@ -66,14 +67,6 @@ private:
   std::string text_;
 };
 static_assert(!std::is_trivially_copyable_v<Text>);
-
-// A point-like element whose operator< is always false (every point looks
-// equivalent to a sort) while operator== is exact.
-struct Point {
-  double x = 0, y = 0;
-  bool operator<(const Point&) const { return false; }
-  bool operator==(const Point& p) const { return x == p.x && y == p.y; }
-};
 
 template <class T>
 std::vector<T> Std(const Vector<T>& v) {
@@ -374,13 +367,13 @@ TEST(Vector, PointersCompareByAddress) {
 }
 
 TEST(Vector, PointsWhoseLessIsAlwaysFalseStillSortAndCompress) {
-  Vector<Point> v{{1, 2}, {1, 2}, {0, 5}, {1, 2}};
+  Vector<CPoint2D> v{{1, 2}, {1, 2}, {0, 5}, {1, 2}};
   EXPECT_EQ(v.Compare(1, 2), 0);
   EXPECT_EQ(v.Compare(1, 3), 1);
   EXPECT_EQ(v.Compare(3, 1), 1);
   v.Sort(true);  // every point looks equivalent: any order, equal neighbours go
   ASSERT_GE(v.size(), 2u);
-  EXPECT_TRUE(v.Exist(Point{1, 2}) && v.Exist(Point{0, 5}));
+  EXPECT_TRUE(v.Exist(CPoint2D{1, 2}) && v.Exist(CPoint2D{0, 5}));
   for (std::size_t k = 1; k < v.size(); ++k) EXPECT_FALSE(v[k] == v[k - 1]);
   std::vector<unsigned int> order;
   v.Order(order);
@@ -748,6 +741,16 @@ TEST_F(VectorFile, BlocksAreAppendedAndDescribed) {
   Vector<CTypeValue<unsigned char, int>> pairsBack;
   pairsBack.Read(f, pairBlock);
   EXPECT_EQ(pairsBack.Compare(pairs), 0);
+  f.Close();
+
+  ASSERT_EQ(f.Open(path_.c_str(), "rw"), 1);
+  const Vector<CPoint2D> points{{1, 2}, {-3, 4.5}};
+  DOCUMENT pointBlock;
+  points.Write(f, pointBlock, 0);
+  EXPECT_EQ(pointBlock.length, 4 + 2 * 16);  // x then y, 16 bytes a point
+  Vector<CPoint2D> pointsBack;
+  pointsBack.Read(f, pointBlock);
+  EXPECT_EQ(pointsBack.Compare(points), 0);
 }
 
 template <class T>

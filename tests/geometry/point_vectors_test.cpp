@@ -2,10 +2,17 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <cstring>
 #include <random>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "support/temp_files.h"
+#include "support/test_support.h"
+#include "zeltools/files/file_base.h"
 
 namespace zel {
 namespace {
@@ -290,6 +297,103 @@ TEST(PointVectorsInTheGenericVector, KeptOrderSeesAllPointsAsEquivalent) {
     ASSERT_EQ(order[i], i + 1);
   EXPECT_EQ(v.Exist(CPoint2D(3, 1)), 1);
   EXPECT_EQ(v.Exist(CPoint2D(3, 1.5)), 0);
+}
+
+} // namespace
+} // namespace zel
+
+namespace zel {
+namespace {
+
+std::string Message110(const std::string& path) {
+  char buffer[1024];
+  std::snprintf(buffer, sizeof buffer, test::CatalogueText(110).c_str(), path.c_str());
+  return buffer;
+}
+
+double DoubleAt(const std::vector<unsigned char>& bytes, std::size_t at) {
+  double d;
+  std::memcpy(&d, bytes.data() + at, sizeof d);
+  return d;
+}
+
+TEST(PointVectorsFile, PointsPersistAs16And24ByteElements) {
+  test::ScopedLanguage english(LanguageEnglish);
+  test::TempDir dir;
+  const std::string path = dir.File("points.bin");
+  std::mt19937_64 rng(60);
+  std::uniform_real_distribution<double> d(-1e6, 1e6);
+  VPoint2D plane;
+  plane.Append(CPoint2D(1.5, -2));
+  for (int i = 0; i < 300; ++i)
+    plane.Append(CPoint2D(d(rng), d(rng)));
+  VPoint3D space;
+  space.Append(CPoint3D(-0.0, 1e300, 0.25));
+  for (int i = 0; i < 200; ++i)
+    space.Append(CPoint3D(d(rng), d(rng), d(rng)));
+
+  CFileBase f;
+  ASSERT_EQ(f.Open(path.c_str(), "rw"), 1);
+  DOCUMENT d2, d3;
+  plane.Write(f, d2, 0);
+  space.Write(f, d3, 0);
+  EXPECT_EQ(d2.position, 0);
+  EXPECT_EQ(d2.length, 4 + 16 * 301);
+  EXPECT_EQ(d3.position, d2.length);
+  EXPECT_EQ(d3.length, 4 + 24 * 201);
+  f.Close();
+
+  // The stored layout: a count, then x, y (and z) of each point in order.
+  const std::vector<unsigned char> bytes = test::Bytes(path);
+  ASSERT_EQ(bytes.size(), static_cast<std::size_t>(d2.length + d3.length));
+  EXPECT_EQ(std::vector<unsigned char>(bytes.begin(), bytes.begin() + 4), (std::vector<unsigned char>{45, 1, 0, 0}));
+  EXPECT_EQ(DoubleAt(bytes, 4), 1.5);
+  EXPECT_EQ(DoubleAt(bytes, 12), -2.0);
+  const auto s = static_cast<std::size_t>(d3.position);
+  EXPECT_EQ(std::vector<unsigned char>(bytes.begin() + s, bytes.begin() + s + 4), (std::vector<unsigned char>{201, 0, 0, 0}));
+  EXPECT_TRUE(std::signbit(DoubleAt(bytes, s + 4)));
+  EXPECT_EQ(DoubleAt(bytes, s + 12), 1e300);
+  EXPECT_EQ(DoubleAt(bytes, s + 20), 0.25);
+  EXPECT_EQ(DoubleAt(bytes, s + 4 + 24 * 200 + 16), space.back().z);
+
+  ASSERT_EQ(f.Open(path.c_str(), "r"), 1);
+  VPoint2D planeBack;
+  planeBack.Read(f, d2);
+  ASSERT_EQ(planeBack.size(), plane.size());
+  EXPECT_TRUE(std::equal(plane.begin(), plane.end(), planeBack.begin()));
+  VPoint3D spaceBack;
+  spaceBack.Read(f, d3);
+  ASSERT_EQ(spaceBack.size(), space.size());
+  EXPECT_TRUE(std::equal(space.begin(), space.end(), spaceBack.begin()));
+  // A merge over the read-back points finds what it found before writing.
+  std::vector<unsigned int> before, after;
+  VPoint3D copy = space;
+  copy.Merge(1.0, before);
+  spaceBack.Merge(1.0, after);
+  EXPECT_EQ(before, after);
+  f.Close();
+}
+
+TEST(PointVectorsFile, CountIsCheckedAgainstTheSizeOfAPoint) {
+  // Three space points need 72 bytes after the count; 71 are there, which
+  // would be plenty for three plane points.
+  test::ScopedLanguage english(LanguageEnglish);
+  test::TempDir dir;
+  const std::string path = dir.File("short.bin");
+  std::vector<unsigned char> bytes{3, 0, 0, 0};
+  bytes.resize(4 + 71, 0x40);
+  test::PutBytes(path, bytes);
+  CFileBase f;
+  ASSERT_EQ(f.Open(path.c_str(), "r"), 1);
+  VPoint3D space;
+  space.Append(CPoint3D(1, 2, 3));
+  EXPECT_EQ(test::ThrownText([&] { space.Read(f, 0); }), Message110(path));
+  ASSERT_EQ(space.size(), 1u);
+  EXPECT_TRUE(space[0] == CPoint3D(1, 2, 3));
+  VPoint2D plane;
+  plane.Read(f, 0);
+  EXPECT_EQ(plane.size(), 3u);
+  EXPECT_EQ(plane[0].x, DoubleAt(bytes, 4));
 }
 
 } // namespace

@@ -2,10 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <random>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "support/temp_files.h"
+#include "zeltools/files/file_base.h"
 
 namespace zel {
 namespace {
@@ -312,6 +317,36 @@ TEST(CSegment3D, SplitAndPointQueries) {
   EXPECT_TRUE(out[0] == CSegment3D({0, 0, 0}, {0, 0, 2}));
   EXPECT_TRUE(out[1] == CSegment3D({0, 0, 2}, {0, 0, 4}));
   EXPECT_TRUE(out[2] == CSegment3D({0, 0, 4}, {0, 0, 6}));
+}
+
+} // namespace
+} // namespace zel
+
+namespace zel {
+namespace {
+
+TEST(VSegmentFile, SegmentsPersistAs32ByteElements) {
+  test::TempDir dir;
+  const std::string path = dir.File("segments.bin");
+  VSegment v;
+  v.push_back(CSegment({0, 1}, {2, 3}));
+  v.push_back(CSegment({-4, 5.5}, {6, -7}));
+  CFileBase f;
+  ASSERT_EQ(f.Open(path.c_str(), "rw"), 1);
+  DOCUMENT doc;
+  v.Write(f, doc, 0);
+  EXPECT_EQ(doc.length, 4 + 2 * 32);
+  f.Close();
+  const std::vector<unsigned char> bytes = test::Bytes(path);
+  ASSERT_EQ(bytes.size(), 68u);
+  double coordinates[8];
+  std::memcpy(coordinates, bytes.data() + 4, sizeof coordinates);
+  EXPECT_EQ(std::vector<double>(coordinates, coordinates + 8), (std::vector<double>{0, 1, 2, 3, -4, 5.5, 6, -7}));
+  ASSERT_EQ(f.Open(path.c_str(), "r"), 1);
+  VSegment back;
+  back.Read(f, doc);
+  ASSERT_EQ(back.size(), 2u);
+  EXPECT_TRUE(back[0] == v[0] && back[1] == v[1]);
 }
 
 } // namespace

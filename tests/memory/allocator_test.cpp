@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <random>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -286,8 +287,10 @@ TEST(KZAllocator, ExhaustionThrowsAndLeavesTheArenaAsItWas) {
   {
     platform::ScopedCalls calls;
     platform::Calls().allocateZero = [](std::size_t) -> void* { return nullptr; };
+    // The heap is asked for the portion and its read slack.
     EXPECT_EQ(ThrownText([&] { a.SetPortion(100); }),
-              "Unable to allocate 100 bytes.\nMemory resource does not allow to continue the solution");
+              "Unable to allocate " + std::to_string(100 + KZAllocator::ReadSlack) +
+                  " bytes.\nMemory resource does not allow to continue the solution");
   }
   EXPECT_EQ(a.GetPortionCount(), 1u);
   EXPECT_EQ(a.GetTotal(), 16u);
@@ -296,6 +299,20 @@ TEST(KZAllocator, ExhaustionThrowsAndLeavesTheArenaAsItWas) {
   EXPECT_EQ(piece[0], 7);
   EXPECT_EQ(ThrownText([&] { a.SetPortionSize(0x90000001u); }), "Memory allocation request exceeds  4Gb.");
   EXPECT_EQ(a.GetPortionCount(), 1u);
+}
+
+TEST(KZAllocator, EveryPortionHasReadableSlackPastItsEnd) {
+  platform::ScopedCalls calls;
+  static std::size_t asked = 0;
+  platform::Calls().allocateZero = [](std::size_t bytes) -> void* {
+    asked = std::max(asked, bytes); // the largest request is the portion's
+    return platform::DefaultCalls().allocateZero(bytes);
+  };
+  KZAllocator a;
+  a.SetPortionSize(10);
+  EXPECT_GE(asked, 10u + KZAllocator::ReadSlack);
+  EXPECT_EQ(a.GetTotal(), 10u);
+  EXPECT_EQ(a.GetFree(), 10u);
 }
 
 TEST(KZAllocator, MaxPortionIsOneWorkingBufferWhosePiecesAreZeroed) {

@@ -12,7 +12,12 @@
 /// pointers by address; other types by their own `operator<` and
 /// `operator==`, exactly (no tolerance). A NaN is neither less than nor equal
 /// to anything, so `Compare` gives 1 for it on either side; `Sort`, `Compress`
-/// and `Order` place NaNs after every other value.
+/// and `Order` place NaNs after every other value (as `Compare(NaN, x)`, 1,
+/// says), in no particular order among themselves, and never merge them as
+/// duplicates. Integer and floating element types sort by radix; all others by
+/// comparison, and an element type whose `operator<` is not a strict order
+/// (a pair holding a NaN, a point whose `<` is always false) still gets some
+/// order, never undefined behaviour.
 ///
 /// Every source pointer may point into the vector itself: such sources are
 /// copied before the vector changes. Element types that are not trivially

@@ -65,7 +65,7 @@ unsigned char* KZAllocator::SetPortionSize(unsigned int size) {
   if (size == 0)
     return nullptr;
   if (free_ < size) {
-    void* portion = Memory(size, 1);
+    void* portion = Memory(static_cast<std::uint64_t>(size) + ReadSlack, 1);
     try {
       AppendPortion(static_cast<unsigned char*>(portion), size);
     } catch (...) {
@@ -140,7 +140,15 @@ void KZAllocator::SetMaxPortion(unsigned int percent) {
     DoMemoryFree(&buffer);
     return;
   }
-  // The working buffer is capped below 2 GB, so its size fits 32 bits.
+  // `size` is 98 per cent of the buffer, so the rest covers the read slack
+  // unless the buffer is tiny. The working buffer is capped below 2 GB, so
+  // its size fits 32 bits.
+  if (size < 50u * ReadSlack)
+    size = size > ReadSlack ? size - ReadSlack : 0;
+  if (size == 0) {
+    DoMemoryFree(&buffer);
+    return;
+  }
   try {
     AppendPortion(static_cast<unsigned char*>(buffer), static_cast<unsigned int>(size));
     dirty_ = free_;

@@ -23,6 +23,12 @@ namespace zel {
 
 class KZAllocator {
 public:
+  /// Every portion is followed by at least this many readable bytes that are
+  /// never handed out, so that a reader may copy a piece in fixed-size blocks
+  /// that run past its end (the payload writers do) without leaving the
+  /// portion's memory.
+  static constexpr unsigned int ReadSlack = 96;
+
   /// An empty arena: no portion, nothing handed out.
   KZAllocator() noexcept = default;
   /// Copies nothing: the copy is an empty arena (pieces belong to one arena).

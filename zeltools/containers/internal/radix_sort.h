@@ -17,9 +17,11 @@
 //
 // The sort itself is a least-significant-digit radix sort: one pass over the
 // data counts every digit of every key, then one stable scatter per digit,
-// skipping the digits that are the same in every key. Digits are 8 bits for
-// 1- and 2-byte keys and 11 bits for 4- and 8-byte keys (3 or 6 passes; 2048
-// counters per digit stay in the first-level cache).
+// skipping the digits that are the same in every key. Digits are 8 bits, so a
+// pass scatters into 256 streams: measured on 10 million keys, 4 passes of 8
+// bits beat 3 passes of 11 bits by a third for 32-bit keys, and 8 passes beat
+// 6 passes of 11 bits or 4 of 16 bits for 64-bit keys, because 2048 or 65536
+// scatter targets no longer stay in the caches.
 
 #include <algorithm>
 #include <cstddef>
@@ -114,7 +116,7 @@ inline constexpr std::size_t kRadixMinCount = 1024;
 template <class Key, class Item, class KeyOf>
 void LsdRadixSort(Item* items, std::size_t n, Item* buffer, KeyOf keyOf) {
   constexpr unsigned kKeyBits = 8 * sizeof(Key);
-  constexpr unsigned kDigitBits = sizeof(Key) <= 2 ? 8 : 11;
+  constexpr unsigned kDigitBits = 8;
   constexpr unsigned kPasses = (kKeyBits + kDigitBits - 1) / kDigitBits;
   constexpr std::size_t kBuckets = std::size_t{1} << kDigitBits;
   constexpr Key kMask = static_cast<Key>(kBuckets - 1);

@@ -1,0 +1,574 @@
+// The dense Gauss solver and the band solver against LAPACK: the
+// distribution's reference LAPACK (over the reference BLAS) and OpenBLAS,
+// both loaded at run time into this one process, OpenBLAS held to one
+// thread; and a plain textbook profile LDLᵀ for the band systems.
+//
+// Times are per call (factorisation and one solution), measured around the
+// call alone; the copy of the input that each call consumes is made outside
+// the timed region. ZEL_BENCH_SMOKE=1 shrinks every size to seconds.
+
+#include <benchmark/benchmark.h>
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <ctime>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+#include "zeltools/numerics/band.h"
+#include "zeltools/numerics/dense.h"
+#include "zeltools/numerics/renumber.h"
+
+namespace {
+
+// The shared test data sits beside the repository (../shared/data); the
+// environment variable ZEL_DATA_DIR names another place.
+std::string DataFolder() {
+  if (const char* d = std::getenv("ZEL_DATA_DIR"))
+    return d;
+  std::string here = __FILE__;
+  here.erase(here.find_last_of('/') + 1);
+  return here + "../../shared/data";
+}
+
+bool Smoke() {
+  const char* s = std::getenv("ZEL_BENCH_SMOKE");
+  return s != nullptr && std::strcmp(s, "1") == 0;
+}
+
+// ---------------------------------------------------------------------------
+// LAPACK peers, each in its own dlopen namespace-free RTLD_LOCAL handle.
+
+using Dgesv = void (*)(const int* n, const int* nrhs, double* a, const int* lda, int* ipiv, double* b, const int* ldb,
+                       int* info);
+using Dpbsv = void (*)(const char* uplo, const int* n, const int* kd, const int* nrhs, double* ab, const int* ldab,
+                       double* b, const int* ldb, int* info, std::size_t uploLength);
+
+struct Lapack {
+  std::string name;
+  Dgesv dgesv = nullptr;
+  Dpbsv dpbsv = nullptr;
+  explicit operator bool() const { return dgesv != nullptr && dpbsv != nullptr; }
+};
+
+void* Open(const char* path) { return dlopen(path, RTLD_NOW | RTLD_LOCAL); }
+
+// The reference LAPACK needs "libblas.so.3"; the reference BLAS is loaded
+// first under that name so that the loader binds to it rather than to the
+// system's alternative, which may well be OpenBLAS.
+Lapack LoadReference() {
+  Lapack l;
+  l.name = "reference";
+  void* blas = Open("/usr/lib/x86_64-linux-gnu/blas/libblas.so.3");
+  void* lapack = blas ? Open("/usr/lib/x86_64-linux-gnu/lapack/liblapack.so.3") : nullptr;
+  if (lapack == nullptr)
+    return l;
+  // Check the binding: the dgemm seen from the LAPACK handle must be the
+  // reference BLAS's.
+  if (dlsym(lapack, "dgemm_") != dlsym(blas, "dgemm_")) {
+    std::fprintf(stderr, "reference LAPACK is not bound to the reference BLAS; skipped\n");
+    return l;
+  }
+  l.dgesv = reinterpret_cast<Dgesv>(dlsym(lapack, "dgesv_"));
+  l.dpbsv = reinterpret_cast<Dpbsv>(dlsym(lapack, "dpbsv_"));
+  return l;
+}
+
+Lapack LoadOpenBlas() {
+  Lapack l;
+  l.name = "openblas";
+  const char* paths[] = {"/usr/lib/x86_64-linux-gnu/openblas-pthread/libopenblas.so.0",
+                         "/usr/lib/x86_64-linux-gnu/openblas-openmp/libopenblas.so.0",
+                         "/usr/lib/x86_64-linux-gnu/openblas-serial/libopenblas.so.0", "libopenblas.so.0"};
+  void* h = nullptr;
+  for (const char* p : paths)
+    if ((h = Open(p)) != nullptr)
+      break;
+  if (h == nullptr)
+    return l;
+  if (auto threads = reinterpret_cast<void (*)(int)>(dlsym(h, "openblas_set_num_threads")))
+    threads(1);
+  l.dgesv = reinterpret_cast<Dgesv>(dlsym(h, "dgesv_"));
+  l.dpbsv = reinterpret_cast<Dpbsv>(dlsym(h, "dpbsv_"));
+  return l;
+}
+
+const Lapack& Reference() {
+  static const Lapack l = LoadReference();
+  return l;
+}
+const Lapack& OpenBlas() {
+  static const Lapack l = LoadOpenBlas();
+  return l;
+}
+
+// The calling thread's processor time: the machine is shared, and time spent
+// descheduled says nothing about either solver. Every solver here runs in the
+// calling thread (OpenBLAS is held to one thread).
+double ThreadSeconds() {
+  timespec t{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+  return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
+}
+
+template <class F>
+void Timed(benchmark::State& state, F&& call) {
+  const double t0 = ThreadSeconds();
+  call();
+  state.SetIterationTime(ThreadSeconds() - t0);
+}
+
+void Rate(benchmark::State& state, double flops) {
+  state.counters["GFLOP/s"] = benchmark::Counter(flops * 1e-9, benchmark::Counter::kIsIterationInvariantRate);
+}
+
+// ---------------------------------------------------------------------------
+// Dense systems.
+
+std::vector<double> RandomMatrix(int n, unsigned seed) {
+  std::mt19937_64 rng(seed);
+  std::uniform_real_distribution<double> v(-1.0, 1.0);
+  std::vector<double> a(std::size_t(n) * n);
+  for (double& x : a)
+    x = v(rng);
+  return a;
+}
+
+void DenseZel(benchmark::State& state) {
+  const int n = static_cast<int>(state.range(0));
+  const std::vector<double> a0 = RandomMatrix(n, 1), b0 = RandomMatrix(1, 2);
+  std::vector<double> a, b(n, 1.0);
+  for (auto _ : state) {
+    a = a0;
+    std::fill(b.begin(), b.end(), 1.0);
+    Timed(state, [&] { zel::Gauss(static_cast<unsigned>(n), a.data(), 1, b.data(), 0, 0.0); });
+  }
+  Rate(state, 2.0 * n * double(n) * n / 3.0);
+}
+
+void DenseLapack(benchmark::State& state, const Lapack& l) {
+  if (!l) {
+    state.SkipWithError((l.name + " LAPACK not found").c_str());
+    return;
+  }
+  const int n = static_cast<int>(state.range(0)), one = 1;
+  const std::vector<double> a0 = RandomMatrix(n, 1);
+  std::vector<double> a, b(n);
+  std::vector<int> ipiv(n);
+  for (auto _ : state) {
+    a = a0;
+    std::fill(b.begin(), b.end(), 1.0);
+    int info = 0;
+    Timed(state, [&] { l.dgesv(&n, &one, a.data(), &n, ipiv.data(), b.data(), &n, &info); });
+  }
+  Rate(state, 2.0 * n * double(n) * n / 3.0);
+}
+
+// ---------------------------------------------------------------------------
+// Band systems: assembled from elements on a grid of nodes, so the matrix is
+// symmetric positive definite and its band is full after fill-in.
+
+struct SymmetricSystem {
+  std::string name;
+  unsigned n = 0;
+  std::vector<unsigned> rowOf, colOf; // lower triangle: row >= col
+  std::vector<double> value;
+};
+
+// nx × ny (× nz) nodes with `dof` unknowns each; every element couples all
+// the unknowns of its 4 (8) nodes with the matrix s·(I − J/(m+1)), m the
+// element's unknowns, s a random scale: a sum of positive definite terms.
+SymmetricSystem GridSystem(unsigned nx, unsigned ny, unsigned nz, unsigned dof) {
+  SymmetricSystem s;
+  const bool solid = nz > 1;
+  s.n = nx * ny * nz * dof;
+  std::ostringstream name;
+  name << (solid ? "grid3d_" : "grid2d_") << nx << "x" << ny;
+  if (solid)
+    name << "x" << nz;
+  name << "x" << dof << "dof";
+  s.name = name.str();
+  std::mt19937_64 rng(7);
+  std::uniform_real_distribution<double> scale(0.5, 1.5);
+  std::vector<std::vector<std::pair<unsigned, double>>> lower(s.n);
+  auto add = [&](unsigned i, unsigned j, double v) {
+    if (i < j)
+      std::swap(i, j);
+    for (auto& e : lower[i])
+      if (e.first == j) {
+        e.second += v;
+        return;
+      }
+    lower[i].emplace_back(j, v);
+  };
+  const unsigned ez = solid ? nz - 1 : 1;
+  std::vector<unsigned> dofs;
+  for (unsigned z = 0; z < ez; ++z)
+    for (unsigned y = 0; y + 1 < ny; ++y)
+      for (unsigned x = 0; x + 1 < nx; ++x) {
+        dofs.clear();
+        for (unsigned dz = 0; dz < (solid ? 2u : 1u); ++dz)
+          for (unsigned dy = 0; dy < 2; ++dy)
+            for (unsigned dx = 0; dx < 2; ++dx) {
+              const unsigned node = ((z + dz) * ny + (y + dy)) * nx + (x + dx);
+              for (unsigned d = 0; d < dof; ++d)
+                dofs.push_back(node * dof + d);
+            }
+        const double sc = scale(rng), off = -sc / double(dofs.size() + 1);
+        for (std::size_t a = 0; a < dofs.size(); ++a)
+          for (std::size_t b = 0; b <= a; ++b)
+            add(dofs[a], dofs[b], a == b ? sc + off : off);
+      }
+  for (unsigned i = 0; i < s.n; ++i) {
+    std::sort(lower[i].begin(), lower[i].end());
+    for (auto& e : lower[i]) {
+      s.rowOf.push_back(i);
+      s.colOf.push_back(e.first);
+      s.value.push_back(e.second);
+    }
+  }
+  return s;
+}
+
+bool ReadMatrixMarket(const std::string& path, SymmetricSystem& s) {
+  const bool gz = path.size() > 3 && path.compare(path.size() - 3, 3, ".gz") == 0;
+  FILE* f = gz ? popen(("gzip -dc '" + path + "'").c_str(), "r") : std::fopen(path.c_str(), "r");
+  if (f == nullptr)
+    return false;
+  char line[1024];
+  bool ok = false;
+  unsigned rows = 0, cols = 0;
+  unsigned long entries = 0;
+  while (std::fgets(line, sizeof line, f))
+    if (line[0] != '%') {
+      ok = std::sscanf(line, "%u %u %lu", &rows, &cols, &entries) == 3 && rows == cols;
+      break;
+    }
+  for (unsigned long k = 0; ok && k < entries; ++k) {
+    unsigned i, j;
+    double v;
+    ok = std::fscanf(f, "%u %u %lf", &i, &j, &v) == 3 && i >= j && j >= 1 && i <= rows;
+    if (ok) {
+      s.rowOf.push_back(i - 1);
+      s.colOf.push_back(j - 1);
+      s.value.push_back(v);
+    }
+  }
+  if (gz)
+    pclose(f);
+  else
+    std::fclose(f);
+  s.n = rows;
+  const std::size_t slash = path.find_last_of('/');
+  s.name = path.substr(slash + 1, path.find('.', slash) - slash - 1);
+  return ok;
+}
+
+SymmetricSystem Renumbered(const SymmetricSystem& s) {
+  std::vector<unsigned> start(s.n + 1, 0), adjacent(s.value.size());
+  for (unsigned c : s.colOf)
+    ++start[c + 1];
+  for (unsigned i = 0; i < s.n; ++i)
+    start[i + 1] += start[i];
+  std::vector<unsigned> fill(start.begin(), start.end() - 1);
+  for (std::size_t k = 0; k < s.value.size(); ++k)
+    adjacent[fill[s.colOf[k]]++] = s.rowOf[k];
+  const zel::SRenumber r = zel::RenumberBand(s.n, start.data(), adjacent.data());
+  SymmetricSystem t = s;
+  t.name += "_renumbered";
+  for (std::size_t k = 0; k < s.value.size(); ++k) {
+    unsigned a = r.position[s.rowOf[k]], b = r.position[s.colOf[k]];
+    t.rowOf[k] = std::max(a, b);
+    t.colOf[k] = std::min(a, b);
+  }
+  return t;
+}
+
+// The solver's rows (counts by the running reach), their stored values, and
+// the arithmetic of the factorisation (two operations per update).
+struct BandForm {
+  std::vector<std::size_t> offset;
+  std::vector<unsigned> count;
+  std::vector<double> values;
+  unsigned halfBand = 0;
+  double flops = 0;
+};
+
+BandForm ToBand(const SymmetricSystem& s) {
+  BandForm f;
+  std::vector<unsigned> reach(s.n);
+  for (unsigned i = 0; i < s.n; ++i)
+    reach[i] = i;
+  for (std::size_t k = 0; k < s.value.size(); ++k) {
+    reach[s.colOf[k]] = std::max(reach[s.colOf[k]], s.rowOf[k]);
+    f.halfBand = std::max(f.halfBand, s.rowOf[k] - s.colOf[k]);
+  }
+  f.offset.assign(s.n + 1, 0);
+  f.count.resize(s.n);
+  unsigned farthest = 0;
+  for (unsigned i = 0; i < s.n; ++i) {
+    farthest = std::max(farthest, reach[i]);
+    f.count[i] = farthest - i + 1;
+    f.offset[i + 1] = f.offset[i] + f.count[i];
+    f.flops += double(f.count[i]) * double(f.count[i] - 1);
+  }
+  f.values.assign(f.offset[s.n], 0.0);
+  for (std::size_t k = 0; k < s.value.size(); ++k)
+    f.values[f.offset[s.colOf[k]] + (s.rowOf[k] - s.colOf[k])] = s.value[k];
+  return f;
+}
+
+struct BandCase {
+  SymmetricSystem system;
+  BandForm band;
+};
+
+std::vector<std::unique_ptr<BandCase>>& Cases() {
+  static std::vector<std::unique_ptr<BandCase>> cases;
+  return cases;
+}
+
+void BandZel(benchmark::State& state, const BandCase* c) {
+  const unsigned n = c->system.n;
+  std::vector<double> values;
+  std::vector<zel::GAUSS_TAPE> rows(n);
+  std::vector<double> b(n);
+  for (auto _ : state) {
+    values = c->band.values;
+    for (unsigned i = 0; i < n; ++i)
+      rows[i] = {c->band.count[i], values.data() + c->band.offset[i]};
+    std::fill(b.begin(), b.end(), 1.0);
+    Timed(state, [&] { zel::GaussTape(n, rows.data(), 1, b.data()); });
+  }
+  Rate(state, c->band.flops);
+  state.counters["profile"] = double(c->band.values.size());
+}
+
+// LAPACK's band storage: the upper triangle, kd + 1 rows, column-major.
+std::vector<double> LapackBand(const SymmetricSystem& s, unsigned kd) {
+  std::vector<double> ab(std::size_t(kd + 1) * s.n, 0.0);
+  for (std::size_t k = 0; k < s.value.size(); ++k) {
+    const unsigned i = s.colOf[k], j = s.rowOf[k]; // upper: i <= j
+    ab[std::size_t(j) * (kd + 1) + kd + i - j] = s.value[k];
+  }
+  return ab;
+}
+
+void BandLapack(benchmark::State& state, const BandCase* c, const Lapack& l) {
+  if (!l) {
+    state.SkipWithError((l.name + " LAPACK not found").c_str());
+    return;
+  }
+  const int n = static_cast<int>(c->system.n), kd = static_cast<int>(c->band.halfBand), ldab = kd + 1, one = 1;
+  const std::vector<double> ab0 = LapackBand(c->system, c->band.halfBand);
+  std::vector<double> ab, b(n);
+  int info = 0;
+  for (auto _ : state) {
+    ab = ab0;
+    std::fill(b.begin(), b.end(), 1.0);
+    Timed(state, [&] { l.dpbsv("U", &n, &kd, &one, ab.data(), &ldab, b.data(), &n, &info, 1); });
+  }
+  if (info != 0)
+    state.SkipWithError("dpbsv failed");
+  // The band's own arithmetic: n·kd² less the corner.
+  double flops = 0;
+  for (int i = 0; i < n; ++i) {
+    const double w = std::min(kd, n - 1 - i);
+    flops += w * (w + 1);
+  }
+  Rate(state, flops);
+}
+
+// A plain textbook active-column LDLᵀ (column heights from the first
+// non-zero of each column of the upper triangle), with dot products.
+struct Skyline {
+  std::vector<std::size_t> top;  // first row of column j
+  std::vector<std::size_t> base; // index of a(top_j, j); a(i, j) at base_j + i − top_j
+  std::vector<double> a;
+};
+
+Skyline ToSkyline(const SymmetricSystem& s) {
+  Skyline k;
+  k.top.resize(s.n);
+  for (unsigned j = 0; j < s.n; ++j)
+    k.top[j] = j;
+  for (std::size_t e = 0; e < s.value.size(); ++e)
+    k.top[s.rowOf[e]] = std::min<std::size_t>(k.top[s.rowOf[e]], s.colOf[e]);
+  k.base.resize(s.n + 1);
+  k.base[0] = 0;
+  for (unsigned j = 0; j < s.n; ++j)
+    k.base[j + 1] = k.base[j] + (j - k.top[j] + 1);
+  k.a.assign(k.base[s.n], 0.0);
+  for (std::size_t e = 0; e < s.value.size(); ++e) {
+    const unsigned j = s.rowOf[e], i = s.colOf[e];
+    k.a[k.base[j] + i - k.top[j]] = s.value[e];
+  }
+  return k;
+}
+
+void SkylineSolve(std::size_t n, Skyline& k, double* b) {
+  auto at = [&](std::size_t i, std::size_t j) -> double& { return k.a[k.base[j] + i - k.top[j]]; };
+  for (std::size_t j = 0; j < n; ++j) {
+    const std::size_t tj = k.top[j];
+    for (std::size_t i = tj; i < j; ++i) {
+      const std::size_t from = std::max(tj, k.top[i]);
+      double s = at(i, j);
+      for (std::size_t m = from; m < i; ++m)
+        s -= at(m, i) * at(m, j);
+      at(i, j) = s;
+    }
+    double d = at(j, j);
+    for (std::size_t i = tj; i < j; ++i) {
+      const double g = at(i, j);
+      const double l = g / at(i, i);
+      d -= l * g;
+      at(i, j) = l;
+    }
+    at(j, j) = d;
+  }
+  for (std::size_t j = 0; j < n; ++j)
+    for (std::size_t i = k.top[j]; i < j; ++i)
+      b[j] -= at(i, j) * b[i];
+  for (std::size_t j = 0; j < n; ++j)
+    b[j] /= at(j, j);
+  for (std::size_t j = n; j-- > 0;)
+    for (std::size_t i = k.top[j]; i < j; ++i)
+      b[i] -= at(i, j) * b[j];
+}
+
+void BandSkyline(benchmark::State& state, const BandCase* c) {
+  const Skyline k0 = ToSkyline(c->system);
+  Skyline k;
+  std::vector<double> b(c->system.n);
+  for (auto _ : state) {
+    k = k0;
+    std::fill(b.begin(), b.end(), 1.0);
+    Timed(state, [&] { SkylineSolve(c->system.n, k, b.data()); });
+  }
+  Rate(state, c->band.flops);
+}
+
+// ---------------------------------------------------------------------------
+// The processor's rate for separate multiplications and subtractions: eight
+// independent chains of each, started from different values (equal chains
+// would be merged by the compiler), so that only throughput counts.
+
+#if defined(__x86_64__)
+#define ZEL_PEAK_STEP(k)                                                                                             \
+  m##k = _mm512_mul_pd(m##k, f);                                                                                     \
+  s##k = _mm512_sub_pd(s##k, g);
+
+__attribute__((target("avx512f"), noinline)) double PeakAvx512(long rounds) {
+  const __m512d f = _mm512_set1_pd(1.0000001), g = _mm512_set1_pd(1e-9);
+  __m512d m0 = _mm512_set1_pd(1), m1 = _mm512_set1_pd(2), m2 = _mm512_set1_pd(3), m3 = _mm512_set1_pd(4);
+  __m512d m4 = _mm512_set1_pd(5), m5 = _mm512_set1_pd(6), m6 = _mm512_set1_pd(7), m7 = _mm512_set1_pd(8);
+  __m512d s0 = _mm512_set1_pd(11), s1 = _mm512_set1_pd(12), s2 = _mm512_set1_pd(13), s3 = _mm512_set1_pd(14);
+  __m512d s4 = _mm512_set1_pd(15), s5 = _mm512_set1_pd(16), s6 = _mm512_set1_pd(17), s7 = _mm512_set1_pd(18);
+  for (long r = 0; r < rounds; ++r) {
+    ZEL_PEAK_STEP(0) ZEL_PEAK_STEP(1) ZEL_PEAK_STEP(2) ZEL_PEAK_STEP(3)
+    ZEL_PEAK_STEP(4) ZEL_PEAK_STEP(5) ZEL_PEAK_STEP(6) ZEL_PEAK_STEP(7)
+  }
+  const __m512d t = _mm512_add_pd(_mm512_add_pd(_mm512_add_pd(m0, m1), _mm512_add_pd(m2, m3)),
+                                  _mm512_add_pd(_mm512_add_pd(m4, m5), _mm512_add_pd(m6, m7)));
+  const __m512d u = _mm512_add_pd(_mm512_add_pd(_mm512_add_pd(s0, s1), _mm512_add_pd(s2, s3)),
+                                  _mm512_add_pd(_mm512_add_pd(s4, s5), _mm512_add_pd(s6, s7)));
+  double out[8];
+  _mm512_storeu_pd(out, _mm512_add_pd(t, u));
+  return out[0];
+}
+#undef ZEL_PEAK_STEP
+
+void NoFmaPeak(benchmark::State& state) {
+  if (!__builtin_cpu_supports("avx512f")) {
+    state.SkipWithError("no AVX-512");
+    return;
+  }
+  long rounds = Smoke() ? 1000 : 20'000'000;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(rounds);
+    Timed(state, [&] { benchmark::DoNotOptimize(PeakAvx512(rounds)); });
+  }
+  // Per round: 8 multiplications and 8 subtractions of 8 lanes.
+  Rate(state, double(rounds) * 8 * 2 * 8);
+}
+#endif
+
+void RegisterAll() {
+  const bool smoke = Smoke();
+#if defined(__x86_64__)
+  benchmark::RegisterBenchmark("NoFmaPeak/avx512", NoFmaPeak)->UseManualTime()->Unit(benchmark::kMillisecond);
+#endif
+  const std::vector<int> denseSizes = smoke ? std::vector<int>{60, 130} : std::vector<int>{500, 1000, 2000};
+  for (int n : denseSizes) {
+    const int reps = smoke ? 1 : 5;
+    benchmark::RegisterBenchmark("Gauss/zel", DenseZel)->Arg(n)->UseManualTime()->Unit(benchmark::kMillisecond)
+        ->Repetitions(reps)->ReportAggregatesOnly(!smoke);
+    benchmark::RegisterBenchmark("Gauss/dgesv_reference", DenseLapack, Reference())->Arg(n)->UseManualTime()
+        ->Unit(benchmark::kMillisecond)->Repetitions(reps)->ReportAggregatesOnly(!smoke);
+    benchmark::RegisterBenchmark("Gauss/dgesv_openblas", DenseLapack, OpenBlas())->Arg(n)->UseManualTime()
+        ->Unit(benchmark::kMillisecond)->Repetitions(reps)->ReportAggregatesOnly(!smoke);
+  }
+
+  auto& cases = Cases();
+  if (smoke) {
+    cases.push_back(std::make_unique<BandCase>(BandCase{GridSystem(12, 12, 1, 2), {}}));
+    cases.push_back(std::make_unique<BandCase>(BandCase{GridSystem(5, 5, 5, 3), {}}));
+  } else {
+    cases.push_back(std::make_unique<BandCase>(BandCase{GridSystem(100, 100, 1, 2), {}}));
+    cases.push_back(std::make_unique<BandCase>(BandCase{GridSystem(200, 200, 1, 2), {}}));
+    cases.push_back(std::make_unique<BandCase>(BandCase{GridSystem(20, 20, 20, 3), {}}));
+  }
+  const std::string folder = DataFolder() + "/matrices/";
+  const std::vector<std::string> real =
+      smoke ? std::vector<std::string>{"bcsstk05.mtx"}
+            : std::vector<std::string>{"bcsstk14.mtx", "bcsstk13.mtx.gz", "s3rmt3m3.mtx.gz", "bcsstk18.mtx.gz"};
+  for (const std::string& file : real) {
+    SymmetricSystem s;
+    if (!ReadMatrixMarket(folder + file, s)) {
+      std::fprintf(stderr, "%s not readable; skipped\n", (folder + file).c_str());
+      continue;
+    }
+    SymmetricSystem r = Renumbered(s);
+    cases.push_back(std::make_unique<BandCase>(BandCase{std::move(s), {}}));
+    cases.push_back(std::make_unique<BandCase>(BandCase{std::move(r), {}}));
+  }
+  for (auto& c : cases) {
+    c->band = ToBand(c->system);
+    const int reps = smoke ? 1 : 3;
+    const std::string tag = c->system.name + "/n=" + std::to_string(c->system.n) +
+                            "/kd=" + std::to_string(c->band.halfBand);
+    // The reference band factorisation runs at a few GFLOP/s: skip it where
+    // one call would take minutes.
+    const double bandFlops = double(c->system.n) * c->band.halfBand * c->band.halfBand;
+    benchmark::RegisterBenchmark(("GaussTape/zel/" + tag).c_str(), BandZel, c.get())->UseManualTime()
+        ->Unit(benchmark::kMillisecond)->Repetitions(reps)->ReportAggregatesOnly(!smoke);
+    benchmark::RegisterBenchmark(("GaussTape/profile_ldlt/" + tag).c_str(), BandSkyline, c.get())->UseManualTime()
+        ->Unit(benchmark::kMillisecond)->Repetitions(reps)->ReportAggregatesOnly(!smoke);
+    benchmark::RegisterBenchmark(("GaussTape/dpbsv_openblas/" + tag).c_str(), BandLapack, c.get(), OpenBlas())
+        ->UseManualTime()->Unit(benchmark::kMillisecond)->Repetitions(reps)->ReportAggregatesOnly(!smoke);
+    if (bandFlops < 1.5e11)
+      benchmark::RegisterBenchmark(("GaussTape/dpbsv_reference/" + tag).c_str(), BandLapack, c.get(), Reference())
+          ->UseManualTime()->Unit(benchmark::kMillisecond)->Repetitions(reps)->ReportAggregatesOnly(!smoke);
+  }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  RegisterAll();
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

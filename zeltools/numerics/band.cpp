@@ -1,0 +1,180 @@
+#include "zeltools/numerics/band.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "zeltools/errors/exception.h"
+#include "zeltools/memory/memory.h"
+#include "zeltools/numerics/internal/band_blocked.h"
+#include "zeltools/numerics/internal/band_plain.h"
+#include "zeltools/numerics/internal/simd_level.h"
+
+namespace zel {
+namespace numerics {
+
+void CheckBandRows(std::size_t n, const GAUSS_TAPE* rows, bool forFactor) {
+  // reach: the last column row i touches; farthest: the largest reach of the
+  // rows above, which row i must cover when it lies inside that reach.
+  std::size_t farthest = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const std::size_t count = rows[i].count;
+    if (count == 0 || rows[i].values == nullptr)
+      CrashFormat("Band row %zu has no values", i + 1);
+    const std::size_t reach = i + count - 1;
+    if (reach >= n)
+      CrashFormat("Band row %zu reaches column %zu of a matrix of order %zu", i + 1, reach + 1, n);
+    if (!forFactor)
+      continue;
+    if (i > 0 && farthest >= i && reach < farthest)
+      CrashFormat("Band row %zu stops at column %zu, short of the fill-in up to column %zu", i + 1, reach + 1,
+                  farthest + 1);
+    if (reach > farthest)
+      farthest = reach;
+  }
+}
+
+void BandFactorPlain(std::size_t n, GAUSS_TAPE* rows) {
+  // Positions of the non-zero elements of the current row: the flags of the
+  // elimination kept as a list, so runs of zeros cost nothing.
+  std::vector<std::size_t> nonZero;
+  for (std::size_t i = 0; i < n; ++i) {
+    double* v = rows[i].values;
+    const std::size_t count = rows[i].count;
+    const double d = v[0];
+    if (d == 0.0)
+      Crash("Null diagonal");
+    nonZero.clear();
+    for (std::size_t k = 1; k < count; ++k)
+      if (v[k] != 0.0) {
+        v[k] /= d;
+        nonZero.push_back(k);
+      }
+    for (std::size_t s = 0; s < nonZero.size(); ++s) {
+      const std::size_t k = nonZero[s];
+      const double f = v[k] * d;
+      double* target = rows[i + k].values;
+      for (std::size_t t = s; t < nonZero.size(); ++t) {
+        const std::size_t l = nonZero[t];
+        target[l - k] -= v[l] * f;
+      }
+    }
+  }
+  if (n > 0 && rows[n - 1].values[0] == 0.0)
+    Crash("Null diagonal");
+}
+
+void BandSolvePlain(std::size_t n, const GAUSS_TAPE* rows, double* b, bool vector) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const double x = b[i];
+    if (x == 0.0)
+      continue;
+    const double* v = rows[i].values;
+    const std::size_t count = rows[i].count;
+    if (vector) {
+      BandForwardRowAvx512(v, count, x, b + i);
+    } else {
+      for (std::size_t k = 1; k < count; ++k)
+        b[i + k] -= v[k] * x;
+    }
+    b[i] = x / v[0];
+  }
+  // Each element's sum runs in increasing k as stated; the rows form one
+  // chain of dependent subtractions, which no reordering may shorten.
+  for (std::size_t i = n >= 2 ? n - 1 : 0; i-- > 0;) {
+    const double* v = rows[i].values;
+    const std::size_t count = rows[i].count;
+    double s = b[i];
+    for (std::size_t k = 1; k < count; ++k)
+      s -= v[k] * b[i + k];
+    b[i] = s;
+  }
+}
+
+} // namespace numerics
+
+namespace {
+
+void Factor(std::size_t n, GAUSS_TAPE* rows) {
+  numerics::CheckBandRows(n, rows, true);
+  if (numerics::ActiveSimdLevel() == numerics::SimdLevel::Plain)
+    numerics::BandFactorPlain(n, rows);
+  else
+    numerics::BandFactorBlocked(n, rows, numerics::ActiveSimdLevel(), numerics::DefaultBandPanel);
+}
+
+void Solve(std::size_t n, const GAUSS_TAPE* rows, std::size_t m, double* b) {
+  const bool vector = numerics::ActiveSimdLevel() == numerics::SimdLevel::Avx512;
+  for (std::size_t r = 0; r < m; ++r)
+    numerics::BandSolvePlain(n, rows, b + r * n, vector);
+}
+
+// The column flags of the packed entry point live in a block of the
+// library's memory (a local buffer below 10 rows) and must be released
+// whatever the solver throws.
+class ColumnFlags {
+public:
+  explicit ColumnFlags(std::size_t n)
+      : block_(n < LocalSize ? nullptr : static_cast<unsigned char*>(Memory(n + 1, 1))),
+        flags_(block_ != nullptr ? block_ : local_) {}
+  ~ColumnFlags() { DoMemoryFree(&block_); }
+  ColumnFlags(const ColumnFlags&) = delete;
+  ColumnFlags& operator=(const ColumnFlags&) = delete;
+  unsigned char& operator[](std::size_t j) { return flags_[j]; }
+
+private:
+  static constexpr std::size_t LocalSize = 10;
+  unsigned char local_[LocalSize] = {};
+  unsigned char* block_;
+  unsigned char* flags_;
+};
+
+} // namespace
+
+void GaussTapeDirect(unsigned int n, GAUSS_TAPE* rows) { Factor(n, rows); }
+
+void GaussTapeBack(unsigned int n, GAUSS_TAPE* rows, unsigned int m, double* b) {
+  numerics::CheckBandRows(n, rows, false);
+  Solve(n, rows, m, b);
+}
+
+void GaussTape1(unsigned int n, GAUSS_TAPE* rows, unsigned int m, double* b) {
+  GaussTapeDirect(n, rows);
+  GaussTapeBack(n, rows, m, b);
+}
+
+void GaussTape(unsigned int n, GAUSS_TAPE* rows, unsigned int m, double* b) {
+  if (n == 0)
+    return;
+  Factor(n, rows);
+  Solve(n, rows, m, b);
+}
+
+void GaussTape(unsigned int n, double* a, unsigned int m, double* b) {
+  if (n == 0)
+    return;
+  std::vector<GAUSS_TAPE> rows(n);
+  ColumnFlags flags(n);
+  // The flags accumulate the union of the non-zero columns of all rows so
+  // far and are never cleared, so a row's count reaches at least as far as
+  // every row above it: the envelope rule, fill-in included.
+  std::size_t start = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    double* row = a + start;
+    flags[i] = 1;
+    for (std::size_t k = 0; k < n - i; ++k)
+      if (row[k] != 0.0)
+        flags[i + k] = 1;
+    // The highest flag set, searching down from the last column; flag i is
+    // set, so the search ends at i at the latest.
+    std::size_t top = n - 1;
+    while (!flags[top])
+      --top;
+    rows[i].values = row;
+    rows[i].count = static_cast<unsigned int>(top - i + 1);
+    start += n - i;
+  }
+  GaussTape(n, rows.data(), m, b);
+}
+
+} // namespace zel

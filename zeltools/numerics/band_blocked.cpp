@@ -1,0 +1,158 @@
+#include "zeltools/numerics/internal/band_blocked.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "zeltools/errors/exception.h"
+#include "zeltools/numerics/internal/aligned_buffer.h"
+#include "zeltools/numerics/internal/band_plain.h"
+
+namespace zel::numerics {
+namespace {
+
+// Bands narrower than this gain nothing from panels.
+constexpr std::size_t NarrowBand = 12;
+// Rows of a panel are finished in blocks of this many: a block first
+// receives the panel rows above it as a whole (tiles of several rows), then
+// its rows update each other one row at a time.
+constexpr std::size_t SubPanel = 8;
+
+std::size_t Reach(const GAUSS_TAPE* rows, std::size_t i) { return i + rows[i].count - 1; }
+
+// Working storage of the panels, sized once for the widest panel.
+struct PanelStorage {
+  std::size_t ld, maxGroups;
+  AlignedDoubles u, f;
+  std::vector<std::uint8_t> mask, rowSkip;
+
+  PanelStorage(std::size_t panelRows, std::size_t maxWidth)
+      : ld(StrideFor(maxWidth)), maxGroups((maxWidth + 7) / 8), u(panelRows * ld), f(panelRows * ld),
+        mask(panelRows * maxGroups, 0), rowSkip(maxGroups * 8, 0) {}
+
+  static std::size_t StrideFor(std::size_t width) {
+    std::size_t ld = (width + 7) / 8 * 8;
+    // Rows a multiple of 4 KB apart would compete for the same cache sets.
+    if (ld % 512 == 0)
+      ld += 8;
+    return ld;
+  }
+};
+
+struct Kernels {
+  BandUpdateFn update;
+  BandFinishFn finish;
+};
+
+Kernels KernelsFor(SimdLevel level) {
+  switch (level) {
+  case SimdLevel::Avx512:
+    return {BandUpdateAvx512, BandFinishAvx512};
+  case SimdLevel::Avx2:
+    return {BandUpdateAvx2, BandFinishGeneric};
+  default:
+    return {BandUpdateGeneric, BandFinishGeneric};
+  }
+}
+
+} // namespace
+
+void BandUpdateSegment(const BandPanel& panel, std::size_t pa, std::size_t pb, std::size_t r, std::size_t cBegin,
+                       std::size_t cEnd, GAUSS_TAPE* rows) {
+  double* target = rows[r].values;
+  for (std::size_t p = pa; p < pb; ++p) {
+    if (!panel.Flag(p, r))
+      continue;
+    const std::size_t pi = p - panel.col0;
+    const double f = panel.f[pi * panel.ld + (r - panel.col0)];
+    const double* u = panel.u + pi * panel.ld;
+    for (std::size_t c = cBegin; c <= cEnd; ++c)
+      if (panel.Flag(p, c))
+        target[c - r] -= u[c - panel.col0] * f;
+  }
+}
+
+void BandUpdateGeneric(const BandPanel& panel, std::size_t pa, std::size_t pb, std::size_t rFirst, std::size_t rLast,
+                       std::size_t end, GAUSS_TAPE* rows) {
+  for (std::size_t r = rFirst; r <= rLast; ++r)
+    BandUpdateSegment(panel, pa, pb, r, r, end, rows);
+}
+
+void BandFinishGeneric(double* values, std::size_t count, std::size_t column, double* u, double* f,
+                       std::uint8_t* mask, std::uint8_t* rowSkip) {
+  const double d = values[0];
+  for (std::size_t k = 1; k < count; ++k) {
+    const std::size_t c = column + k;
+    const double x = values[k];
+    if (x != 0.0) {
+      const double quotient = x / d;
+      values[k] = quotient;
+      u[c] = quotient;
+      f[c] = quotient * d;
+      mask[c / 8] = static_cast<std::uint8_t>(mask[c / 8] | (1u << (c % 8)));
+    } else {
+      rowSkip[c] = 1;
+    }
+  }
+}
+
+void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::size_t panelRows) {
+  if (n == 0)
+    return;
+  std::size_t widest = 0;
+  for (std::size_t i = 0; i < n; ++i)
+    widest = std::max<std::size_t>(widest, rows[i].count);
+  if (widest < NarrowBand || panelRows < 1) {
+    BandFactorPlain(n, rows);
+    return;
+  }
+  const Kernels kernels = KernelsFor(level);
+  PanelStorage storage(panelRows, widest + panelRows);
+  BandPanel panel;
+  panel.ld = storage.ld;
+  panel.u = storage.u.data();
+  panel.f = storage.f.data();
+  panel.mask = storage.mask.data();
+  panel.rowSkip = storage.rowSkip.data();
+  for (std::size_t i0 = 0; i0 < n; i0 += panelRows) {
+    const std::size_t i1 = std::min(n, i0 + panelRows);
+    const std::size_t end = Reach(rows, i1 - 1); // the panel's farthest column
+    panel.col0 = i0;
+    panel.groups = (end - i0 + 1 + 7) / 8;
+    const std::size_t width = panel.groups * 8;
+    std::fill(storage.rowSkip.begin(), storage.rowSkip.begin() + static_cast<std::ptrdiff_t>(width), std::uint8_t{0});
+    for (std::size_t q = i0; q < i1; ++q) {
+      const std::size_t block = i0 + (q - i0) / SubPanel * SubPanel;
+      const std::size_t above = q > i0 ? Reach(rows, q - 1) : 0;
+      // A new block of rows takes the panel rows above it all at once.
+      if (q == block && q > i0 && above >= q)
+        kernels.update(panel, i0, q, q, std::min(std::min(i1, q + SubPanel) - 1, above), above, rows);
+      if (q > block && above >= q)
+        kernels.update(panel, block, q, q, q, above, rows);
+      if (rows[q].values[0] == 0.0) {
+        // Leave the matrix as the row-by-row elimination would have it when
+        // it meets this pivot: every panel row above has updated every row.
+        const std::size_t blockEnd = std::min(i1, block + SubPanel);
+        if (q > block && above > q)
+          kernels.update(panel, block, q, q + 1, std::min(blockEnd - 1, above), above, rows);
+        if (q > i0 && above >= blockEnd)
+          kernels.update(panel, i0, q, blockEnd, above, above, rows);
+        Crash("Null diagonal");
+      }
+      const std::size_t pi = q - i0;
+      double* u = storage.u.data() + pi * storage.ld;
+      double* f = storage.f.data() + pi * storage.ld;
+      std::uint8_t* mask = storage.mask.data() + pi * panel.groups;
+      std::fill(u, u + width, 0.0);
+      std::fill(f, f + width, 0.0);
+      std::memset(mask, 0, panel.groups);
+      kernels.finish(rows[q].values, rows[q].count, pi, u, f, mask, storage.rowSkip.data());
+    }
+    if (end >= i1)
+      kernels.update(panel, i0, i1, i1, end, end, rows);
+  }
+  if (rows[n - 1].values[0] == 0.0)
+    Crash("Null diagonal");
+}
+
+} // namespace zel::numerics

@@ -1,0 +1,259 @@
+// AVX-512 kernels of the blocked band factorisation. Every lane is one
+// element of the matrix; a product is a separate multiplication followed by
+// a separate (masked) subtraction, exactly the scalar operations, and a lane
+// whose flag is clear is left as it was.
+
+#include "zeltools/numerics/internal/band_blocked.h"
+#include "zeltools/numerics/internal/simd_avx512.h"
+
+#if defined(__GNUC__) && defined(__x86_64__)
+
+#include <algorithm>
+#include <cstring>
+
+#include <immintrin.h>
+
+#define ZEL_AVX512 __attribute__((target("avx512f,avx512dq")))
+
+namespace zel::numerics {
+namespace {
+
+constexpr std::size_t Lanes = 8;
+// Tiles of eight rows by two groups: sixteen accumulators, and each panel
+// value loaded serves eight rows, which halves the traffic of the panel's
+// rows, the largest stream of the update.
+constexpr int RowsPerTile = 8;
+constexpr int GroupsPerChunk = 2;
+
+// The element (r, c) of a row whose storage starts at column r. Columns left
+// of r are only ever addressed under a zero lane mask, which suppresses the
+// access; the address is formed on integers so that no pointer is made that
+// points outside its array.
+inline double* ElementAddress(const GAUSS_TAPE* rows, std::size_t r, std::size_t c) {
+  const auto base = reinterpret_cast<std::uintptr_t>(rows[r].values);
+  const auto offset = static_cast<std::intptr_t>(c) - static_cast<std::intptr_t>(r);
+  return reinterpret_cast<double*>(base + static_cast<std::uintptr_t>(offset * static_cast<std::intptr_t>(sizeof(double))));
+}
+
+// Lanes of the group starting at column c0 that lie in [first, last].
+inline __mmask8 LaneRange(std::size_t c0, std::size_t first, std::size_t last) {
+  if (last < c0 || first > c0 + Lanes - 1)
+    return 0;
+  const unsigned lo = first > c0 ? static_cast<unsigned>(first - c0) : 0u;
+  const unsigned hi = last < c0 + Lanes - 1 ? static_cast<unsigned>(last - c0) : 7u;
+  return static_cast<__mmask8>((0xFFu << lo) & (0xFFu >> (7 - hi)));
+}
+
+// R rows from r0 times V groups from g0. With Left, the first group holds
+// the rows' diagonals (lanes left of them masked); with Right, the last group
+// holds column `end` (lanes past it masked).
+template <int R, int V, bool Left, bool Right, bool Skips>
+ZEL_AVX512 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t r0, std::size_t g0,
+                     std::size_t end, GAUSS_TAPE* rows) {
+  auto edged = [](int v) { return (Left && v == 0) || (Right && v == V - 1); };
+  __m512d acc[R][V];
+  __mmask8 edge[R][V];
+  double* address[R][V];
+  for (int s = 0; s < R; ++s)
+    for (int v = 0; v < V; ++v) {
+      const std::size_t c0 = P.col0 + Lanes * (g0 + v);
+      address[s][v] = ElementAddress(rows, r0 + s, c0);
+      if (edged(v)) {
+        edge[s][v] = LaneRange(c0, r0 + s, end);
+        acc[s][v] = _mm512_maskz_loadu_pd(edge[s][v], address[s][v]);
+      } else {
+        edge[s][v] = 0xFF;
+        acc[s][v] = _mm512_loadu_pd(address[s][v]);
+      }
+    }
+  KernelEntry();
+  const std::size_t ri = r0 - P.col0;
+  constexpr std::uint64_t allSet = (std::uint64_t{1} << (8 * V)) - 1;
+  const std::uint8_t* mk = P.mask + (pa - P.col0) * P.groups;
+  const double* u = P.u + (pa - P.col0) * P.ld + Lanes * g0;
+  const double* f = P.f + (pa - P.col0) * P.ld + ri;
+  for (std::size_t p = pa; p < pb; ++p, mk += P.groups, u += P.ld, f += P.ld) {
+    // The flags of the V groups as one integer: the tests stay out of the
+    // mask registers, which some processors serve on the vector pipes.
+    std::uint32_t flags = 0;
+    std::memcpy(&flags, mk + g0, V);
+    if (flags == 0)
+      continue;
+    __m512d uv[V];
+    for (int v = 0; v < V; ++v)
+      uv[v] = _mm512_load_pd(u + Lanes * v);
+    // Merge-masked subtraction is markedly slower than plain subtraction on
+    // some processors: groups whose flags are all set (the rule inside a
+    // filled band) and that hold no edge use the plain form.
+    const bool full = flags == allSet;
+    for (int s = 0; s < R; ++s) {
+      if constexpr (Skips) {
+        const std::size_t rc = ri + static_cast<std::size_t>(s);
+        if (!((mk[rc / 8] >> (rc % 8)) & 1u))
+          continue;
+      }
+      const double* fs = f + s;
+      if (full) {
+        for (int v = 0; v < V; ++v) {
+          if (edged(v))
+            acc[s][v] = _mm512_mask_sub_pd(acc[s][v], edge[s][v], acc[s][v], MulBroadcast(uv[v], fs));
+          else
+            acc[s][v] = _mm512_sub_pd(acc[s][v], MulBroadcast(uv[v], fs));
+        }
+      } else {
+        for (int v = 0; v < V; ++v) {
+          const auto bits = static_cast<__mmask8>(flags >> (8 * v));
+          const __mmask8 m = edged(v) ? static_cast<__mmask8>(bits & edge[s][v]) : bits;
+          acc[s][v] = _mm512_mask_sub_pd(acc[s][v], m, acc[s][v], MulBroadcast(uv[v], fs));
+        }
+      }
+    }
+  }
+  for (int s = 0; s < R; ++s)
+    for (int v = 0; v < V; ++v) {
+      if (edged(v))
+        _mm512_mask_storeu_pd(address[s][v], edge[s][v], acc[s][v]);
+      else
+        _mm512_storeu_pd(address[s][v], acc[s][v]);
+    }
+}
+
+template <int R, bool Left, bool Right, bool Skips>
+ZEL_AVX512 void TileOfWidth(std::size_t V, const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t r0,
+                            std::size_t g0, std::size_t end, GAUSS_TAPE* rows) {
+  if (V == 1)
+    Tile<R, 1, Left, Right, Skips>(P, pa, pb, r0, g0, end, rows);
+  else
+    Tile<R, 2, Left, Right, Skips>(P, pa, pb, r0, g0, end, rows);
+}
+
+// Rows [r0, r0 + R), all inside one group of columns, across all their
+// columns up to `end`, in chunks of up to four groups: the first chunk
+// starts at the group of their diagonals, the last ends at `end`.
+template <int R, bool Skips>
+ZEL_AVX512 void RowTile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t r0, std::size_t end,
+                        GAUSS_TAPE* rows) {
+  const std::size_t gFirst = (r0 - P.col0) / Lanes;
+  const std::size_t gLast = (end - P.col0) / Lanes;
+  const bool partialLast = (end - P.col0) % Lanes != Lanes - 1;
+  for (std::size_t g = gFirst; g <= gLast; g += GroupsPerChunk) {
+    const std::size_t V = std::min<std::size_t>(GroupsPerChunk, gLast - g + 1);
+    // The next chunk of the rows is fetched while this one is computed.
+    if (g + GroupsPerChunk <= gLast) {
+      const std::size_t next = P.col0 + Lanes * (g + GroupsPerChunk);
+      for (int s = 0; s < R; ++s)
+        for (std::size_t line = 0; line < GroupsPerChunk; ++line)
+          _mm_prefetch(reinterpret_cast<const char*>(ElementAddress(rows, r0 + s, next + Lanes * line)), _MM_HINT_T0);
+    }
+    const bool left = g == gFirst;
+    const bool right = g + V - 1 == gLast && partialLast;
+    if (left && right)
+      TileOfWidth<R, true, true, Skips>(V, P, pa, pb, r0, g, end, rows);
+    else if (left)
+      TileOfWidth<R, true, false, Skips>(V, P, pa, pb, r0, g, end, rows);
+    else if (right)
+      TileOfWidth<R, false, true, Skips>(V, P, pa, pb, r0, g, end, rows);
+    else if (V == GroupsPerChunk)
+      Tile<R, GroupsPerChunk, false, false, Skips>(P, pa, pb, r0, g, end, rows);
+    else
+      TileOfWidth<R, false, false, Skips>(V, P, pa, pb, r0, g, end, rows);
+  }
+}
+
+template <int R>
+ZEL_AVX512 void RowTileFor(const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t r0, std::size_t end,
+                           GAUSS_TAPE* rows) {
+  unsigned skips = 0;
+  for (int s = 0; s < R; ++s)
+    skips |= P.rowSkip[r0 + static_cast<std::size_t>(s) - P.col0];
+  if (skips)
+    RowTile<R, true>(P, pa, pb, r0, end, rows);
+  else
+    RowTile<R, false>(P, pa, pb, r0, end, rows);
+}
+
+} // namespace
+
+ZEL_AVX512 void BandUpdateAvx512(const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t rFirst,
+                                 std::size_t rLast, std::size_t end, GAUSS_TAPE* rows) {
+  // Rows outside, columns inside: each tile of rows walks from its diagonal
+  // to the end, so only its first group carries masked lanes. Tiles start on
+  // a multiple of their height from the panel's origin so that their
+  // diagonals share one group; single rows and tiles of four fill the gaps.
+  constexpr int Half = RowsPerTile / 2;
+  std::size_t r = rFirst;
+  for (; r <= rLast && (r - P.col0) % Half != 0; ++r)
+    RowTileFor<1>(P, pa, pb, r, end, rows);
+  if (r + Half - 1 <= rLast && (r - P.col0) % RowsPerTile != 0) {
+    RowTileFor<Half>(P, pa, pb, r, end, rows);
+    r += Half;
+  }
+  for (; r + RowsPerTile - 1 <= rLast; r += RowsPerTile)
+    RowTileFor<RowsPerTile>(P, pa, pb, r, end, rows);
+  if (r + Half - 1 <= rLast) {
+    RowTileFor<Half>(P, pa, pb, r, end, rows);
+    r += Half;
+  }
+  for (; r <= rLast; ++r)
+    RowTileFor<1>(P, pa, pb, r, end, rows);
+}
+
+ZEL_AVX512 void BandFinishAvx512(double* values, std::size_t count, std::size_t column, double* u, double* f,
+                                 std::uint8_t* mask, std::uint8_t* rowSkip) {
+  const double d = values[0];
+  const __m512d dv = _mm512_set1_pd(d), zero = _mm512_setzero_pd();
+  for (std::size_t k = 1; k < count; k += Lanes) {
+    const std::size_t left = count - k;
+    const __mmask8 live = left >= Lanes ? __mmask8(0xFF) : static_cast<__mmask8>((1u << left) - 1);
+    const __m512d x = _mm512_maskz_loadu_pd(live, values + k);
+    // Unordered-or-unequal: a NaN counts as non-zero, as it does for x != 0.
+    const __mmask8 nonZero = _mm512_mask_cmp_pd_mask(live, x, zero, _CMP_NEQ_UQ);
+    const __m512d quotient = _mm512_maskz_div_pd(nonZero, x, dv);
+    _mm512_mask_storeu_pd(values + k, nonZero, quotient);
+    const std::size_t c = column + k;
+    _mm512_mask_storeu_pd(u + c, nonZero, quotient);
+    _mm512_mask_storeu_pd(f + c, nonZero, _mm512_maskz_mul_pd(nonZero, quotient, dv));
+    const unsigned bits = static_cast<unsigned>(nonZero) << (c % 8);
+    mask[c / 8] = static_cast<std::uint8_t>(mask[c / 8] | (bits & 0xFFu));
+    if (bits >> 8)
+      mask[c / 8 + 1] = static_cast<std::uint8_t>(mask[c / 8 + 1] | (bits >> 8));
+    unsigned zeros = static_cast<unsigned>(live & ~nonZero);
+    while (zeros != 0) {
+      rowSkip[c + static_cast<std::size_t>(__builtin_ctz(zeros))] = 1;
+      zeros &= zeros - 1;
+    }
+  }
+}
+
+ZEL_AVX512 void BandForwardRowAvx512(const double* v, std::size_t count, double x, double* b) {
+  const __m512d xv = _mm512_set1_pd(x);
+  std::size_t k = 1;
+  for (; k + Lanes <= count; k += Lanes)
+    _mm512_storeu_pd(b + k, _mm512_sub_pd(_mm512_loadu_pd(b + k), _mm512_mul_pd(_mm512_loadu_pd(v + k), xv)));
+  if (k < count) {
+    const auto live = static_cast<__mmask8>((1u << (count - k)) - 1);
+    const __m512d bk = _mm512_maskz_loadu_pd(live, b + k);
+    _mm512_mask_storeu_pd(b + k, live, _mm512_sub_pd(bk, _mm512_mul_pd(_mm512_maskz_loadu_pd(live, v + k), xv)));
+  }
+}
+
+} // namespace zel::numerics
+
+#else
+
+namespace zel::numerics {
+void BandUpdateAvx512(const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t rFirst, std::size_t rLast,
+                      std::size_t end, GAUSS_TAPE* rows) {
+  BandUpdateGeneric(P, pa, pb, rFirst, rLast, end, rows);
+}
+void BandFinishAvx512(double* values, std::size_t count, std::size_t column, double* u, double* f,
+                      std::uint8_t* mask, std::uint8_t* rowSkip) {
+  BandFinishGeneric(values, count, column, u, f, mask, rowSkip);
+}
+void BandForwardRowAvx512(const double* v, std::size_t count, double x, double* b) {
+  for (std::size_t k = 1; k < count; ++k)
+    b[k] -= v[k] * x;
+}
+} // namespace zel::numerics
+
+#endif

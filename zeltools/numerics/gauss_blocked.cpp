@@ -1,0 +1,238 @@
+#include "zeltools/numerics/internal/gauss_blocked.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "zeltools/numerics/internal/aligned_buffer.h"
+#include "zeltools/numerics/internal/gauss_plain.h"
+
+namespace zel::numerics {
+namespace {
+
+struct Kernels {
+  GaussUpdateFn update;
+  GaussAxpyFn axpy;
+  GaussDivideFn divide;
+};
+
+Kernels KernelsFor(SimdLevel level) {
+  switch (level) {
+  case SimdLevel::Avx512:
+    return {GaussUpdateAvx512, GaussAxpyAvx512, GaussDivideAvx512};
+  case SimdLevel::Avx2:
+    return {GaussUpdateAvx2, GaussAxpyAvx2, GaussDivideGeneric};
+  default:
+    return {GaussUpdateGeneric, GaussAxpyGeneric, GaussDivideGeneric};
+  }
+}
+
+// The elimination of one panel and what it leaves behind.
+//
+// panel[j·ld + i]: column K+j at position i (i ≥ K), kept with whole-row
+// exchanges, so after the panel it holds at position i the row that ends
+// there. The matrix itself keeps the stated layout: an exchange at step k
+// moves only columns k … n−1, so below the diagonal a column holds, at
+// position i, the multiplier of the row that was at i when that column was
+// eliminated. The write-back maps one layout onto the other.
+class Panel {
+public:
+  Panel(std::size_t n, std::size_t width)
+      : n_(n), ld_((n + 7) / 8 * 8), width_(width), columns_(ld_ * width), rowMajor_(n * width),
+        block_(width * GaussBlockColumns), pivot_(width), divisor_(width), where_(n) {}
+
+  // Eliminates columns K … K+kb−1. Returns the number of steps completed;
+  // fewer than kb means step `done` met a singular pivot (its exchange made)
+  // that the mode does not suppress.
+  std::size_t Eliminate(double* a, std::size_t K, std::size_t kb, unsigned char mode, double eps,
+                        const Kernels& kernels) {
+    K_ = K;
+    kb_ = kb;
+    for (std::size_t i = K; i < n_; ++i)
+      for (std::size_t j = 0; j < kb; ++j)
+        columns_.data()[j * ld_ + i] = a[i * n_ + K + j];
+    for (std::size_t j = 0; j < kb; ++j) {
+      const std::size_t k = K + j;
+      double* column = Column(j);
+      std::size_t p = k;
+      for (std::size_t i = k + 1; i < n_; ++i)
+        if (std::fabs(column[i]) > std::fabs(column[p]))
+          p = i;
+      pivot_[j] = p;
+      if (p != k)
+        for (std::size_t t = 0; t < kb; ++t)
+          std::swap(Column(t)[k], Column(t)[p]);
+      double divisor = column[k];
+      if (std::fabs(divisor) <= eps) {
+        if (mode == 0 || mode >= ReturnOnSingular)
+          return j;
+        divisor = SuppressedPivot;
+      }
+      divisor_[j] = divisor;
+      for (std::size_t t = j; t < kb; ++t)
+        Column(t)[k] /= divisor;
+      for (std::size_t t = j + 1; t < kb; ++t)
+        kernels.axpy(Column(t) + k + 1, column + k + 1, Column(t)[k], n_ - k - 1);
+    }
+    return kb;
+  }
+
+  // Brings a and b to the state of the column-by-column elimination after
+  // `steps` steps of this panel and `exchanges` of its exchanges.
+  void Settle(double* a, std::size_t m, double* b, std::size_t steps, std::size_t exchanges,
+              const Kernels& kernels) {
+    WriteBack(a, steps, exchanges);
+    const std::size_t T0 = K_ + kb_, right = n_ - T0;
+    for (std::size_t j = 0; j < exchanges; ++j)
+      if (pivot_[j] != K_ + j)
+        std::swap_ranges(a + (K_ + j) * n_ + T0, a + (K_ + j) * n_ + n_, a + pivot_[j] * n_ + T0);
+    // Multipliers by rows for the update kernels.
+    for (std::size_t i = K_; i < n_; ++i)
+      for (std::size_t j = 0; j < steps; ++j)
+        rowMajor_.data()[(i - K_) * width_ + j] = Column(j)[i];
+    if (right > 0) {
+      // The pivot rows to the right of the panel: their updates, then their
+      // division, one row after the other.
+      for (std::size_t j = 0; j < steps; ++j) {
+        double* row = a + (K_ + j) * n_ + T0;
+        kernels.update(1, right, j, rowMajor_.data() + j * width_, width_, a + K_ * n_ + T0, n_, row, n_, nullptr);
+        kernels.divide(row, divisor_[j], right);
+      }
+      // Every row below: the panel's updates in the order of the steps.
+      const std::size_t first = K_ + steps;
+      kernels.update(n_ - first, right, steps, rowMajor_.data() + steps * width_, width_, a + K_ * n_ + T0, n_,
+                     a + first * n_ + T0, n_, block_.data());
+    }
+    for (std::size_t r = 0; r < m; ++r) {
+      double* x = b + r * n_;
+      for (std::size_t j = 0; j < exchanges; ++j)
+        std::swap(x[K_ + j], x[pivot_[j]]);
+      for (std::size_t j = 0; j < steps; ++j) {
+        const std::size_t k = K_ + j;
+        x[k] /= divisor_[j];
+        kernels.axpy(x + k + 1, Column(j) + k + 1, x[k], n_ - k - 1);
+      }
+    }
+  }
+
+private:
+  double* Column(std::size_t j) { return columns_.data() + j * ld_; }
+
+  // Column K+j of a from the panel: at and above the diagonal, and for the
+  // columns not yet eliminated, the panel's value at the same position;
+  // below the diagonal of an eliminated column, the value of the row that
+  // was at that position when the column was eliminated. where_[i] follows
+  // that row to its final position, undoing the later exchanges one by one.
+  void WriteBack(double* a, std::size_t steps, std::size_t exchanges) {
+    for (std::size_t i = K_; i < n_; ++i)
+      where_[i] = i;
+    for (std::size_t j = kb_; j-- > 0;) {
+      const std::size_t k = K_ + j;
+      const double* column = Column(j);
+      if (j >= steps) {
+        for (std::size_t i = K_; i < n_; ++i)
+          a[i * n_ + k] = column[i];
+      } else {
+        for (std::size_t i = K_; i <= k; ++i)
+          a[i * n_ + k] = column[i];
+        for (std::size_t i = k + 1; i < n_; ++i)
+          a[i * n_ + k] = column[where_[i]];
+      }
+      if (j < exchanges)
+        std::swap(where_[k], where_[pivot_[j]]);
+    }
+  }
+
+  std::size_t n_, ld_, width_, K_ = 0, kb_ = 0;
+  AlignedDoubles columns_, rowMajor_, block_;
+  std::vector<std::size_t> pivot_;
+  std::vector<double> divisor_;
+  std::vector<std::size_t> where_;
+};
+
+// Back substitution with the same order of operations per component as the
+// column sweep (c from n−1 down), taken by rows: four rows advance together
+// over the columns that are final for all of them, so four chains of
+// subtractions overlap instead of one.
+void BackSubstitute(std::size_t n, const double* a, double* x) {
+  std::size_t top = n; // rows [top, n) are final
+  while (top > 0) {
+    const std::size_t count = std::min<std::size_t>(4, top);
+    const std::size_t first = top - count;
+    double s[4];
+    for (std::size_t t = 0; t < count; ++t)
+      s[t] = x[first + t];
+    for (std::size_t c = n; c-- > top;) {
+      const double xc = x[c];
+      for (std::size_t t = 0; t < count; ++t)
+        s[t] -= a[(first + t) * n + c] * xc;
+    }
+    // Inside the group: row first+t still needs columns top−1 down to
+    // first+t+1, each final once its own row is done.
+    for (std::size_t c = top; c-- > first;) {
+      x[c] = s[c - first];
+      for (std::size_t t = 0; first + t < c; ++t)
+        s[t] -= a[(first + t) * n + c] * x[c];
+    }
+    top = first;
+  }
+}
+
+} // namespace
+
+void GaussUpdateGeneric(std::size_t rows, std::size_t cols, std::size_t steps, const double* l, std::size_t ldl,
+                        const double* u, std::size_t ldu, double* c, std::size_t ldc, double* /*block*/) {
+  for (std::size_t s = 0; s < rows; ++s)
+    for (std::size_t t = 0; t < steps; ++t) {
+      const double f = l[s * ldl + t];
+      const double* ut = u + t * ldu;
+      double* cs = c + s * ldc;
+      for (std::size_t j = 0; j < cols; ++j)
+        cs[j] -= f * ut[j];
+    }
+}
+
+void GaussAxpyGeneric(double* y, const double* x, double s, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i)
+    y[i] -= x[i] * s;
+}
+
+void GaussDivideGeneric(double* y, double d, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i)
+    y[i] /= d;
+}
+
+unsigned char GaussBlocked(std::size_t n, double* a, std::size_t m, double* b, unsigned char mode, double eps,
+                           SimdLevel level, std::size_t panel) {
+  if (n == 0)
+    return 1;
+  const Kernels kernels = KernelsFor(level);
+  const std::size_t width = std::max<std::size_t>(1, std::min(panel, n));
+  std::optional<Panel> work;
+  try {
+    work.emplace(n, width);
+  } catch (const std::bad_alloc&) {
+    return GaussPlain<double>(n, a, m, b, mode, eps);
+  }
+  for (std::size_t K = 0; K < n; K += width) {
+    const std::size_t kb = std::min(width, n - K);
+    const std::size_t done = work->Eliminate(a, K, kb, mode, eps, kernels);
+    if (done < kb) {
+      work->Settle(a, m, b, done, done + 1, kernels);
+      if (mode >= ReturnOnSingular)
+        return 0;
+      Crash("Null diagonal");
+    }
+    work->Settle(a, m, b, kb, kb, kernels);
+  }
+  if (n == 1)
+    return 1;
+  for (std::size_t r = 0; r < m; ++r)
+    BackSubstitute(n, a, b + r * n);
+  return 1;
+}
+
+} // namespace zel::numerics

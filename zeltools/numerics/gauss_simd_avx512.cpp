@@ -1,0 +1,173 @@
+// AVX-512 kernels of the blocked Gauss elimination: each lane is one element;
+// every product is a separate multiplication and every update a separate
+// subtraction, in the order of the steps.
+
+#include "zeltools/numerics/internal/gauss_blocked.h"
+#include "zeltools/numerics/internal/simd_avx512.h"
+
+#if defined(__GNUC__) && defined(__x86_64__)
+
+#include <algorithm>
+#include <cstring>
+
+#include <immintrin.h>
+
+#define ZEL_AVX512 __attribute__((target("avx512f,avx512dq")))
+
+namespace zel::numerics {
+namespace {
+
+constexpr std::size_t Lanes = 8;
+constexpr std::size_t TileRows = 4;
+constexpr std::size_t TileGroups = 4;
+// Columns per block: the block of u rows (steps × 256 doubles) stays in the
+// second-level cache while every row tile below crosses it.
+constexpr std::size_t BlockColumns = GaussBlockColumns;
+
+inline __mmask8 Lead(std::size_t count) {
+  return count >= Lanes ? __mmask8(0xFF) : static_cast<__mmask8>((1u << count) - 1);
+}
+
+// R rows × V groups of c; with Tail the last group holds only `tail` columns.
+template <int R, int V, bool Tail>
+ZEL_AVX512 void Tile(std::size_t steps, const double* l, std::size_t ldl, const double* u, std::size_t ldu,
+                     double* c, std::size_t ldc, __mmask8 tail) {
+  __m512d acc[R][V];
+  for (int s = 0; s < R; ++s)
+    for (int v = 0; v < V; ++v) {
+      const double* at = c + static_cast<std::size_t>(s) * ldc + Lanes * v;
+      acc[s][v] = (Tail && v == V - 1) ? _mm512_maskz_loadu_pd(tail, at) : _mm512_loadu_pd(at);
+    }
+  KernelEntry();
+  for (std::size_t t = 0; t < steps; ++t) {
+    const double* ut = u + t * ldu;
+    __m512d uv[V];
+    for (int v = 0; v < V; ++v)
+      uv[v] = (Tail && v == V - 1) ? _mm512_maskz_loadu_pd(tail, ut + Lanes * v) : _mm512_loadu_pd(ut + Lanes * v);
+    for (int s = 0; s < R; ++s) {
+      const double* f = l + static_cast<std::size_t>(s) * ldl + t;
+      for (int v = 0; v < V; ++v)
+        acc[s][v] = _mm512_sub_pd(acc[s][v], MulBroadcast(uv[v], f));
+    }
+  }
+  for (int s = 0; s < R; ++s)
+    for (int v = 0; v < V; ++v) {
+      double* at = c + static_cast<std::size_t>(s) * ldc + Lanes * v;
+      if (Tail && v == V - 1)
+        _mm512_mask_storeu_pd(at, tail, acc[s][v]);
+      else
+        _mm512_storeu_pd(at, acc[s][v]);
+    }
+}
+
+template <int R>
+ZEL_AVX512 void Chunk(std::size_t width, std::size_t steps, const double* l, std::size_t ldl, const double* u,
+                      std::size_t ldu, double* c, std::size_t ldc) {
+  const std::size_t groups = (width + Lanes - 1) / Lanes;
+  const std::size_t rest = width - (groups - 1) * Lanes;
+  const __mmask8 tail = Lead(rest);
+  const bool partial = rest != Lanes;
+  switch (groups * 2 + (partial ? 1 : 0)) {
+  case 2:
+    Tile<R, 1, false>(steps, l, ldl, u, ldu, c, ldc, tail);
+    break;
+  case 3:
+    Tile<R, 1, true>(steps, l, ldl, u, ldu, c, ldc, tail);
+    break;
+  case 4:
+    Tile<R, 2, false>(steps, l, ldl, u, ldu, c, ldc, tail);
+    break;
+  case 5:
+    Tile<R, 2, true>(steps, l, ldl, u, ldu, c, ldc, tail);
+    break;
+  case 6:
+    Tile<R, 3, false>(steps, l, ldl, u, ldu, c, ldc, tail);
+    break;
+  case 7:
+    Tile<R, 3, true>(steps, l, ldl, u, ldu, c, ldc, tail);
+    break;
+  case 8:
+    Tile<R, 4, false>(steps, l, ldl, u, ldu, c, ldc, tail);
+    break;
+  default:
+    Tile<R, 4, true>(steps, l, ldl, u, ldu, c, ldc, tail);
+    break;
+  }
+}
+
+} // namespace
+
+ZEL_AVX512 void GaussUpdateAvx512(std::size_t rows, std::size_t cols, std::size_t steps, const double* l,
+                                  std::size_t ldl, const double* u, std::size_t ldu, double* c, std::size_t ldc,
+                                  double* block) {
+  if (steps == 0 || rows == 0 || cols == 0)
+    return;
+  const std::size_t chunk = Lanes * TileGroups;
+  // With many rows to cross it, each block of u is first copied to aligned,
+  // contiguous storage: its loads then never straddle cache lines.
+  const bool pack = block != nullptr && rows >= 4 * TileRows;
+  double* packed = block;
+  for (std::size_t j0 = 0; j0 < cols; j0 += BlockColumns) {
+    const std::size_t j1 = std::min(cols, j0 + BlockColumns);
+    const double* ub = u + j0;
+    std::size_t ldb = ldu;
+    if (pack) {
+      for (std::size_t t = 0; t < steps; ++t)
+        std::memcpy(packed + t * BlockColumns, u + t * ldu + j0, (j1 - j0) * sizeof(double));
+      ub = packed;
+      ldb = BlockColumns;
+    }
+    std::size_t s = 0;
+    for (; s + TileRows <= rows; s += TileRows) {
+      for (std::size_t j = j0; j < j1; j += chunk) {
+        // The rows' next chunk is fetched while this one is computed.
+        if (j + chunk < j1)
+          for (std::size_t r = 0; r < TileRows; ++r)
+            for (std::size_t line = 0; line < TileGroups; ++line)
+              _mm_prefetch(reinterpret_cast<const char*>(c + (s + r) * ldc + j + chunk + Lanes * line), _MM_HINT_T0);
+        Chunk<TileRows>(std::min(chunk, j1 - j), steps, l + s * ldl, ldl, ub + (j - j0), ldb, c + s * ldc + j, ldc);
+      }
+    }
+    for (; s < rows; ++s)
+      for (std::size_t j = j0; j < j1; j += chunk)
+        Chunk<1>(std::min(chunk, j1 - j), steps, l + s * ldl, ldl, ub + (j - j0), ldb, c + s * ldc + j, ldc);
+  }
+}
+
+ZEL_AVX512 void GaussAxpyAvx512(double* y, const double* x, double s, std::size_t count) {
+  const __m512d sv = _mm512_set1_pd(s);
+  std::size_t i = 0;
+  for (; i + Lanes <= count; i += Lanes)
+    _mm512_storeu_pd(y + i, _mm512_sub_pd(_mm512_loadu_pd(y + i), _mm512_mul_pd(_mm512_loadu_pd(x + i), sv)));
+  if (i < count) {
+    const __mmask8 live = Lead(count - i);
+    const __m512d yi = _mm512_maskz_loadu_pd(live, y + i);
+    _mm512_mask_storeu_pd(y + i, live, _mm512_sub_pd(yi, _mm512_mul_pd(_mm512_maskz_loadu_pd(live, x + i), sv)));
+  }
+}
+
+ZEL_AVX512 void GaussDivideAvx512(double* y, double d, std::size_t count) {
+  const __m512d dv = _mm512_set1_pd(d);
+  std::size_t i = 0;
+  for (; i + Lanes <= count; i += Lanes)
+    _mm512_storeu_pd(y + i, _mm512_div_pd(_mm512_loadu_pd(y + i), dv));
+  if (i < count) {
+    const __mmask8 live = Lead(count - i);
+    _mm512_mask_storeu_pd(y + i, live, _mm512_div_pd(_mm512_maskz_loadu_pd(live, y + i), dv));
+  }
+}
+
+} // namespace zel::numerics
+
+#else
+
+namespace zel::numerics {
+void GaussUpdateAvx512(std::size_t rows, std::size_t cols, std::size_t steps, const double* l, std::size_t ldl,
+                       const double* u, std::size_t ldu, double* c, std::size_t ldc, double* block) {
+  GaussUpdateGeneric(rows, cols, steps, l, ldl, u, ldu, c, ldc, block);
+}
+void GaussAxpyAvx512(double* y, const double* x, double s, std::size_t count) { GaussAxpyGeneric(y, x, s, count); }
+void GaussDivideAvx512(double* y, double d, std::size_t count) { GaussDivideGeneric(y, d, count); }
+} // namespace zel::numerics
+
+#endif

@@ -1,0 +1,88 @@
+#pragma once
+// Blocked band factorisation. Rows are taken in panels of consecutive rows:
+// inside a panel each row first receives the updates of the panel rows above
+// it, then is divided by its pivot; then the panel updates every row below it
+// at once, tile by tile, so a tile of target elements stays in registers
+// while the panel rows' products are subtracted from it one row at a time.
+// Each element thus receives exactly the row-by-row elimination's updates,
+// in the same increasing row order: the results are identical to the bit.
+//
+// Invariant relied on (checked by CheckBandRows): the reach e_i = i + count_i − 1
+// of the rows never decreases, so a panel's last row reaches farthest and
+// every row inside a panel row's reach stores at least up to that reach.
+
+#include <cstddef>
+#include <cstdint>
+
+#include "zeltools/numerics/band.h"
+#include "zeltools/numerics/internal/simd_level.h"
+
+namespace zel::numerics {
+
+/// Panel height used by the solver; tests pass other heights.
+inline constexpr std::size_t DefaultBandPanel = 64;
+
+/// One panel, after some of its rows have been divided by their pivots.
+/// Columns are counted from `col0` (the panel's first row) in groups of 8;
+/// panel row p is stored at index p − col0.
+struct BandPanel {
+  std::size_t col0 = 0;
+  std::size_t groups = 0; // groups of 8 columns covering the panel's reach
+  std::size_t ld = 0;     // stride of the rows of u and f, a multiple of 8
+  // u[(p − col0)·ld + (c − col0)]: u(p, c) of panel row p after division.
+  const double* u = nullptr;
+  // f[(p − col0)·ld + (r − col0)]: u(p, r)·d_p, the factor row p applies to
+  // row r.
+  const double* f = nullptr;
+  // mask[(p − col0)·groups + g], bit t: the element in column col0 + 8g + t
+  // of row p was non-zero before division (its flag in the elimination).
+  // A clear bit inside row p's reach is a zero that row p skips entirely
+  // when it updates row col0 + 8g + t.
+  const std::uint8_t* mask = nullptr;
+  // rowSkip[r − col0]: some panel row has such a zero in column r.
+  const std::uint8_t* rowSkip = nullptr;
+
+  bool Flag(std::size_t p, std::size_t c) const {
+    const std::size_t ci = c - col0;
+    return (mask[(p - col0) * groups + ci / 8] >> (ci % 8)) & 1u;
+  }
+};
+
+/// Subtracts from rows r ∈ [rFirst, rLast], columns [r, end], the updates of
+/// panel rows p ∈ [pa, pb), in increasing p for every element. Rows must
+/// store at least up to `end`, and rLast ≤ end.
+using BandUpdateFn = void (*)(const BandPanel& panel, std::size_t pa, std::size_t pb, std::size_t rFirst,
+                              std::size_t rLast, std::size_t end, GAUSS_TAPE* rows);
+
+void BandUpdateGeneric(const BandPanel& panel, std::size_t pa, std::size_t pb, std::size_t rFirst, std::size_t rLast,
+                       std::size_t end, GAUSS_TAPE* rows);
+void BandUpdateAvx2(const BandPanel& panel, std::size_t pa, std::size_t pb, std::size_t rFirst, std::size_t rLast,
+                    std::size_t end, GAUSS_TAPE* rows);
+void BandUpdateAvx512(const BandPanel& panel, std::size_t pa, std::size_t pb, std::size_t rFirst, std::size_t rLast,
+                      std::size_t end, GAUSS_TAPE* rows);
+
+/// Elements of row r updated from panel rows [pa, pb) one at a time, for
+/// columns [cBegin, cEnd]: the edges that the vector kernels leave over.
+void BandUpdateSegment(const BandPanel& panel, std::size_t pa, std::size_t pb, std::size_t r, std::size_t cBegin,
+                       std::size_t cEnd, GAUSS_TAPE* rows);
+
+/// The pivot step of row q (whose pivot is not zero): its non-zero elements
+/// are divided by the pivot, and the panel receives the row's values u, its
+/// factors u·d, its flags and its zeros inside its reach. u, f and mask are
+/// the panel's rows for q, already cleared.
+using BandFinishFn = void (*)(double* values, std::size_t count, std::size_t column, double* u, double* f,
+                              std::uint8_t* mask, std::uint8_t* rowSkip);
+
+void BandFinishGeneric(double* values, std::size_t count, std::size_t column, double* u, double* f,
+                       std::uint8_t* mask, std::uint8_t* rowSkip);
+void BandFinishAvx512(double* values, std::size_t count, std::size_t column, double* u, double* f,
+                      std::uint8_t* mask, std::uint8_t* rowSkip);
+
+/// b[k] −= v[k]·x for k = 1 … count−1: one row of the forward substitution.
+void BandForwardRowAvx512(const double* v, std::size_t count, double x, double* b);
+
+/// Factorises with panels of `panelRows` rows using the kernels of `level`
+/// (which must not be Plain). Same results and failure as BandFactorPlain.
+void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::size_t panelRows);
+
+} // namespace zel::numerics

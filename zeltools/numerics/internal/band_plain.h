@@ -1,0 +1,24 @@
+#pragma once
+// The band factorisation and substitution row by row, as the elimination is
+// stated: the reference that the blocked paths reproduce bit for bit.
+
+#include <cstddef>
+#include <vector>
+
+#include "zeltools/numerics/band.h"
+
+namespace zel::numerics {
+
+/// Factorises in place, row by row. Throws "Null diagonal" on a zero pivot.
+void BandFactorPlain(std::size_t n, GAUSS_TAPE* rows);
+
+/// Forward and backward substitution of one right-hand side; `vector` lets
+/// the forward rows run across AVX-512 lanes (same operations per element).
+void BandSolvePlain(std::size_t n, const GAUSS_TAPE* rows, double* b, bool vector = false);
+
+/// Rows that break the envelope rule, or have no values: refused before any
+/// work (`Exception`, code 2). `forFactor` adds the envelope test to the
+/// count and reach tests that the substitution needs too.
+void CheckBandRows(std::size_t n, const GAUSS_TAPE* rows, bool forFactor);
+
+} // namespace zel::numerics
