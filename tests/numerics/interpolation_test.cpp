@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/test_support.h"
+
 namespace zel {
 namespace {
 
@@ -167,6 +169,59 @@ TEST(InterpolTable, SingleRowOrColumn) {
   EXPECT_EQ(InterpolTable(5.0, 99.0, xs, ys, table, 2, 1), 2.0);
   EXPECT_EQ(InterpolTable(-5.0, 99.0, xs, ys, table, 2, 1), 1.0);
   EXPECT_EQ(InterpolTable(50.0, 99.0, xs, ys, table, 2, 1), 3.0);
+}
+
+TEST(InterpolPlate, DegreeZeroIsTheMean) {
+  const double points[] = {0, 0, 1, 5, -2, 3, 7, 7};
+  const double values[] = {0.1, 0.7, 0.3, 1.9};
+  const double at[] = {100, -100};
+  EXPECT_EQ(InterpolPlate(0, 4, points, values, at), (((0.0 + 0.1) + 0.7) + 0.3 + 1.9) / 4);
+  EXPECT_EQ(InterpolPlate(-1, 4, points, values, at), 0.0);
+  EXPECT_EQ(InterpolPlate(-3, 4, points, values, at), 0.0);
+}
+
+// Values of a polynomial of the fitted degree are reproduced anywhere.
+TEST(InterpolPlate, ReproducesPolynomialsOfItsDegree) {
+  std::mt19937_64 rng(59);
+  std::uniform_real_distribution<double> value(-1.0, 1.0);
+  for (int trial = 0; trial < 60; ++trial) {
+    const int degree = trial % 5;
+    const unsigned int terms = static_cast<unsigned int>((degree + 1) * (degree + 2) / 2);
+    std::vector<double> coef(terms);
+    for (double& c : coef)
+      c = value(rng);
+    const auto poly = [&](double x, double y) {
+      double s = 0.0;
+      unsigned int k = 0;
+      for (int d = 0; d <= degree; ++d)
+        for (int j = 0; j <= d; ++j)
+          s += coef[k++] * std::pow(x, d - j) * std::pow(y, j);
+      return s;
+    };
+    const int m = static_cast<int>(2 * terms + 3);
+    std::vector<double> points(2 * static_cast<std::size_t>(m)), values(m);
+    for (int i = 0; i < m; ++i) {
+      points[2 * i] = value(rng);
+      points[2 * i + 1] = value(rng);
+      values[i] = poly(points[2 * i], points[2 * i + 1]);
+    }
+    const double at[] = {value(rng), value(rng)};
+    EXPECT_NEAR(InterpolPlate(degree, m, points.data(), values.data(), at), poly(at[0], at[1]), 1e-8)
+        << "degree " << degree;
+  }
+}
+
+TEST(InterpolPlate, SingularSystemsThrowNullDiagonal) {
+  const double points[] = {1, 2, 3, 4};
+  const double values[] = {5, 6};
+  const double at[] = {0, 0};
+  EXPECT_EQ(test::ThrownText([&] { InterpolPlate(1, 0, points, values, at); }), "Null diagonal");
+  EXPECT_EQ(test::ThrownText([&] { InterpolPlate(1, -5, points, values, at); }), "Null diagonal");
+  // One point cannot carry a plane; its rows cancel exactly.
+  EXPECT_EQ(test::ThrownText([&] { InterpolPlate(1, 1, points, values, at); }), "Null diagonal");
+  // The basis ends at degree 8.
+  EXPECT_EQ(test::ThrownText([&] { InterpolPlate(9, 2, points, values, at); }), "Null diagonal");
+  EXPECT_EQ(test::ThrownText([&] { InterpolPlate(1 << 30, 2, points, values, at); }), "Null diagonal");
 }
 
 } // namespace

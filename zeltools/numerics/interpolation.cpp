@@ -1,6 +1,12 @@
 #include "zeltools/numerics/interpolation.h"
 
 #include <cstddef>
+#include <cstdint>
+
+#include "zeltools/errors/exception.h"
+#include "zeltools/numerics/dense.h"
+#include "zeltools/numerics/internal/work_array.h"
+#include "zeltools/numerics/polynomial.h"
 
 namespace zel {
 namespace {
@@ -81,6 +87,38 @@ double InterpolTable(double x, double y, const double* xs, const double* ys, con
 
 float InterpolTable(float x, float y, const float* xs, const float* ys, const float* table, int nx, int ny) {
   return Bilinear(x, y, xs, ys, table, nx, ny);
+}
+
+double InterpolPlate(int degree, int m, const double* points, const double* values, const double* at) {
+  if (degree < 0)
+    return 0.0;
+  // Terms past the 45th repeat y⁸, so the normal matrix would have equal
+  // rows and columns: singular by construction.
+  if (degree > 8)
+    Crash("Null diagonal");
+  const unsigned int terms = static_cast<unsigned int>((degree + 2) * (degree + 1) / 2);
+  const std::uint64_t n = terms;
+  // The sizes the solver has always been given: (N + 1)·N + 1 and N + 1.
+  internal::WorkArray normal((n + 1) * n + 1);
+  internal::WorkArray right(n + 1);
+  double basis[StepPolyTerms];
+  for (int i = 0; i < m; ++i) {
+    const double px = points[2 * static_cast<std::ptrdiff_t>(i)];
+    const double py = points[2 * static_cast<std::ptrdiff_t>(i) + 1];
+    for (unsigned int k = 0; k < terms; ++k)
+      basis[k] = StepPoly(k, px, py);
+    for (unsigned int k = 0; k < terms; ++k) {
+      double* row = normal.data() + k * n;
+      for (unsigned int l = 0; l < terms; ++l)
+        row[l] += basis[k] * basis[l];
+      right[k] += basis[k] * values[i];
+    }
+  }
+  Gauss(terms, normal.data(), 1, right.data(), 0, 0.0);
+  double value = 0.0;
+  for (unsigned int k = 0; k < terms; ++k)
+    value += StepPoly(k, at[0], at[1]) * right[k];
+  return value;
 }
 
 } // namespace zel

@@ -34,4 +34,21 @@ double InterpolTable(double x, double y, const double* xs, const double* ys, con
 /// The same in `float` arithmetic.
 float InterpolTable(float x, float y, const float* xs, const float* ys, const float* table, int nx, int ny);
 
+/// Least-squares fit of the complete polynomial of `degree` in two variables
+/// (the first N = (degree + 1)(degree + 2)/2 terms of `StepPoly`) to the m
+/// points (x, y) stored pairwise in `points` with the given `values`,
+/// evaluated at the point (at[0], at[1]).
+///
+/// The normal equations are formed point by point and solved by Gaussian
+/// elimination that throws `Exception` "Null diagonal" on a pivot of exactly
+/// zero. Fewer distinct points than terms, or points on a line (degree ≥ 1),
+/// make the system singular: no points at all, or points whose arithmetic
+/// cancels exactly, throw; where rounding leaves a tiny pivot instead, the
+/// result is meaningless, so callers guard against such point sets. Degrees
+/// above 8 throw at once, since the basis ends at degree 8 and further terms
+/// would repeat the last one. A negative degree gives 0.0; m < 0 counts as no
+/// points. The working storage comes from the library allocator and is
+/// released also when the solver throws.
+double InterpolPlate(int degree, int m, const double* points, const double* values, const double* at);
+
 } // namespace zel

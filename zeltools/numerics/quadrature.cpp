@@ -1,6 +1,11 @@
 #include "zeltools/numerics/quadrature.h"
 
 #include <cmath>
+#include <cstdint>
+
+#include "zeltools/geometry/point3d.h"
+#include "zeltools/numerics/dense.h"
+#include "zeltools/numerics/internal/work_array.h"
 
 namespace zel {
 namespace {
@@ -130,6 +135,32 @@ constexpr double kCotes4[] = {0.125, 0.375, 0.375, 0.125};
 constexpr double kCotes5[] = {0.0777777777777778, 0.3555555555555556, 0.1333333333333333, 0.3555555555555556,
                               0.0777777777777778};
 
+struct TriangleRule {
+  unsigned int count;
+  const double* weights;
+  const double* l1;
+  const double* l2;
+};
+constexpr TriangleRule kTriangle1Old = {1, kTriW1Old, kTriL1Old, kTriL2Old};
+constexpr TriangleRule kTriangle1 = {1, kTriW1, kTriL1, kTriL2};
+constexpr TriangleRule kTriangle3 = {3, kTriW3, kTriL13, kTriL23};
+constexpr TriangleRule kTriangle7 = {7, kTriW7, kTriL17, kTriL27};
+constexpr TriangleRule kTriangle12 = {12, kTriW12, kTriL112, kTriL212};
+constexpr TriangleRule kTriangle16 = {16, kTriW16, kTriL116, kTriL216};
+
+// Orders 1; 2–3; 4–7; 8–12; everything else (0, 13 and above) 16 points.
+const TriangleRule& SelectTriangle(unsigned int order) {
+  if (order == 1)
+    return kTriangle1;
+  if (order == 2 || order == 3)
+    return kTriangle3;
+  if (order >= 4 && order <= 7)
+    return kTriangle7;
+  if (order >= 8 && order <= 12)
+    return kTriangle12;
+  return kTriangle16;
+}
+
 // The line rule the mapping routines use for `order`, with the number of
 // points they write: orders beyond the tables fall back to the 5-point rule,
 // so the loops never read past a table.
@@ -159,40 +190,32 @@ void NumericalIntegrationLine(unsigned int order, unsigned int& count, const dou
 }
 
 void GaussPointTriang(unsigned int order, const double*& weights, const double*& l1, const double*& l2) {
-  if (order == 1) {
-    weights = kTriW1Old, l1 = kTriL1Old, l2 = kTriL2Old;
-  } else if (order == 2 || order == 3) {
-    weights = kTriW3, l1 = kTriL13, l2 = kTriL23;
-  } else if (order >= 4 && order <= 7) {
-    weights = kTriW7, l1 = kTriL17, l2 = kTriL27;
-  } else {
-    weights = kTriW12, l1 = kTriL112, l2 = kTriL212;
-  }
+  // The older selection: its own centroid, and 12 points as the default.
+  const TriangleRule& rule = order == 1                  ? kTriangle1Old
+                             : order == 0 || order >= 8 ? kTriangle12
+                                                         : SelectTriangle(order);
+  weights = rule.weights;
+  l1 = rule.l1;
+  l2 = rule.l2;
 }
 
 void NumericalIntegrationTriangle(unsigned int order, unsigned int& count, const double*& weights,
                                   const double*& l1, const double*& l2) {
-  if (order == 1) {
-    count = 1, weights = kTriW1, l1 = kTriL1, l2 = kTriL2;
-  } else if (order == 2 || order == 3) {
-    count = 3, weights = kTriW3, l1 = kTriL13, l2 = kTriL23;
-  } else if (order >= 4 && order <= 7) {
-    count = 7, weights = kTriW7, l1 = kTriL17, l2 = kTriL27;
-  } else if (order >= 8 && order <= 12) {
-    count = 12, weights = kTriW12, l1 = kTriL112, l2 = kTriL212;
-  } else {
-    count = 16, weights = kTriW16, l1 = kTriL116, l2 = kTriL216;
-  }
+  const TriangleRule& rule = SelectTriangle(order);
+  count = rule.count;
+  weights = rule.weights;
+  l1 = rule.l1;
+  l2 = rule.l2;
 }
 
 void NumericalIntegrationTetrahedron(unsigned int order, unsigned int& count, const double*& weights,
                                      const double*& l1, const double*& l2, const double*& l3) {
   count = order;
-  if (order == 1) {
-    weights = kTetW1, l1 = kTetL1, l2 = kTetL1, l3 = kTetL1;
-  } else {
-    weights = kTetW4, l1 = kTetL14, l2 = kTetL24, l3 = kTetL34;
-  }
+  const bool centroid = order == 1;
+  weights = centroid ? kTetW1 : kTetW4;
+  l1 = centroid ? kTetL1 : kTetL14;
+  l2 = centroid ? kTetL1 : kTetL24;
+  l3 = centroid ? kTetL1 : kTetL34;
 }
 
 void NumericalIntegrationLine(unsigned int order, double a, double b, unsigned int& count, double* weights,
@@ -316,7 +339,50 @@ void NumericalIntegrationLine(unsigned int n, double* weights) {
       weights[i] = table[i];
     return;
   }
-  // n >= 6: the moment equations, see below once the solver is available.
+  // Moment equations Σ_i w_i·x_iᵏ = 1/(k + 1), row k of the matrix holding
+  // the k-th powers of the points, each power the previous one times x_i.
+  const std::uint64_t size = n;
+  internal::WorkArray moments(size * size + 1);
+  const double last = static_cast<double>(n - 1);
+  for (std::uint64_t i = 0; i < size; ++i)
+    moments[i] = 1.0;
+  for (std::uint64_t k = 1; k < size; ++k) {
+    double* row = moments.data() + k * size;
+    const double* previous = row - size;
+    for (std::uint64_t i = 0; i < size; ++i)
+      row[i] = previous[i] * (static_cast<double>(i) / last);
+  }
+  for (std::uint64_t k = 0; k < size; ++k)
+    weights[k] = 1.0 / static_cast<double>(k + 1);
+  // Mode 1: a degenerate unknown is suppressed (comes out practically zero),
+  // never reported.
+  Gauss(n, moments.data(), 1, weights, 1, 0.0);
+}
+
+void NumericalIntegrationTetrahedron(unsigned int order, CPoint3D& p1, CPoint3D& p2, CPoint3D& p3, CPoint3D& p4,
+                                     unsigned int& count, double* weights, double* x, double* y, double* z) {
+  const double *w = nullptr, *l1 = nullptr, *l2 = nullptr, *l3 = nullptr;
+  NumericalIntegrationTetrahedron(order, count, w, l1, l2, l3);
+  // Rows are the edges from p1.
+  double edges[9] = {p2.x - p1.x, p2.y - p1.y, p2.z - p1.z, p3.x - p1.x, p3.y - p1.y,
+                     p3.z - p1.z, p4.x - p1.x, p4.y - p1.y, p4.z - p1.z};
+  const double volume = std::fabs(Det3x3(edges)) / 6.0;
+  // count follows the order, the tables hold 1 or 4 points: entries past the
+  // table are padding of weight 0 at p1, so sums over count stay right.
+  const unsigned int stored = order == 1 ? 1 : 4;
+  for (unsigned int i = 0; i < count; ++i) {
+    if (i < stored) {
+      weights[i] = w[i] * volume;
+      x[i] = p1.x + l1[i] * edges[0] + l2[i] * edges[3] + l3[i] * edges[6];
+      y[i] = p1.y + l1[i] * edges[1] + l2[i] * edges[4] + l3[i] * edges[7];
+      z[i] = p1.z + l1[i] * edges[2] + l2[i] * edges[5] + l3[i] * edges[8];
+    } else {
+      weights[i] = 0.0;
+      x[i] = p1.x;
+      y[i] = p1.y;
+      z[i] = p1.z;
+    }
+  }
 }
 
 } // namespace zel
