@@ -1,0 +1,228 @@
+#include "zeltools/numerics/interpolation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/test_support.h"
+
+namespace zel {
+namespace {
+
+TEST(Interpol, EndValuesHoldOutsideTheTable) {
+  const double xs[] = {1, 2, 3};
+  const double ys[] = {10, 20, 30};
+  EXPECT_EQ(Interpol(5.0, xs, ys, 3, 1), 30.0);
+  EXPECT_EQ(Interpol(0.5, xs, ys, 3, 1), 10.0);
+  EXPECT_EQ(Interpol(2.0, xs, ys, 3, 1), 20.0);
+  EXPECT_EQ(Interpol(2.5, xs, ys, 3, 1), 25.0);
+  EXPECT_EQ(Interpol(std::numeric_limits<double>::quiet_NaN(), xs, ys, 3, 1), 30.0);
+  EXPECT_EQ(Interpol(2.0, xs, ys, 0, 1), 0.0);
+  EXPECT_EQ(Interpol(2.0, xs, ys, -4, 1), 0.0);
+  EXPECT_EQ(Interpol(9.0, xs, ys, 1, 1), 10.0);
+}
+
+TEST(Interpol, EqualAbscissae) {
+  const double xs[] = {1, 1};
+  const double ys[] = {2, 4};
+  EXPECT_EQ(Interpol(1.0, xs, ys, 2, 1), 2.0); // the lower end comes first
+  const double xs3[] = {0, 1, 1, 2};
+  const double ys3[] = {0, 2, 4, 6};
+  EXPECT_EQ(Interpol(1.0, xs3, ys3, 4, 1), 2.0); // first interval [0, 1] holds x
+  // In an ascending table an earlier interval always holds x first; only a
+  // gap in the order (here a NaN) reaches the zero-width interval itself.
+  const double xs4[] = {0, std::numeric_limits<double>::quiet_NaN(), 1, 1};
+  const double ys4[] = {0, 0, 2, 4};
+  EXPECT_EQ(Interpol(1.0, xs4, ys4, 4, 1), 3.0);
+  const double xs5[] = {0, 2, 2, 3};
+  const double ys5[] = {0, 8, 4, 6};
+  EXPECT_EQ(Interpol(2.0, xs5, ys5, 4, 1), 8.0);
+}
+
+TEST(Interpol, StrideSelectsOrdinatesAndBelowOneMeansOne) {
+  const double xs[] = {0, 1, 2};
+  const double ys[] = {0, -1, 10, -1, 20, -1};
+  EXPECT_EQ(Interpol(1.5, xs, ys, 3, 2), 15.0);
+  EXPECT_EQ(Interpol(9.0, xs, ys, 3, 2), 20.0);
+  const double packed[] = {0, 10, 20};
+  EXPECT_EQ(Interpol(1.5, xs, packed, 3, 0), 15.0);
+  EXPECT_EQ(Interpol(1.5, xs, packed, 3, -3), 15.0);
+}
+
+// Random ascending tables against a lerp written the other way round.
+template <class T>
+void CheckRandomTables(unsigned int seed, double tolerance) {
+  std::mt19937_64 rng(seed);
+  std::uniform_real_distribution<double> value(-10.0, 10.0);
+  for (int trial = 0; trial < 300; ++trial) {
+    const int n = 2 + trial % 9;
+    const int stride = 1 + trial % 3;
+    std::vector<T> xs(n), ys(static_cast<std::size_t>(n) * stride, T(-999));
+    for (T& x : xs)
+      x = static_cast<T>(value(rng));
+    std::sort(xs.begin(), xs.end());
+    if (std::adjacent_find(xs.begin(), xs.end()) != xs.end())
+      continue;
+    for (int i = 0; i < n; ++i)
+      ys[static_cast<std::size_t>(i) * stride] = static_cast<T>(value(rng));
+    for (int probe = 0; probe < 20; ++probe) {
+      const T x = static_cast<T>(value(rng) * 1.2);
+      const T got = Interpol(x, xs.data(), ys.data(), n, stride);
+      T expected;
+      if (x <= xs[0]) {
+        expected = ys[0];
+      } else if (x > xs[n - 1]) {
+        expected = ys[static_cast<std::size_t>(n - 1) * stride];
+      } else {
+        const auto i = std::lower_bound(xs.begin(), xs.end(), x) - xs.begin();
+        const T t = (x - xs[i - 1]) / (xs[i] - xs[i - 1]);
+        expected = ys[(i - 1) * stride] * (1 - t) + ys[i * stride] * t;
+      }
+      EXPECT_NEAR(got, expected, tolerance * (1 + std::fabs(expected))) << trial;
+    }
+    // At a node the formula of the interval ending there gives its ordinate
+    // up to rounding (exactly at the first node).
+    EXPECT_EQ(Interpol(xs[0], xs.data(), ys.data(), n, stride), ys[0]);
+    for (int i = 1; i < n; ++i)
+      EXPECT_NEAR(Interpol(xs[i], xs.data(), ys.data(), n, stride), ys[static_cast<std::size_t>(i) * stride],
+                  tolerance * 10);
+  }
+}
+
+TEST(Interpol, RandomTablesDouble) { CheckRandomTables<double>(41, 1e-12); }
+TEST(Interpol, RandomTablesFloat) { CheckRandomTables<float>(43, 2e-4); }
+
+// A bilinear function is reproduced inside the table and, outside it, takes
+// the value at the nearest point of the table's rectangle: that covers the
+// corner, edge and inside cases at once.
+template <class T>
+void CheckBilinearModel(unsigned int seed, double tolerance) {
+  std::mt19937_64 rng(seed);
+  std::uniform_real_distribution<double> value(-5.0, 5.0);
+  for (int trial = 0; trial < 200; ++trial) {
+    const int nx = 1 + trial % 5, ny = 1 + (trial / 5) % 5;
+    std::vector<T> xs(nx), ys(ny);
+    for (T& x : xs)
+      x = static_cast<T>(value(rng));
+    for (T& y : ys)
+      y = static_cast<T>(value(rng));
+    std::sort(xs.begin(), xs.end());
+    std::sort(ys.begin(), ys.end());
+    if (std::adjacent_find(xs.begin(), xs.end()) != xs.end() || std::adjacent_find(ys.begin(), ys.end()) != ys.end())
+      continue;
+    const double c0 = value(rng), cx = value(rng), cy = value(rng), cxy = value(rng);
+    const auto f = [&](double x, double y) { return c0 + cx * x + cy * y + cxy * x * y; };
+    std::vector<T> table(static_cast<std::size_t>(nx) * ny);
+    for (int j = 0; j < ny; ++j)
+      for (int i = 0; i < nx; ++i)
+        table[static_cast<std::size_t>(j) * nx + i] = static_cast<T>(f(xs[i], ys[j]));
+    for (int probe = 0; probe < 30; ++probe) {
+      const T x = static_cast<T>(value(rng) * 1.3), y = static_cast<T>(value(rng) * 1.3);
+      const double cxp = std::clamp<double>(x, xs.front(), xs.back());
+      const double cyp = std::clamp<double>(y, ys.front(), ys.back());
+      const double expected = f(cxp, cyp);
+      const T got = InterpolTable(x, y, xs.data(), ys.data(), table.data(), nx, ny);
+      EXPECT_NEAR(got, expected, tolerance * (50 + std::fabs(expected))) << nx << "x" << ny << " trial " << trial;
+    }
+  }
+}
+
+TEST(InterpolTable, BilinearFunctionsAreReproducedAndClampedDouble) { CheckBilinearModel<double>(47, 1e-12); }
+TEST(InterpolTable, BilinearFunctionsAreReproducedAndClampedFloat) { CheckBilinearModel<float>(53, 1e-5); }
+
+TEST(InterpolTable, OutsideInOneDirectionUsesOnlyTheBorderLine) {
+  const double xs[] = {0, 1};
+  const double ys[] = {0, 1, 2};
+  const double table[] = {1, 2,   // y = 0
+                          3, 40,  // y = 1
+                          5, 600}; // y = 2
+  // x below xs[0]: the first column only, whatever the rest holds.
+  EXPECT_EQ(InterpolTable(-1.0, 0.5, xs, ys, table, 2, 3), 2.0);
+  EXPECT_EQ(InterpolTable(-1.0, 1.5, xs, ys, table, 2, 3), 4.0);
+  // x beyond: the last column.
+  EXPECT_EQ(InterpolTable(7.0, 1.5, xs, ys, table, 2, 3), 320.0);
+  // y below or beyond: the first or last row.
+  EXPECT_EQ(InterpolTable(0.5, -3.0, xs, ys, table, 2, 3), 1.5);
+  EXPECT_EQ(InterpolTable(0.5, 3.0, xs, ys, table, 2, 3), 302.5);
+  // Corners.
+  EXPECT_EQ(InterpolTable(-1.0, -1.0, xs, ys, table, 2, 3), 1.0);
+  EXPECT_EQ(InterpolTable(2.0, 9.0, xs, ys, table, 2, 3), 600.0);
+  EXPECT_EQ(InterpolTable(-1.0, 9.0, xs, ys, table, 2, 3), 5.0);
+  EXPECT_EQ(InterpolTable(2.0, -9.0, xs, ys, table, 2, 3), 2.0);
+  // Inside: cell [0, 1] × [1, 2].
+  EXPECT_EQ(InterpolTable(0.5, 1.5, xs, ys, table, 2, 3), (3.0 + 40.0 + 5.0 + 600.0) / 4);
+  // Empty tables.
+  EXPECT_EQ(InterpolTable(0.5, 1.5, xs, ys, table, 0, 3), 0.0);
+  EXPECT_EQ(InterpolTable(0.5, 1.5, xs, ys, table, 2, -1), 0.0);
+}
+
+TEST(InterpolTable, SingleRowOrColumn) {
+  const double xs[] = {0, 10};
+  const double ys[] = {5};
+  const double table[] = {1, 3};
+  EXPECT_EQ(InterpolTable(5.0, 5.0, xs, ys, table, 2, 1), 2.0);
+  EXPECT_EQ(InterpolTable(5.0, -1.0, xs, ys, table, 2, 1), 2.0);
+  EXPECT_EQ(InterpolTable(5.0, 99.0, xs, ys, table, 2, 1), 2.0);
+  EXPECT_EQ(InterpolTable(-5.0, 99.0, xs, ys, table, 2, 1), 1.0);
+  EXPECT_EQ(InterpolTable(50.0, 99.0, xs, ys, table, 2, 1), 3.0);
+}
+
+TEST(InterpolPlate, DegreeZeroIsTheMean) {
+  const double points[] = {0, 0, 1, 5, -2, 3, 7, 7};
+  const double values[] = {0.1, 0.7, 0.3, 1.9};
+  const double at[] = {100, -100};
+  EXPECT_EQ(InterpolPlate(0, 4, points, values, at), (((0.0 + 0.1) + 0.7) + 0.3 + 1.9) / 4);
+  EXPECT_EQ(InterpolPlate(-1, 4, points, values, at), 0.0);
+  EXPECT_EQ(InterpolPlate(-3, 4, points, values, at), 0.0);
+}
+
+// Values of a polynomial of the fitted degree are reproduced anywhere.
+TEST(InterpolPlate, ReproducesPolynomialsOfItsDegree) {
+  std::mt19937_64 rng(59);
+  std::uniform_real_distribution<double> value(-1.0, 1.0);
+  for (int trial = 0; trial < 60; ++trial) {
+    const int degree = trial % 5;
+    const unsigned int terms = static_cast<unsigned int>((degree + 1) * (degree + 2) / 2);
+    std::vector<double> coef(terms);
+    for (double& c : coef)
+      c = value(rng);
+    const auto poly = [&](double x, double y) {
+      double s = 0.0;
+      unsigned int k = 0;
+      for (int d = 0; d <= degree; ++d)
+        for (int j = 0; j <= d; ++j)
+          s += coef[k++] * std::pow(x, d - j) * std::pow(y, j);
+      return s;
+    };
+    const int m = static_cast<int>(2 * terms + 3);
+    std::vector<double> points(2 * static_cast<std::size_t>(m)), values(m);
+    for (int i = 0; i < m; ++i) {
+      points[2 * i] = value(rng);
+      points[2 * i + 1] = value(rng);
+      values[i] = poly(points[2 * i], points[2 * i + 1]);
+    }
+    const double at[] = {value(rng), value(rng)};
+    EXPECT_NEAR(InterpolPlate(degree, m, points.data(), values.data(), at), poly(at[0], at[1]), 1e-8)
+        << "degree " << degree;
+  }
+}
+
+TEST(InterpolPlate, SingularSystemsThrowNullDiagonal) {
+  const double points[] = {1, 2, 3, 4};
+  const double values[] = {5, 6};
+  const double at[] = {0, 0};
+  EXPECT_EQ(test::ThrownText([&] { InterpolPlate(1, 0, points, values, at); }), "Null diagonal");
+  EXPECT_EQ(test::ThrownText([&] { InterpolPlate(1, -5, points, values, at); }), "Null diagonal");
+  // One point cannot carry a plane; its rows cancel exactly.
+  EXPECT_EQ(test::ThrownText([&] { InterpolPlate(1, 1, points, values, at); }), "Null diagonal");
+  // The basis ends at degree 8.
+  EXPECT_EQ(test::ThrownText([&] { InterpolPlate(9, 2, points, values, at); }), "Null diagonal");
+  EXPECT_EQ(test::ThrownText([&] { InterpolPlate(1 << 30, 2, points, values, at); }), "Null diagonal");
+}
+
+} // namespace
+} // namespace zel

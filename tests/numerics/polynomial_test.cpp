@@ -1,0 +1,286 @@
+#include "zeltools/numerics/polynomial.h"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace zel {
+namespace {
+
+// Reference value by Horner's scheme in long double.
+long double Horner(const std::vector<double>& c, long double x) {
+  long double s = 0.0L;
+  for (auto it = c.rbegin(); it != c.rend(); ++it)
+    s = s * x + *it;
+  return s;
+}
+
+TEST(PolyValue, AgreesWithHornerAndSnapsTinyResults) {
+  std::mt19937_64 rng(3);
+  std::uniform_real_distribution<double> coef(-4.0, 4.0);
+  for (int trial = 0; trial < 300; ++trial) {
+    const unsigned int n = trial % 9;
+    std::vector<double> c(n + 1);
+    for (double& v : c)
+      v = coef(rng);
+    const double x = coef(rng) * 0.5;
+    const long double exact = Horner(c, x);
+    long double scale = 0.0L;
+    for (unsigned int k = 0; k <= n; ++k)
+      scale += std::fabs(c[k]) * std::pow(std::fabs(x), k);
+    EXPECT_NEAR(PolyValue(n, c.data(), x, 0), static_cast<double>(exact), 1e-14 * static_cast<double>(scale + 1));
+  }
+  const double tiny[] = {1e-21, 0.0, 0.0};
+  EXPECT_EQ(PolyValue(2, tiny, 0.0, 0), 0.0);
+  const double tinySlope[] = {5.0, 1e-21, 3.0};
+  EXPECT_EQ(PolyValue(2, tinySlope, 0.0, 1), 0.0);
+  const double small[] = {2e-20, 0.0};
+  EXPECT_EQ(PolyValue(1, small, 3.0, 0), 2e-20);
+  const double negativeTiny[] = {-9e-21};
+  EXPECT_EQ(PolyValue(0, negativeTiny, 1.0, 0), 0.0);
+}
+
+TEST(PolyValue, IntegerPolynomialsAreExact) {
+  const double c[] = {-6.0, 11.0, -6.0, 1.0}; // (x − 1)(x − 2)(x − 3)
+  for (int x = -5; x <= 8; ++x) {
+    EXPECT_EQ(PolyValue(3, c, x, 0), (x - 1.0) * (x - 2.0) * (x - 3.0));
+    EXPECT_EQ(PolyValue(3, c, x, 1), 3.0 * x * x - 12.0 * x + 11.0);
+    EXPECT_EQ(PolyValue(3, c, x, -1), PolyValue(3, c, x, 7)); // any non-zero flag
+  }
+}
+
+TEST(PolyDiffer, FirstDerivativeIntoOutput) {
+  const double c[] = {1.0, 2.0, 3.0};
+  double out[3] = {9, 9, 9};
+  PolyDiffer(1, 2, c, out);
+  EXPECT_EQ(out[0], 2.0);
+  EXPECT_EQ(out[1], 6.0);
+  EXPECT_EQ(out[2], 0.0);
+  EXPECT_EQ(c[1], 2.0); // the source is untouched when out is given
+}
+
+TEST(PolyDiffer, NullOutputDifferentiatesTheSourceInPlace) {
+  double c[] = {5.0, 1.0, 1.0, 1.0};
+  PolyDiffer(2, 3, c, nullptr);
+  EXPECT_EQ(c[0], 2.0);
+  EXPECT_EQ(c[1], 6.0);
+  EXPECT_EQ(c[2], 0.0);
+  EXPECT_EQ(c[3], 0.0);
+}
+
+TEST(PolyDiffer, ZeroAndLargestCountOnlyCopy) {
+  const double c[] = {1.0, 2.0, 3.0};
+  for (unsigned int k : {0u, UINT_MAX}) {
+    double out[3] = {9, 9, 9};
+    PolyDiffer(k, 2, c, out);
+    EXPECT_EQ(out[0], 1.0);
+    EXPECT_EQ(out[1], 2.0);
+    EXPECT_EQ(out[2], 3.0);
+  }
+  double d[] = {1.0, 2.0, 3.0};
+  PolyDiffer(UINT_MAX - 1, 2, d, nullptr); // more passes than coefficients
+  EXPECT_EQ(d[0], 0.0);
+  EXPECT_EQ(d[1], 0.0);
+  EXPECT_EQ(d[2], 0.0);
+}
+
+// The k-th derivative is k first derivatives, and evaluating it matches the
+// derivative mode of PolyValue bit for bit (same products, same order).
+TEST(PolyDiffer, RepeatedDerivativesCompose) {
+  std::mt19937_64 rng(5);
+  std::uniform_real_distribution<double> coef(-3.0, 3.0);
+  for (int trial = 0; trial < 100; ++trial) {
+    const unsigned int n = 1 + trial % 8;
+    std::vector<double> c(n + 1);
+    for (double& v : c)
+      v = coef(rng);
+    const unsigned int k = 1 + trial % (n + 2);
+    std::vector<double> once(c), direct(n + 1);
+    for (unsigned int pass = 0; pass < k; ++pass)
+      PolyDiffer(1, n, once.data(), nullptr);
+    PolyDiffer(k, n, c.data(), direct.data());
+    EXPECT_EQ(once, direct) << trial;
+    for (unsigned int i = (k <= n ? n - k + 1 : 0); i <= n; ++i)
+      EXPECT_EQ(direct[i], 0.0);
+    std::vector<double> first(n + 1);
+    PolyDiffer(1, n, c.data(), first.data());
+    const double x = coef(rng);
+    EXPECT_EQ(PolyValue(n, c.data(), x, 1), PolyValue(n, first.data(), x, 0)) << trial;
+  }
+}
+
+TEST(StepPoly, BasisOrderAndClamp) {
+  EXPECT_EQ(StepPoly(4, -2.0, 3.0), -6.0);
+  EXPECT_EQ(StepPoly(100, 2.0, 2.0), 256.0);
+  EXPECT_EQ(StepPoly(44, 2.0, 2.0), 256.0);
+  EXPECT_EQ(StepPoly(UINT_MAX, 1.5, -2.0), StepPoly(44, 1.5, -2.0));
+  // Degree d, falling power of x: term d(d+1)/2 + j is x^(d−j)·y^j; with
+  // x = 2 and y = 3 every term has a distinct exact value.
+  unsigned int k = 0;
+  for (int d = 0; d <= 8; ++d)
+    for (int j = 0; j <= d; ++j, ++k)
+      EXPECT_EQ(StepPoly(k, 2.0, 3.0), std::ldexp(std::pow(3.0, j), d - j)) << k;
+  EXPECT_EQ(k, StepPolyTerms);
+}
+
+TEST(StepPoly, ZerosSignsAndAgreementWithPow) {
+  EXPECT_EQ(StepPoly(0, 0.0, 0.0), 1.0);
+  EXPECT_EQ(StepPoly(1, 0.0, 5.0), 0.0);
+  EXPECT_EQ(StepPoly(2, 5.0, 0.0), 0.0);
+  EXPECT_EQ(StepPoly(2, 0.0, 5.0), 5.0);
+  EXPECT_FALSE(std::signbit(StepPoly(7, -0.0, 4.0))); // x²y at x = −0 is +0
+  std::mt19937_64 rng(9);
+  std::uniform_real_distribution<double> coord(-3.0, 3.0);
+  for (int trial = 0; trial < 500; ++trial) {
+    const double x = coord(rng), y = coord(rng);
+    unsigned int k = 0;
+    for (int d = 0; d <= 8; ++d)
+      for (int j = 0; j <= d; ++j, ++k) {
+        const double expected = std::pow(x, d - j) * std::pow(y, j);
+        EXPECT_NEAR(StepPoly(k, x, y), expected, 1e-14 * std::fabs(expected)) << k;
+      }
+  }
+}
+
+TEST(RootPoly2, LinearQuadraticAndComplexCases) {
+  double x1 = 7, x2 = 7;
+  EXPECT_EQ(RootPoly2(0, 2, -4, x1, x2), 1);
+  EXPECT_EQ(x1, 2.0);
+  EXPECT_EQ(x2, 0.0);
+  x1 = x2 = 7;
+  EXPECT_EQ(RootPoly2(0, 0, 3, x1, x2), 0);
+  EXPECT_EQ(x1, 0.0);
+  EXPECT_EQ(x2, 0.0);
+  x1 = x2 = 7;
+  EXPECT_EQ(RootPoly2(1, 0, 1, x1, x2), 0);
+  EXPECT_EQ(x1, 0.0);
+  EXPECT_EQ(x2, 0.0);
+  EXPECT_EQ(RootPoly2(1, -3, 2, x1, x2), 2);
+  EXPECT_EQ(x1, 1.0);
+  EXPECT_EQ(x2, 2.0);
+  EXPECT_EQ(RootPoly2(1, -2, 1, x1, x2), 2); // a double root counts twice
+  EXPECT_EQ(x1, 1.0);
+  EXPECT_EQ(x2, 1.0);
+  // A leading coefficient below |b|·1e-150 counts as zero.
+  EXPECT_EQ(RootPoly2(1e-160, 2, -4, x1, x2), 1);
+  EXPECT_EQ(x1, 2.0);
+}
+
+TEST(RootPoly2, SlightlyNegativeDiscriminantIsADoubleRoot) {
+  double x1 = 0, x2 = 0;
+  // D = −4e-12 lies within −(|c| + |b| + |a|)·1e-10.
+  EXPECT_EQ(RootPoly2(1, 2, 1 + 1e-12, x1, x2), 2);
+  EXPECT_EQ(x1, -1.0);
+  EXPECT_EQ(x2, -1.0);
+  EXPECT_EQ(RootPoly2(1, 2, 1 + 1e-9, x1, x2), 0);
+}
+
+TEST(RootPoly2, RandomRootsAreRecoveredInOrder) {
+  std::mt19937_64 rng(21);
+  std::uniform_real_distribution<double> value(-10.0, 10.0);
+  for (int trial = 0; trial < 500; ++trial) {
+    const double a = value(rng), r = value(rng), s = value(rng);
+    if (std::fabs(a) < 1e-3)
+      continue;
+    double x1 = 0, x2 = 0;
+    ASSERT_EQ(RootPoly2(a, -a * (r + s), a * r * s, x1, x2), 2);
+    EXPECT_LE(x1, x2);
+    // Close roots are ill-conditioned; the residual is the fair measure.
+    for (double x : {x1, x2})
+      EXPECT_NEAR(a * (x - r) * (x - s), 0.0, 1e-9 * std::fabs(a) * (1 + r * r + s * s));
+    if (std::fabs(r - s) > 1e-2) {
+      EXPECT_NEAR(x1, std::min(r, s), 1e-10 * (1 + std::fabs(r) + std::fabs(s)));
+      EXPECT_NEAR(x2, std::max(r, s), 1e-10 * (1 + std::fabs(r) + std::fabs(s)));
+    }
+  }
+}
+
+TEST(RootPoly3, KnownCubics) {
+  double x1 = 0, x2 = 0, x3 = 0;
+  EXPECT_EQ(RootPoly3(1.0, -6.0, 11.0, -6.0, x1, x2, x3), 3);
+  EXPECT_NEAR(x1, 1.0, 1e-12);
+  EXPECT_NEAR(x2, 2.0, 1e-12);
+  EXPECT_NEAR(x3, 3.0, 1e-12);
+  // The stored cube-root exponent (fifteen threes) shows in the last digits.
+  x2 = x3 = 42.0;
+  EXPECT_EQ(RootPoly3(1.0, 0.0, 0.0, -8.0, x1, x2, x3), 1);
+  EXPECT_EQ(x1, 1.9999999999999984);
+  EXPECT_EQ(x2, 42.0);
+  EXPECT_EQ(x3, 42.0);
+  // A vanishing leading coefficient hands over to the quadratic; x3 stays.
+  EXPECT_EQ(RootPoly3(0.0, 1.0, -3.0, 2.0, x1, x2, x3), 2);
+  EXPECT_EQ(x1, 1.0);
+  EXPECT_EQ(x2, 2.0);
+  EXPECT_EQ(x3, 42.0);
+  // A triple root: the discriminant vanishes and all three coincide.
+  EXPECT_EQ(RootPoly3(1.0, -3.0, 3.0, -1.0, x1, x2, x3), 3);
+  EXPECT_EQ(x1, 1.0);
+  EXPECT_EQ(x2, 1.0);
+  EXPECT_EQ(x3, 1.0);
+}
+
+// Three real roots come back ascending (the kept exchange sequence sorts
+// every result that Cardano's complex branch produces, whose middle value is
+// always the third) and satisfy the equation; one real root leaves x2, x3.
+template <class T>
+void CheckRandomCubics(unsigned int seed) {
+  std::mt19937_64 rng(seed);
+  std::uniform_real_distribution<double> value(-5.0, 5.0);
+  for (int trial = 0; trial < 1000; ++trial) {
+    const T a = value(rng), r = value(rng), s = value(rng), t = value(rng);
+    if (std::fabs(a) < 1e-2)
+      continue;
+    const T scale = 1 + std::fabs(r) + std::fabs(s) + std::fabs(t);
+    T x1 = 0, x2 = 0, x3 = 0;
+    const int n = RootPoly3(a, -a * (r + s + t), a * (r * s + r * t + s * t), -a * r * s * t, x1, x2, x3);
+    ASSERT_EQ(n, 3) << trial;
+    EXPECT_LE(x1, x2);
+    EXPECT_LE(x2, x3);
+    std::array<T, 3> roots{r, s, t};
+    std::sort(roots.begin(), roots.end());
+    const T gap = std::min(roots[1] - roots[0], roots[2] - roots[1]);
+    if (gap > 1e-2) {
+      EXPECT_NEAR(static_cast<double>(x1), static_cast<double>(roots[0]), 1e-9 * static_cast<double>(scale));
+      EXPECT_NEAR(static_cast<double>(x2), static_cast<double>(roots[1]), 1e-9 * static_cast<double>(scale));
+      EXPECT_NEAR(static_cast<double>(x3), static_cast<double>(roots[2]), 1e-9 * static_cast<double>(scale));
+    }
+    for (T x : {x1, x2, x3}) {
+      const T residual = (x - r) * (x - s) * (x - t);
+      EXPECT_NEAR(static_cast<double>(residual), 0.0, 1e-8 * static_cast<double>(scale * scale * scale));
+    }
+
+    // One real root r and the complex pair p ± q·i, q clearly non-zero.
+    const T p = value(rng), q = 0.5 + std::fabs(value(rng));
+    const T c2 = -(r + 2 * p), c1 = 2 * p * r + p * p + q * q, c0 = -r * (p * p + q * q);
+    x2 = x3 = 42;
+    ASSERT_EQ(RootPoly3(a, a * c2, a * c1, a * c0, x1, x2, x3), 1) << trial;
+    EXPECT_NEAR(static_cast<double>(x1), static_cast<double>(r), 1e-9 * static_cast<double>(scale + p * p + q * q));
+    EXPECT_EQ(x2, 42);
+    EXPECT_EQ(x3, 42);
+  }
+}
+
+TEST(RootPoly3, RandomCubicsInDouble) { CheckRandomCubics<double>(31); }
+TEST(RootPoly3, RandomCubicsInLongDouble) { CheckRandomCubics<long double>(37); }
+
+TEST(RootPoly3, LongDoubleFollowsTheSameSteps) {
+  long double x1 = 0, x2 = 0, x3 = 42;
+  EXPECT_EQ(RootPoly3(0.0L, 1.0L, -3.0L, 2.0L, x1, x2, x3), 2);
+  EXPECT_EQ(x1, 1.0L);
+  EXPECT_EQ(x2, 2.0L);
+  EXPECT_EQ(x3, 42.0L);
+  x2 = x3 = 42;
+  EXPECT_EQ(RootPoly3(1.0L, 0.0L, 0.0L, -8.0L, x1, x2, x3), 1);
+  // 8 raised to the widened double exponent, not to the exact third.
+  EXPECT_EQ(x1, std::pow(8.0L, static_cast<long double>(0.333333333333333)));
+  EXPECT_NE(x1, 2.0L);
+  EXPECT_EQ(x2, 42.0L);
+}
+
+} // namespace
+} // namespace zel
