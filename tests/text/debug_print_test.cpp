@@ -1,50 +1,36 @@
 #include "zeltools/text/debug_print.h"
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <regex>
-#include <sstream>
 #include <string>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "support/temp_files.h"
 #include "zeltools/errors/last_error.h"
 
 namespace zel {
 namespace {
 
-// Points the debugging file at a fresh temporary file for one test.
+// Points the debugging file at a scratch file for one test.
 class DebugFile : public ::testing::Test {
 protected:
-  void SetUp() override {
-    path_ = ::testing::TempDir() + "zel_debug_" + std::to_string(::getpid()) + ".tmp";
-    std::remove(path_.c_str());
-    ::setenv("ZEL_DEBUG_FILE", path_.c_str(), 1);
-  }
-  void TearDown() override {
-    ::unsetenv("ZEL_DEBUG_FILE");
-    std::remove(path_.c_str());
-  }
+  void SetUp() override { ::setenv("ZEL_DEBUG_FILE", path_.c_str(), 1); }
+  void TearDown() override { ::unsetenv("ZEL_DEBUG_FILE"); }
   std::string Contents() const {
-    std::ifstream in(path_, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    const auto bytes = test::Bytes(path_);
+    return std::string(bytes.begin(), bytes.end());
   }
-  std::string path_;
+  test::TempDir dir_;
+  std::string path_ = dir_.File("debug.tmp");
 };
 
-TEST_F(DebugFile, AppendsEachFormattedTextAndCreatesTheFile) {
-  dPrintf("node %d: %s\n", 12, "\xCF\xE5\xF0\xE2\xFB\xE9");
-  dPrintf("%.2f", 1.5);
-  EXPECT_EQ(Contents(), "node 12: \xCF\xE5\xF0\xE2\xFB\xE9\n1.50");
-  EXPECT_EQ(GetLastError(), 0u);
-}
-
-TEST_F(DebugFile, LongTextsAreWrittenWhole) {
+TEST_F(DebugFile, AppendsEachFormattedTextWholeAndCreatesTheFile) {
   const std::string block(5000, 'x');
-  dPrintf("[%s]", block.c_str());
-  EXPECT_EQ(Contents(), "[" + block + "]");
+  dPrintf("node %d: %s\n", 12, "\xCF\xE5\xF0\xE2\xFB\xE9");
+  dPrintf("%.2f[%s]", 1.5, block.c_str());
+  EXPECT_EQ(Contents(), "node 12: \xCF\xE5\xF0\xE2\xFB\xE9\n1.50[" + block + "]");
+  EXPECT_EQ(GetLastError(), 0u);
 }
 
 TEST_F(DebugFile, TimeStampComesFirst) {

@@ -11,70 +11,55 @@ namespace {
 
 using U = std::vector<unsigned int>;
 
-U Kept(const U& list, unsigned int n) { return U(list.begin(), list.begin() + n); }
-
-TEST(CheckListIndex, KeepsNonZeroEntriesUpToMaxInOrder) {
-  U list{3, 0, 9, 2};
-  unsigned int n = 4;
-  CheckListIndex(n, list.data(), 5);
-  EXPECT_EQ(n, 2u);
-  EXPECT_EQ(Kept(list, n), (U{3, 2}));
-  n = 0;
-  CheckListIndex(n, nullptr, 5);
-  EXPECT_EQ(n, 0u);
-  U all{5, 1, 5};
-  n = 3;
-  CheckListIndex(n, all.data(), 5);
-  EXPECT_EQ(Kept(all, n), (U{5, 1, 5}));
-}
-
-TEST(RenumberListIndex, MapsThroughTheTableAndDropsZerosAndEntriesAboveMax) {
-  const unsigned int newNumber[] = {0, 10, 0, 30, 40};
-  U list{1, 7, 2, 3, 0, 4, 99};
-  unsigned int n = 7;
-  RenumberListIndex(n, list.data(), 4, newNumber);
-  EXPECT_EQ(n, 3u);
-  EXPECT_EQ(Kept(list, n), (U{10, 30, 40}));
-  // The last entry mapped to 0 was still written at the output place.
-  U tail{1, 2};
-  n = 2;
-  RenumberListIndex(n, tail.data(), 4, newNumber);
-  EXPECT_EQ(n, 1u);
-  EXPECT_EQ(tail, (U{10, 0}));
-}
-
-TEST(RemoveListIndex, ModelMatchesWithSortedAndUnsortedRemovals) {
+// Each edit against a filtered copy of a random list; the removal lists come
+// sorted (bisection) and unsorted (linear search).
+TEST(ListIndex, EditsAgreeWithAFilteredCopy) {
   std::mt19937 rng(11);
-  std::uniform_int_distribution<unsigned int> value(0, 12), length(0, 10);
   for (int round = 0; round < 3000; ++round) {
-    U list(length(rng)), removed(length(rng));
-    for (auto& v : list)
-      v = value(rng);
-    for (auto& v : removed)
-      v = value(rng);
+    U list(rng() % 11), removed(rng() % 11), newNumber(13);
+    for (U* v : {&list, &removed, &newNumber})
+      for (auto& x : *v)
+        x = static_cast<unsigned int>(rng() % 13);
     if (round % 2 == 0)
       std::sort(removed.begin(), removed.end());
-    U expected;
-    std::copy_if(list.begin(), list.end(), std::back_inserter(expected),
-                 [&](unsigned int v) { return std::find(removed.begin(), removed.end(), v) == removed.end(); });
+    const unsigned int max = static_cast<unsigned int>(rng() % 13);
+    U checked, renumbered, kept;
+    for (unsigned int v : list) {
+      if (v != 0 && v <= max)
+        checked.push_back(v);
+      if (v <= max && newNumber[v] != 0)
+        renumbered.push_back(newNumber[v]);
+      if (std::find(removed.begin(), removed.end(), v) == removed.end())
+        kept.push_back(v);
+    }
+    U work = list;
     unsigned int n = static_cast<unsigned int>(list.size());
-    const unsigned char changed =
-        RemoveListIndex(n, list.data(), static_cast<unsigned int>(removed.size()), removed.data());
-    ASSERT_EQ(Kept(list, n), expected);
-    ASSERT_EQ(changed, expected.size() != list.size() ? 1 : 0);
+    CheckListIndex(n, work.data(), max);
+    ASSERT_EQ(U(work.begin(), work.begin() + n), checked);
+    work = list, n = static_cast<unsigned int>(list.size());
+    RenumberListIndex(n, work.data(), max, newNumber.data());
+    ASSERT_EQ(U(work.begin(), work.begin() + n), renumbered);
+    work = list, n = static_cast<unsigned int>(list.size());
+    ASSERT_EQ(RemoveListIndex(n, work.data(), static_cast<unsigned int>(removed.size()), removed.data()),
+              kept.size() != list.size() ? 1 : 0);
+    ASSERT_EQ(U(work.begin(), work.begin() + n), kept);
   }
+  // The last entry renumbered to 0 is still written at the output place.
+  U tail{1, 2};
+  const unsigned int newNumber[] = {0, 10, 0};
+  unsigned int n = 2;
+  RenumberListIndex(n, tail.data(), 2, newNumber);
+  EXPECT_TRUE(n == 1 && tail == (U{10, 0}));
 }
 
-TEST(SetListByte, SizesToTheLargestValueAndMarksEachListedValue) {
+TEST(SetListByte, SizesToTheLargestValueKeepingTheEntriesBelowIt) {
   Vector<unsigned char> marks;
-  const unsigned int list[] = {4, 1, 4};
+  const unsigned int list[] = {4, 1, 4}, two[] = {2};
   SetListByte(0, list, marks);
   EXPECT_TRUE(marks.empty());
   SetListByte(3, list, marks);
   EXPECT_EQ(marks, (std::vector<unsigned char>{0, 1, 0, 0, 1}));
-  // Larger marks shrink to the new size and keep the entries below it.
   marks.assign(8, 7);
-  const unsigned int two[] = {2};
   SetListByte(1, two, marks);
   EXPECT_EQ(marks, (std::vector<unsigned char>{7, 7, 1}));
 }
