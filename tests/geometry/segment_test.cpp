@@ -9,344 +9,196 @@
 
 #include <gtest/gtest.h>
 
+#include "support/random_points.h"
 #include "support/temp_files.h"
 #include "zeltools/files/file_base.h"
 
 namespace zel {
 namespace {
 
-CPoint2D RandomPoint(std::mt19937_64& rng, double lo = -10.0, double hi = 10.0) {
-  std::uniform_real_distribution<double> d(lo, hi);
-  const double x = d(rng);
-  return {x, d(rng)};
-}
+using test::RandomPoint2D;
+using test::RandomPoint3D;
 
-CPoint3D RandomPoint3D(std::mt19937_64& rng) {
-  std::uniform_real_distribution<double> d(-10, 10);
-  const double x = d(rng), y = d(rng);
-  return {x, y, d(rng)};
-}
-
-TEST(CSegment, MeasuresAndClosestPoint) {
-  const CSegment s({0, 0}, {4, 0});
-  EXPECT_EQ(s.Length(), 4.0);
-  EXPECT_TRUE(s.Middle() == CPoint2D(2, 0));
-  EXPECT_EQ(s.Parameter({5, 3}), 1.25);
-  EXPECT_TRUE(s.Closest({5, 3}) == CPoint2D(4, 0));
-  EXPECT_TRUE(s.Closest({-1, 3}) == CPoint2D(0, 0));
-  EXPECT_EQ(s.Distance({1, -3}), 3.0);
-  EXPECT_EQ(s.Distance({7, 4}), 5.0);
-  // True distance, not the widened box of CPoint2D::InSegment.
-  EXPECT_EQ(CPoint2D(4.1, 0.1).InSegment(s.p1, s.p2, 0.1), 1);
-  EXPECT_EQ(s.Contains({4.1, 0.1}, 0.1), 0);
-  EXPECT_EQ(s.Contains({4.06, 0.08}, 0.1), 1);
-  const CSegment dot({1, 1}, {1, 1});
-  EXPECT_EQ(dot.Parameter({5, 5}), 0.0);
-  EXPECT_EQ(dot.Distance({4, 5}), 5.0);
-
+TEST(CSegment, DistanceAndClosestPointsAgainstSampling) {
   std::mt19937_64 rng(40);
+  CPoint3D p, q;
   for (int k = 0; k < 300; ++k) {
-    const CSegment r(RandomPoint(rng), RandomPoint(rng));
-    const CPoint2D p = RandomPoint(rng);
-    const double d = r.Distance(p);
-    double sampled = HUGE_VAL;
-    for (int i = 0; i <= 1000; ++i)
-      sampled = std::min(sampled, p.Distance(r.Point(i / 1000.0)));
-    ASSERT_LE(d, sampled + 1e-12);
-    ASSERT_GE(d, sampled - r.Length() / 1000);
+    const CSegment r(RandomPoint2D(rng), RandomPoint2D(rng));
+    const CPoint2D x = RandomPoint2D(rng);
+    const CSegment3D s(RandomPoint3D(rng), RandomPoint3D(rng)), t(RandomPoint3D(rng), RandomPoint3D(rng));
+    const double d = s.ClosestPoints(t, p, q);
+    ASSERT_TRUE(s.Distance(p) < 1e-12 && t.Distance(q) < 1e-12 && d == p.Distance(q));
+    // Neither point of the pair can do better alone.
+    ASSERT_TRUE(std::fabs(s.Distance(q) - d) < 1e-9 && std::fabs(t.Distance(p) - d) < 1e-9);
+    ASSERT_NEAR(t.ClosestPoints(s, q, p), d, 1e-9);
+    double sampled = HUGE_VAL, sampled3 = HUGE_VAL;
+    for (int i = 0; i <= 100; ++i) {
+      sampled = std::min(sampled, x.Distance(r.Point(i / 100.0)));
+      for (int j = 0; j <= 100; ++j)
+        sampled3 = std::min(sampled3, s.Point(i / 100.0).Distance(t.Point(j / 100.0)));
+    }
+    ASSERT_TRUE(r.Distance(x) <= sampled + 1e-12 && r.Distance(x) >= sampled - r.Length() / 100);
+    ASSERT_LE(d, sampled3 + 1e-12);
   }
+  // The true distance to the closed segment, not InSegment's widened box.
+  EXPECT_TRUE(CPoint2D(4.1, 0.1).InSegment({0, 0}, {4, 0}, 0.1) && !CSegment({0, 0}, {4, 0}).Contains({4.1, 0.1}, 0.1));
+  EXPECT_TRUE(CSegment({1, 1}, {1, 1}).Parameter({5, 5}) == 0 && CSegment3D().ClosestPoints(CSegment3D(), p, q) == 0);
 }
 
-TEST(CSegment, IntersectKinds) {
-  CPoint2D a, b;
-  const CSegment h({0, 0}, {4, 0});
-  // A proper crossing.
-  ASSERT_EQ(h.Intersect(CSegment({1, -1}, {3, 1}), a, b, 1e-9), 1);
-  EXPECT_TRUE(a.IsEqual({2, 0}, 1e-15));
-  EXPECT_TRUE(a == b);
-  // A T-junction a little short of the member: snapped to the end.
-  ASSERT_EQ(h.Intersect(CSegment({2, 0.05}, {2, 3}), a, b, 0.1), 1);
-  EXPECT_TRUE(a == CPoint2D(2, 0.05));
-  EXPECT_EQ(h.Intersect(CSegment({2, 0.15}, {2, 3}), a, b, 0.1), 0);
-  EXPECT_TRUE(a == CPoint2D() && b == CPoint2D());
-  // End to end on one line, and at an angle: the common end.
-  ASSERT_EQ(h.Intersect(CSegment({4, 0}, {6, 0}), a, b, 1e-9), 1);
-  EXPECT_TRUE(a == CPoint2D(4, 0));
-  ASSERT_EQ(h.Intersect(CSegment({4, 0}, {5, 5}), a, b, 1e-9), 1);
-  EXPECT_TRUE(a == CPoint2D(4, 0));
-  // Running along each other: the shared part, along this segment.
-  ASSERT_EQ(h.Intersect(CSegment({6, 0}, {3, 0}), a, b, 1e-9), 2);
-  EXPECT_TRUE(a == CPoint2D(3, 0));
-  EXPECT_TRUE(b == CPoint2D(4, 0));
-  ASSERT_EQ(CSegment({4, 0}, {0, 0}).Intersect(CSegment({1, 0.01}, {3, 0.01}), a, b, 0.05), 2);
-  EXPECT_TRUE(a == CPoint2D(3, 0.01)); // snapped to the other's ends
-  EXPECT_TRUE(b == CPoint2D(1, 0.01));
-  // Parallel apart, and a point segment lying on the member.
-  EXPECT_EQ(h.Intersect(CSegment({0, 1}, {4, 1}), a, b, 0.5), 0);
-  ASSERT_EQ(h.Intersect(CSegment({1, 0}, {1, 0}), a, b, 1e-9), 1);
-  EXPECT_TRUE(a == CPoint2D(1, 0));
-  EXPECT_EQ(h.Intersect(CSegment({std::nan(""), 0}, {1, 1}), a, b, 1.0), 0);
+TEST(CSegment, IntersectKindsAndSnapping) {
+  // Crossing; a T short of the member (snapped to the end) and too short;
+  // end to end; running along each other (the shared part ordered along this
+  // segment, snapped to the other's ends); a point segment on the member; a NaN.
+  const double nan = std::nan("");
+  const struct { CSegment s, t; double tol; int kind; CPoint2D a, b; } cases[] = {
+      {{{0, 0}, {4, 0}}, {{1, -1}, {3, 1}}, 1e-9, 1, {2, 0}, {2, 0}},
+      {{{0, 0}, {4, 0}}, {{2, 0.05}, {2, 3}}, 0.1, 1, {2, 0.05}, {2, 0.05}},
+      {{{0, 0}, {4, 0}}, {{2, 0.15}, {2, 3}}, 0.1, 0, {}, {}},
+      {{{0, 0}, {4, 0}}, {{4, 0}, {6, 0}}, 1e-9, 1, {4, 0}, {4, 0}},
+      {{{0, 0}, {4, 0}}, {{6, 0}, {3, 0}}, 1e-9, 2, {3, 0}, {4, 0}},
+      {{{4, 0}, {0, 0}}, {{1, 0.01}, {3, 0.01}}, 0.05, 2, {3, 0.01}, {1, 0.01}},
+      {{{0, 0}, {4, 0}}, {{1, 0}, {1, 0}}, 1e-9, 1, {1, 0}, {1, 0}},
+      {{{0, 0}, {4, 0}}, {{nan, 0}, {1, 1}}, 1.0, 0, {}, {}}};
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    const auto& c = cases[i];
+    CPoint2D a(9, 9), b(9, 9);
+    EXPECT_EQ(c.s.Intersect(c.t, a, b, c.tol), c.kind) << "case " << i;
+    EXPECT_TRUE(a.IsEqual(c.a, 1e-15) && b.IsEqual(c.b, 1e-15)) << "case " << i;
+  }
 }
 
 TEST(CSegment, IntersectAgreesWithCrossSegmentSegment) {
   std::mt19937_64 rng(41);
   int crossings = 0;
   for (int k = 0; k < 5000; ++k) {
-    const CSegment s(RandomPoint(rng), RandomPoint(rng)), t(RandomPoint(rng), RandomPoint(rng));
+    const CSegment s(RandomPoint2D(rng), RandomPoint2D(rng)), t(RandomPoint2D(rng), RandomPoint2D(rng));
     CPoint2D x, a, b, c, d;
     const unsigned char reference = CPoint2D::CrossSegmentSegment(s.p1, s.p2, t.p1, t.p2, x, 1e-9);
     const int kind = s.Intersect(t, a, b, 1e-9);
-    ASSERT_EQ(kind, t.Intersect(s, c, d, 1e-9));
-    ASSERT_LE(kind, 1);
+    ASSERT_TRUE(kind == t.Intersect(s, c, d, 1e-9) && kind <= 1);
     // Away from the ends both must agree on whether the segments meet.
-    const double clearance = std::min({s.Distance(t.p1), s.Distance(t.p2), t.Distance(s.p1), t.Distance(s.p2)});
-    if (clearance < 1e-6)
+    if (std::min({s.Distance(t.p1), s.Distance(t.p2), t.Distance(s.p1), t.Distance(s.p2)}) < 1e-6)
       continue;
     ASSERT_EQ(kind, reference);
-    if (kind) {
-      ++crossings;
-      ASSERT_TRUE(a == x);
-      ASSERT_LT(a.Distance(c), 1e-9);
-    }
+    ASSERT_TRUE(!kind || (a == x && a.Distance(c) < 1e-9));
+    crossings += kind;
   }
   EXPECT_GT(crossings, 500);
 }
 
-// Reference for the cuts: the sorted parameters of points on the segment,
-// kept greedily when more than tol past the previous cut and the far end.
-std::vector<double> ExpectedCuts(std::vector<double> along, double length, double tol) {
-  std::sort(along.begin(), along.end());
-  std::vector<double> kept;
-  double last = 0;
-  for (double t : along)
-    if (t - last > tol && length - t > tol) {
-      kept.push_back(t);
-      last = t;
-    }
-  return kept;
-}
-
 TEST(CSegment, SplitAtPointsOnTheSegment) {
   std::mt19937_64 rng(42);
+  const double tol = 0.05;
   for (int k = 0; k < 500; ++k) {
-    const CSegment s(RandomPoint(rng), RandomPoint(rng));
-    const double length = s.Length(), tol = 0.05;
+    const CSegment s(RandomPoint2D(rng), RandomPoint2D(rng));
+    const double length = s.Length();
+    const CPoint2D normal = CPoint2D(s.p1.y - s.p2.y, s.p2.x - s.p1.x) * (1 / length);
     std::vector<CPoint2D> points;
-    std::vector<double> along;
-    const int n = std::uniform_int_distribution<int>(0, 8)(rng);
-    for (int i = 0; i < n; ++i) {
+    std::vector<double> along, cuts; // the reference: cuts kept greedily more than tol apart and from the ends
+    for (int i = std::uniform_int_distribution<int>(0, 8)(rng); i > 0; --i) {
       const double t = std::uniform_real_distribution<double>(-0.2, 1.2)(rng);
-      const CPoint2D p = s.Point(t);
-      if (std::uniform_int_distribution<int>(0, 3)(rng) == 0) {
-        const CPoint2D d = s.p2 - s.p1;
-        points.push_back(p + CPoint2D(-d.y, d.x) * (1 / length)); // off the member: no cut
-      } else {
-        points.push_back(p);
+      const bool off = std::uniform_int_distribution<int>(0, 3)(rng) == 0; // off the member: no cut
+      points.push_back(s.Point(t) + (off ? normal : CPoint2D()));
+      if (!off)
         along.push_back(std::clamp(t, 0.0, 1.0) * length);
-      }
     }
-    VSegment pieces;
-    const unsigned count = s.Split(static_cast<unsigned>(points.size()), points.data(), tol, pieces);
-    const std::vector<double> cuts = ExpectedCuts(along, length, tol);
-    ASSERT_EQ(count, cuts.size() + 1);
-    ASSERT_EQ(pieces.size(), count);
-    ASSERT_TRUE(pieces.front().p1 == s.p1);
-    ASSERT_TRUE(pieces.back().p2 == s.p2);
+    std::sort(along.begin(), along.end());
+    for (const double t : along)
+      if (t - (cuts.empty() ? 0.0 : cuts.back()) > tol && length - t > tol)
+        cuts.push_back(t);
+    VSegment pieces, shuffled;
+    Vector<CSegment3D> lifted; // the same in space, at a constant height
+    std::vector<CPoint3D> points3;
+    for (const CPoint2D& p : points)
+      points3.push_back(CPoint3D(p, 2.5));
+    const auto n = static_cast<unsigned>(points.size());
+    CSegment3D(CPoint3D(s.p1, 2.5), CPoint3D(s.p2, 2.5)).Split(n, points3.data(), tol, lifted);
+    ASSERT_EQ(s.Split(n, points.data(), tol, pieces), cuts.size() + 1);
+    ASSERT_TRUE(pieces.size() == cuts.size() + 1 && pieces.front().p1 == s.p1 && pieces.back().p2 == s.p2);
+    ASSERT_EQ(lifted.size(), pieces.size());
     for (std::size_t i = 0; i + 1 < pieces.size(); ++i) {
-      ASSERT_TRUE(pieces[i].p2 == pieces[i + 1].p1);
+      // Pieces meet at the given points themselves.
+      ASSERT_TRUE(pieces[i].p2 == pieces[i + 1].p1 && std::count(points.begin(), points.end(), pieces[i].p2) > 0);
+      ASSERT_TRUE(lifted[i].p2 == CPoint3D(pieces[i].p2, 2.5));
       ASSERT_NEAR(s.p1.Distance(pieces[i].p2), cuts[i], 1e-9);
     }
-    ASSERT_NEAR(pieces.Length(), length, 1e-9);
-    for (const CSegment& piece : pieces)
-      ASSERT_GT(piece.Length(), tol - 1e-12);
     // The order of the points does not matter.
     std::shuffle(points.begin(), points.end(), rng);
-    VSegment shuffled;
-    s.Split(static_cast<unsigned>(points.size()), points.data(), tol, shuffled);
+    s.Split(n, points.data(), tol, shuffled);
     ASSERT_TRUE(std::equal(pieces.begin(), pieces.end(), shuffled.begin(), shuffled.end()));
   }
-  // Appends, and a segment not longer than tol stays whole.
+  // Appends; a segment not longer than tol stays whole.
   VSegment out(1);
   const CPoint2D mid(0.05, 0);
-  EXPECT_EQ(CSegment({0, 0}, {0.1, 0}).Split(1, &mid, 0.1, out), 1u);
-  EXPECT_EQ(out.size(), 2u);
-  EXPECT_TRUE(out[1] == CSegment({0, 0}, {0.1, 0}));
-  // The cut is at the given point, off the line by less than tol.
-  const CPoint2D near(1, 0.01);
-  out.clear();
-  EXPECT_EQ(CSegment({0, 0}, {2, 0}).Split(1, &near, 0.02, out), 2u);
-  EXPECT_TRUE(out[0].p2 == near && out[1].p1 == near);
+  EXPECT_TRUE(CSegment({0, 0}, {0.1, 0}).Split(1, &mid, 0.1, out) == 1 && out[1] == CSegment({0, 0}, {0.1, 0}));
 }
 
-// Brute-force reference of VSegment::Split(tol): every pair, lower number
-// asking, then each segment cut at its points.
-VSegment SplitAllPairs(const VSegment& v, double tol) {
-  std::vector<std::vector<CPoint2D>> cuts(v.size());
-  for (std::size_t i = 0; i < v.size(); ++i)
-    for (std::size_t j = i + 1; j < v.size(); ++j) {
-      CPoint2D a, b;
-      const int kind = v[i].Intersect(v[j], a, b, tol);
-      for (int k = 0; k < kind; ++k) {
-        cuts[i].push_back(k ? b : a);
-        cuts[j].push_back(k ? b : a);
-      }
-    }
-  VSegment out;
-  for (std::size_t i = 0; i < v.size(); ++i)
-    v[i].Split(static_cast<unsigned>(cuts[i].size()), cuts[i].data(), tol, out);
-  return out;
-}
-
-TEST(VSegment, SplitAtCrossingsAgainstAllPairs) {
+TEST(VSegment, SplitAgainstAllPairsAndSegmentBySegment) {
   std::mt19937_64 rng(43);
   for (int round = 0; round < 30; ++round) {
     VSegment v;
     for (int i = 0; i < 60; ++i) {
-      const CPoint2D p = RandomPoint(rng, 0, 20);
-      v.push_back(CSegment(p, p + RandomPoint(rng, -6, 6)));
+      const CPoint2D p = RandomPoint2D(rng, 0, 20);
+      v.push_back(CSegment(p, p + RandomPoint2D(rng, -6, 6)));
     }
     // Shared ends, a collinear overlap and a point segment.
     v.push_back(CSegment(v[0].p2, v[1].p1));
     v.push_back(CSegment(v[2].Point(0.25), v[2].Point(1.5)));
     v.push_back(CSegment(v[3].Middle(), v[3].Middle()));
-    const VSegment reference = SplitAllPairs(v, 1e-9);
-    VSegment split = v;
+    // The reference: every pair, the lower number asking, then each segment
+    // cut at its points.
+    std::vector<std::vector<CPoint2D>> cuts(v.size());
+    for (std::size_t i = 0; i < v.size(); ++i)
+      for (std::size_t j = i + 1; j < v.size(); ++j) {
+        CPoint2D ab[2];
+        for (int k = v[i].Intersect(v[j], ab[0], ab[1], 1e-9); k > 0; --k) {
+          cuts[i].push_back(ab[k - 1]);
+          cuts[j].push_back(ab[k - 1]);
+        }
+      }
+    VSegment reference, split = v, again, atNodes = v, nodeReference;
+    for (std::size_t i = 0; i < v.size(); ++i)
+      v[i].Split(static_cast<unsigned>(cuts[i].size()), cuts[i].data(), 1e-9, reference);
     ASSERT_EQ(split.Split(1e-9), reference.size());
-    ASSERT_EQ(split.size(), reference.size());
-    for (std::size_t i = 0; i < split.size(); ++i)
-      ASSERT_TRUE(split[i] == reference[i]) << round << ' ' << i;
-    ASSERT_NEAR(split.Length(), v.Length(), 1e-9);
-    ASSERT_GT(split.size(), v.size() + 20);
-    // Splitting again changes nothing: pieces meet only at their ends.
-    VSegment again = split;
+    ASSERT_TRUE(std::equal(split.begin(), split.end(), reference.begin(), reference.end())) << round;
+    ASSERT_TRUE(split.size() > v.size() + 20 && std::fabs(split.Length() - v.Length()) < 1e-9);
+    again = split; // pieces meet only at their ends
     ASSERT_EQ(again.Split(1e-9), split.size());
-  }
-}
-
-TEST(VSegment, SplitOfAGridAndBadInput) {
-  // Four lines across each other make a grid of 3 x 3 crossings; each line
-  // is cut into 4 pieces.
-  VSegment grid;
-  for (int i = 1; i <= 3; ++i) {
-    grid.push_back(CSegment({0, double(i)}, {4, double(i)}));
-    grid.push_back(CSegment({double(i), 0}, {double(i), 4}));
-  }
-  EXPECT_EQ(grid.Split(1e-9), 24u);
-  CPoint2D lo, hi;
-  ASSERT_EQ(grid.GetBox(lo, hi), 1);
-  EXPECT_TRUE(lo == CPoint2D(0, 0) && hi == CPoint2D(4, 4));
-  EXPECT_EQ(grid.Length(), 24.0);
-
-  VSegment bad;
-  bad.push_back(CSegment({std::nan(""), 0}, {1, 1}));
-  bad.push_back(CSegment({0, 0}, {HUGE_VAL, 1}));
-  bad.push_back(CSegment({0, 1}, {1, 0}));
-  bad.push_back(CSegment({0, 0}, {1, 1}));
-  EXPECT_EQ(bad.Split(1e-9), 6u); // only the two finite ones cross
-  VSegment negative = grid;
-  EXPECT_EQ(negative.Split(-1.0), grid.size());
-  EXPECT_EQ(VSegment().Split(1.0), 0u);
-  EXPECT_EQ(VSegment().GetBox(lo, hi), 0);
-  EXPECT_TRUE(lo == CPoint2D() && hi == CPoint2D());
-}
-
-TEST(VSegment, SplitAtPointsMatchesSegmentBySegment) {
-  std::mt19937_64 rng(44);
-  for (int round = 0; round < 20; ++round) {
-    VSegment v;
-    for (int i = 0; i < 40; ++i) {
-      const CPoint2D p = RandomPoint(rng, 0, 20);
-      v.push_back(CSegment(p, p + RandomPoint(rng, -5, 5)));
-    }
-    std::vector<CPoint2D> nodes;
+    // At given nodes: segment by segment.
+    std::vector<CPoint2D> nodes{{std::nan(""), 1}};
     for (int i = 0; i < 200; ++i)
-      nodes.push_back(v[std::uniform_int_distribution<std::size_t>(0, v.size() - 1)(rng)].Point(
-          std::uniform_real_distribution<double>(0, 1)(rng)));
-    nodes.push_back({std::nan(""), 1});
-    VSegment reference;
+      nodes.push_back(v[std::uniform_int_distribution<std::size_t>(0, v.size() - 1)(rng)].Point(i / 200.0));
     for (const CSegment& s : v)
-      s.Split(static_cast<unsigned>(nodes.size()), nodes.data(), 1e-6, reference);
-    VSegment split = v;
-    ASSERT_EQ(split.Split(static_cast<unsigned>(nodes.size()), nodes.data(), 1e-6), reference.size());
-    for (std::size_t i = 0; i < split.size(); ++i)
-      ASSERT_TRUE(split[i] == reference[i]);
+      s.Split(static_cast<unsigned>(nodes.size()), nodes.data(), 1e-6, nodeReference);
+    ASSERT_EQ(atNodes.Split(static_cast<unsigned>(nodes.size()), nodes.data(), 1e-6), nodeReference.size());
+    ASSERT_TRUE(std::equal(atNodes.begin(), atNodes.end(), nodeReference.begin(), nodeReference.end()));
   }
+  // Only the finite segments are split; a negative tolerance splits nothing.
+  VSegment bad{{{std::nan(""), 0}, {1, 1}}, {{0, 0}, {HUGE_VAL, 1}}, {{0, 1}, {1, 0}}, {{0, 0}, {1, 1}}};
+  CPoint2D lo, hi;
+  EXPECT_EQ(bad.Split(1e-9), 6u);
+  EXPECT_EQ(bad.Split(-1.0), 6u);
+  EXPECT_TRUE(bad.GetBox(lo, hi) == 1 && lo == CPoint2D(0, 0) && hi == CPoint2D(HUGE_VAL, 1)); // NaN ignored
+  EXPECT_TRUE(VSegment().GetBox(lo, hi) == 0 && lo == CPoint2D() && hi == CPoint2D());
 }
-
-TEST(CSegment3D, ClosestPointsAgainstSampling) {
-  const CSegment3D a({0, 0, 0}, {2, 0, 0});
-  CPoint3D p, q;
-  EXPECT_EQ(a.ClosestPoints(CSegment3D({1, -1, 3}, {1, 1, 3}), p, q), 3.0);
-  EXPECT_TRUE(p == CPoint3D(1, 0, 0) && q == CPoint3D(1, 0, 3));
-  EXPECT_EQ(a.ClosestPoints(CSegment3D({4, 0, 1}, {6, 0, 1}), p, q), std::sqrt(5.0)); // parallel, apart
-  EXPECT_TRUE(p == CPoint3D(2, 0, 0) && q == CPoint3D(4, 0, 1));
-  EXPECT_EQ(a.ClosestPoints(CSegment3D({5, 5, 5}, {5, 5, 5}), p, q), a.Distance({5, 5, 5}));
-  EXPECT_EQ(CSegment3D().ClosestPoints(CSegment3D(), p, q), 0.0);
-
-  std::mt19937_64 rng(45);
-  for (int k = 0; k < 300; ++k) {
-    const CSegment3D s(RandomPoint3D(rng), RandomPoint3D(rng)), t(RandomPoint3D(rng), RandomPoint3D(rng));
-    const double d = s.ClosestPoints(t, p, q);
-    ASSERT_NEAR(s.Distance(p), 0.0, 1e-12);
-    ASSERT_NEAR(t.Distance(q), 0.0, 1e-12);
-    ASSERT_EQ(d, p.Distance(q));
-    double sampled = HUGE_VAL;
-    for (int i = 0; i <= 100; ++i)
-      for (int j = 0; j <= 100; ++j)
-        sampled = std::min(sampled, s.Point(i / 100.0).Distance(t.Point(j / 100.0)));
-    ASSERT_LE(d, sampled + 1e-12);
-    // The closest pair is a local optimum: neither point can do better alone.
-    ASSERT_NEAR(s.Distance(q), d, 1e-9);
-    ASSERT_NEAR(t.Distance(p), d, 1e-9);
-    ASSERT_NEAR(t.ClosestPoints(s, q, p), d, 1e-9);
-  }
-}
-
-TEST(CSegment3D, SplitAndPointQueries) {
-  const CSegment3D s({0, 0, 0}, {0, 0, 6});
-  EXPECT_EQ(s.Length(), 6.0);
-  EXPECT_TRUE(s.Middle() == CPoint3D(0, 0, 3));
-  EXPECT_EQ(s.Parameter({1, 1, 3}), 0.5);
-  EXPECT_TRUE(s.Closest({1, 1, 9}) == CPoint3D(0, 0, 6));
-  EXPECT_EQ(s.Contains({0.1, 0, 2}, 0.1), 1);
-  EXPECT_EQ(s.Contains({0.1, 0.1, 2}, 0.1), 0);
-  const CPoint3D nodes[] = {{0, 0, 4}, {0, 0, 2}, {0, 0, 2.05}, {0, 0, 6.5}, {1, 0, 3}, {0, 0, 0.05}};
-  Vector<CSegment3D> out;
-  ASSERT_EQ(s.Split(6, nodes, 0.1, out), 3u);
-  ASSERT_EQ(out.size(), 3u);
-  EXPECT_TRUE(out[0] == CSegment3D({0, 0, 0}, {0, 0, 2}));
-  EXPECT_TRUE(out[1] == CSegment3D({0, 0, 2}, {0, 0, 4}));
-  EXPECT_TRUE(out[2] == CSegment3D({0, 0, 4}, {0, 0, 6}));
-}
-
-} // namespace
-} // namespace zel
-
-namespace zel {
-namespace {
 
 TEST(VSegmentFile, SegmentsPersistAs32ByteElements) {
   test::TempDir dir;
   const std::string path = dir.File("segments.bin");
-  VSegment v;
-  v.push_back(CSegment({0, 1}, {2, 3}));
-  v.push_back(CSegment({-4, 5.5}, {6, -7}));
+  VSegment v{{{0, 1}, {2, 3}}, {{-4, 5.5}, {6, -7}}}, back;
   CFileBase f;
-  ASSERT_EQ(f.Open(path.c_str(), "rw"), 1);
   DOCUMENT doc;
+  ASSERT_EQ(f.Open(path.c_str(), "rw"), 1);
   v.Write(f, doc, 0);
-  EXPECT_EQ(doc.length, 4 + 2 * 32);
   f.Close();
   const std::vector<unsigned char> bytes = test::Bytes(path);
-  ASSERT_EQ(bytes.size(), 68u);
-  double coordinates[8];
-  std::memcpy(coordinates, bytes.data() + 4, sizeof coordinates);
-  EXPECT_EQ(std::vector<double>(coordinates, coordinates + 8), (std::vector<double>{0, 1, 2, 3, -4, 5.5, 6, -7}));
+  std::vector<double> coordinates(8);
+  ASSERT_TRUE(doc.length == 4 + 2 * 32 && bytes.size() == 68u && bytes[0] == 2);
+  std::memcpy(coordinates.data(), bytes.data() + 4, 64);
+  EXPECT_EQ(coordinates, (std::vector<double>{0, 1, 2, 3, -4, 5.5, 6, -7}));
   ASSERT_EQ(f.Open(path.c_str(), "r"), 1);
-  VSegment back;
   back.Read(f, doc);
-  ASSERT_EQ(back.size(), 2u);
-  EXPECT_TRUE(back[0] == v[0] && back[1] == v[1]);
+  EXPECT_TRUE(std::equal(v.begin(), v.end(), back.begin(), back.end()));
 }
 
 } // namespace

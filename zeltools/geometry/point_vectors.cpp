@@ -36,8 +36,13 @@ unsigned int Position(const std::vector<Point>& v) noexcept {
 
 template <class Point>
 unsigned int FindLinear(const std::vector<Point>& v, const Point& p, double tol) noexcept {
+  // Only an infinite tolerance lets an infinite coordinate pass IsEqual
+  // (|inf - x| <= inf); such points still coincide with nothing.
+  const bool infinite = !(tol < HUGE_VAL);
+  if (infinite && !IsFinite(p))
+    return 0;
   for (std::size_t i = 0; i < v.size(); ++i)
-    if (v[i].IsEqual(p, tol))
+    if (v[i].IsEqual(p, tol) && (!infinite || IsFinite(v[i])))
       return static_cast<unsigned int>(i + 1);
   return 0;
 }
