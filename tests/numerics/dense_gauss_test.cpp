@@ -1,10 +1,5 @@
-#include <cmath>
 #include <numeric>
 #include <random>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 #include "matrix_market.h"
 #include "support/test_support.h"
@@ -25,8 +20,6 @@ template <class T>
 int ReferenceGauss(unsigned n, std::vector<T>& flat, unsigned m, std::vector<T>& rhs, int mode, double eps) {
   auto A = [&](unsigned i, unsigned j) -> T& { return flat[std::size_t(i) * n + j]; };
   auto B = [&](unsigned r, unsigned i) -> T& { return rhs[std::size_t(r) * n + i]; };
-  if (n == 0)
-    return 1;
   for (unsigned k = 0; k < n; ++k) {
     unsigned p = k;
     for (unsigned i = k + 1; i < n; ++i)
@@ -39,13 +32,10 @@ int ReferenceGauss(unsigned n, std::vector<T>& flat, unsigned m, std::vector<T>&
         std::swap(B(r, k), B(r, p));
     }
     T d = A(k, k);
-    if (std::fabs(A(k, k)) <= eps) {
-      if (mode >= 10)
-        return 0;
-      if (mode == 0)
-        return -1;
+    if (std::fabs(A(k, k)) <= eps && (mode == 0 || mode >= 10))
+      return mode == 0 ? -1 : 0;
+    if (std::fabs(A(k, k)) <= eps)
       d = T(1e40);
-    }
     for (unsigned j = k; j < n; ++j)
       A(k, j) = A(k, j) / d;
     for (unsigned r = 0; r < m; ++r)
@@ -58,9 +48,7 @@ int ReferenceGauss(unsigned n, std::vector<T>& flat, unsigned m, std::vector<T>&
         B(r, i) = B(r, i) - f * B(r, k);
     }
   }
-  if (n == 1)
-    return 1;
-  for (unsigned c = n - 1; c >= 1; --c)
+  for (unsigned c = n; c-- > 1;)
     for (unsigned i = 0; i < c; ++i)
       for (unsigned r = 0; r < m; ++r)
         B(r, i) = B(r, i) - A(i, c) * B(r, c);

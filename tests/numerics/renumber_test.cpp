@@ -1,12 +1,7 @@
 #include "zeltools/numerics/renumber.h"
 
-#include <algorithm>
 #include <numeric>
 #include <random>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 #include "matrix_market.h"
 #include "support/test_support.h"
