@@ -55,7 +55,8 @@ int ReferenceGauss(unsigned n, std::vector<T>& flat, unsigned m, std::vector<T>&
   return 1;
 }
 
-enum class Flavour { Random, SmallIntegers, ZeroColumn, DependentRows };
+// A tiny column gives singular pivots whose rows still have to be exchanged.
+enum class Flavour { Random, SmallIntegers, ZeroColumn, TinyColumn, DependentRows };
 
 // Solves a random system of the flavour with `solve(a, b)` and expects the
 // reference's result or failure and its final state of a and b, bit for bit.
@@ -74,6 +75,8 @@ void CompareWithReference(unsigned n, unsigned m, Flavour flavour, int mode, std
   for (unsigned j = 0; j < n && n > 1; ++j)
     if (flavour == Flavour::ZeroColumn)
       a[std::size_t(j) * n + pick] = T(0);
+    else if (flavour == Flavour::TinyColumn)
+      a[std::size_t(j) * n + pick] = T(1e-15 * value(rng));
     else if (flavour == Flavour::DependentRows)
       a[std::size_t(next) * n + j] = T(2) * a[std::size_t(pick) * n + j];
   std::vector<T> ra = a, rb = b;
@@ -102,7 +105,8 @@ TEST(Gauss, MatchesTheStepsBitForBitOnRandomSystems) {
   const std::size_t panels[] = {1, 3, 8, 13, 64};
   int trial = 0;
   for (unsigned n : orders)
-    for (Flavour f : {Flavour::Random, Flavour::SmallIntegers, Flavour::ZeroColumn, Flavour::DependentRows})
+    for (Flavour f : {Flavour::Random, Flavour::SmallIntegers, Flavour::ZeroColumn, Flavour::TinyColumn,
+                      Flavour::DependentRows})
       for (int mode : {0, 1, 9, 10, 200}) {
         const unsigned m = trial % 4;
         const std::size_t panel = panels[trial++ % 5];
