@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -39,24 +38,20 @@ int ForEachMatrix(Use use) {
   for (const std::string& path : files) {
     SymmetricMatrix m;
     m.name = std::filesystem::path(path).filename().string();
-    std::string text;
-    if (FILE* f = popen(("gzip -dcf '" + path + "'").c_str(), "r")) { // -f passes plain files through
-      char buffer[65536];
-      for (std::size_t got; (got = std::fread(buffer, 1, sizeof buffer, f)) > 0;)
-        text.append(buffer, got);
-      pclose(f);
+    FILE* f = popen(("gzip -dcf '" + path + "'").c_str(), "r"); // -f passes plain files through
+    char line[1024] = "";
+    bool ok = f != nullptr && std::fgets(line, sizeof line, f) != nullptr &&
+              std::string(line).rfind("%%MatrixMarket matrix coordinate real symmetric", 0) == 0;
+    while (ok && std::fgets(line, sizeof line, f) != nullptr && line[0] == '%') {
     }
-    std::istringstream in(text);
-    std::string line;
-    bool ok = std::getline(in, line) && line.rfind("%%MatrixMarket matrix coordinate real symmetric", 0) == 0;
-    while (ok && std::getline(in, line) && !line.empty() && line[0] == '%') {
-    }
-    std::istringstream size(line);
-    unsigned cols = 0, i, j;
+    unsigned cols = 0, i = 0, j = 0;
     std::size_t entries = 0;
-    ok = ok && size >> m.n >> cols >> entries && m.n == cols;
-    for (double v; ok && entries-- > 0; m.lower.push_back({i - 1, j - 1, v}))
-      ok = in >> i >> j >> v && i >= 1 && j >= 1 && i <= m.n && j <= i;
+    double v = 0;
+    ok = ok && std::sscanf(line, "%u %u %zu", &m.n, &cols, &entries) == 3 && m.n == cols;
+    for (; ok && entries-- > 0; m.lower.push_back({i - 1, j - 1, v}))
+      ok = std::fscanf(f, "%u %u %lf", &i, &j, &v) == 3 && i >= 1 && j >= 1 && i <= m.n && j <= i;
+    if (f != nullptr)
+      pclose(f);
     EXPECT_TRUE(ok) << path;
     if (ok)
       use(m);
