@@ -1,14 +1,17 @@
 #pragma once
-// Reading the symmetric Matrix Market files of the shared test data (lower
-// triangle stored, 1-based), compressed ones through `gzip -dc`.
+// Shared by the numerics tests: the symmetric Matrix Market files of the
+// shared test data (lower triangle stored, 1-based, some gzip-compressed),
+// their graphs and residuals, and bit-for-bit comparison of results.
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
-#include <dirent.h>
-#include <sstream>
+#include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
-#include <algorithm>
+#include <gtest/gtest.h>
 
 namespace zel::test {
 
@@ -23,65 +26,90 @@ struct SymmetricMatrix {
   std::vector<SymmetricEntry> lower; // as stored, diagonal included
 };
 
-inline std::string ReadWholeFile(const std::string& path) {
-  const bool compressed = path.size() > 3 && path.compare(path.size() - 3, 3, ".gz") == 0;
-  std::string text;
-  FILE* f = compressed ? popen(("gzip -dc '" + path + "'").c_str(), "r") : std::fopen(path.c_str(), "rb");
-  if (f == nullptr)
-    return text;
-  char buffer[65536];
-  std::size_t got;
-  while ((got = std::fread(buffer, 1, sizeof buffer, f)) > 0)
-    text.append(buffer, got);
-  if (compressed)
-    pclose(f);
-  else
-    std::fclose(f);
-  return text;
-}
-
-/// Reads one file; returns false (with n = 0) when it cannot be read.
-inline bool ReadSymmetricMatrix(const std::string& path, SymmetricMatrix& m) {
-  m = SymmetricMatrix{};
-  std::istringstream in(ReadWholeFile(path));
-  std::string line;
-  if (!std::getline(in, line) || line.rfind("%%MatrixMarket matrix coordinate real symmetric", 0) != 0)
-    return false;
-  while (std::getline(in, line) && !line.empty() && line[0] == '%') {
-  }
-  std::istringstream size(line);
-  unsigned rows = 0, cols = 0;
-  std::size_t entries = 0;
-  if (!(size >> rows >> cols >> entries) || rows != cols)
-    return false;
-  m.lower.reserve(entries);
-  for (std::size_t k = 0; k < entries; ++k) {
-    unsigned i, j;
-    double v;
-    if (!(in >> i >> j >> v) || i < 1 || j < 1 || i > rows || j > i)
-      return false;
-    m.lower.push_back({i - 1, j - 1, v});
-  }
-  m.n = rows;
-  const std::size_t slash = path.find_last_of('/');
-  m.name = path.substr(slash + 1);
-  return true;
-}
-
-/// The paths of every matrix file of the shared data folder, sorted.
-inline std::vector<std::string> MatrixFiles() {
-  const std::string folder = std::string(ZEL_TEST_DATA_DIR) + "/matrices";
+/// Reads every matrix of the shared data folder, in name order, hands it to
+/// `use` and returns how many there were; a file that cannot be read fails.
+template <class Use>
+int ForEachMatrix(Use use) {
   std::vector<std::string> files;
-  if (DIR* d = opendir(folder.c_str())) {
-    while (dirent* e = readdir(d)) {
-      const std::string name = e->d_name;
-      if (name.find(".mtx") != std::string::npos)
-        files.push_back(folder + "/" + name);
-    }
-    closedir(d);
-  }
+  for (const auto& e : std::filesystem::directory_iterator(std::string(ZEL_TEST_DATA_DIR) + "/matrices"))
+    if (e.path().filename().string().find(".mtx") != std::string::npos)
+      files.push_back(e.path().string());
   std::sort(files.begin(), files.end());
-  return files;
+  for (const std::string& path : files) {
+    SymmetricMatrix m;
+    m.name = std::filesystem::path(path).filename().string();
+    FILE* f = popen(("gzip -dcf '" + path + "'").c_str(), "r"); // -f passes plain files through
+    char line[1024] = "";
+    bool ok = f != nullptr && std::fgets(line, sizeof line, f) != nullptr &&
+              std::string(line).rfind("%%MatrixMarket matrix coordinate real symmetric", 0) == 0;
+    while (ok && std::fgets(line, sizeof line, f) != nullptr && line[0] == '%') {
+    }
+    unsigned cols = 0, i = 0, j = 0;
+    std::size_t entries = 0;
+    double v = 0;
+    ok = ok && std::sscanf(line, "%u %u %zu", &m.n, &cols, &entries) == 3 && m.n == cols;
+    for (; ok && entries-- > 0; m.lower.push_back({i - 1, j - 1, v}))
+      ok = std::fscanf(f, "%u %u %lf", &i, &j, &v) == 3 && i >= 1 && j >= 1 && i <= m.n && j <= i;
+    if (f != nullptr)
+      pclose(f);
+    EXPECT_TRUE(ok) << path;
+    if (ok)
+      use(m);
+  }
+  return static_cast<int>(files.size());
+}
+
+/// A graph in compressed rows, each edge listed once.
+struct Graph {
+  unsigned n = 0;
+  std::vector<unsigned> start{0}, adjacent;
+};
+
+/// The graph of the entries' (row, column) pairs with vertex v numbered
+/// label[v] (empty: as given).
+inline Graph GraphOf(unsigned n, const std::vector<SymmetricEntry>& entries, const std::vector<unsigned>& label = {}) {
+  std::vector<std::vector<unsigned>> rows(n);
+  for (const auto& e : entries)
+    rows[label.empty() ? e.col : label[e.col]].push_back(label.empty() ? e.row : label[e.row]);
+  Graph g;
+  g.n = n;
+  for (const auto& row : rows) {
+    g.adjacent.insert(g.adjacent.end(), row.begin(), row.end());
+    g.start.push_back(static_cast<unsigned>(g.adjacent.size()));
+  }
+  return g;
+}
+
+/// Relative residual |A·x − b|∞ / (|A|∞·|x|∞ + |b|∞) of the symmetric system.
+inline double RelativeResidual(const SymmetricMatrix& m, const std::vector<double>& x, const std::vector<double>& b) {
+  std::vector<double> r(m.n, 0.0), rowSum(m.n, 0.0);
+  for (const auto& e : m.lower)
+    for (int side = 0; side < (e.row != e.col ? 2 : 1); ++side) {
+      const unsigned i = side ? e.col : e.row, j = side ? e.row : e.col;
+      r[i] += e.value * x[j];
+      rowSum[i] += std::fabs(e.value);
+    }
+  double res = 0, norm = 0, xn = 0, bn = 0;
+  for (unsigned i = 0; i < m.n; ++i) {
+    res = std::max(res, std::fabs(r[i] - b[i]));
+    norm = std::max(norm, rowSum[i]);
+    xn = std::max(xn, std::fabs(x[i]));
+    bn = std::max(bn, std::fabs(b[i]));
+  }
+  return res / (norm * xn + bn);
+}
+
+/// Element-wise bit identity (of the 10 value bytes only for the x87
+/// `long double`, whose remaining bytes are padding).
+template <class T>
+::testing::AssertionResult BitIdentical(const std::vector<T>& x, const std::vector<T>& y) {
+  const std::size_t bytes = sizeof(T) == 16 ? 10 : sizeof(T);
+  if (x.size() != y.size())
+    return ::testing::AssertionFailure() << "sizes " << x.size() << " and " << y.size();
+  for (std::size_t i = 0; i < x.size(); ++i)
+    if (std::memcmp(&x[i], &y[i], bytes) != 0)
+      return ::testing::AssertionFailure() << "element " << i << ": " << x[i] << " vs " << y[i];
+  return ::testing::AssertionSuccess();
 }
 
 } // namespace zel::test
