@@ -12,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/test_support.h"
+
 namespace zel::test {
 
 /// A fresh directory under the system's temporary folder, removed with its
@@ -40,6 +42,14 @@ public:
 
 private:
   std::string path_;
+};
+
+/// A test with a scratch directory, a file path in it and English messages.
+class FileTest : public ::testing::Test {
+protected:
+  ScopedLanguage english_{LanguageEnglish};
+  TempDir dir_;
+  std::string path_ = dir_.File("data.bin");
 };
 
 /// The whole content of `path`, read without the library.
@@ -71,6 +81,14 @@ inline void PutBytes(const std::string& path, const std::vector<unsigned char>& 
 inline long long SizeOnDisk(const std::string& path) {
   struct stat info {};
   return ::stat(path.c_str(), &info) == 0 ? static_cast<long long>(info.st_size) : -1;
+}
+
+/// Catalogue message `id` as a file reports it: filled with the file's name
+/// and an empty text, in the thread's language.
+inline std::string FileMessage(unsigned int id, const std::string& name) {
+  char buffer[1024];
+  std::snprintf(buffer, sizeof buffer, CatalogueText(id).c_str(), name.c_str(), "");
+  return buffer;
 }
 
 } // namespace zel::test
