@@ -12,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/test_support.h"
+
 namespace zel::test {
 
 /// A fresh directory under the system's temporary folder, removed with its
@@ -53,6 +55,14 @@ private:
   std::string path_;
 };
 
+/// A test with a scratch directory, a file path in it and English messages.
+class FileTest : public ::testing::Test {
+protected:
+  ScopedLanguage english_{LanguageEnglish};
+  TempDir dir_;
+  std::string path_ = dir_.File("data.bin");
+};
+
 /// The whole content of `path`, read without the library.
 inline std::vector<unsigned char> Bytes(const std::string& path) {
   std::vector<unsigned char> bytes;
@@ -82,6 +92,14 @@ inline void PutBytes(const std::string& path, const std::vector<unsigned char>& 
 inline long long SizeOnDisk(const std::string& path) {
   struct stat info {};
   return ::stat(path.c_str(), &info) == 0 ? static_cast<long long>(info.st_size) : -1;
+}
+
+/// Catalogue message `id` as a file reports it: filled with the file's name
+/// and an empty text, in the thread's language.
+inline std::string FileMessage(unsigned int id, const std::string& name) {
+  char buffer[1024];
+  std::snprintf(buffer, sizeof buffer, CatalogueText(id).c_str(), name.c_str(), "");
+  return buffer;
 }
 
 } // namespace zel::test
