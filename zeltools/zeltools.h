@@ -45,4 +45,8 @@
 
 #include "zeltools/numerics/band.h"
 #include "zeltools/numerics/dense.h"
+#include "zeltools/numerics/interpolation.h"
+#include "zeltools/numerics/polynomial.h"
+#include "zeltools/numerics/quadrature.h"
 #include "zeltools/numerics/renumber.h"
+#include "zeltools/numerics/vector3d.h"
