@@ -546,24 +546,22 @@ long long CFileBase::PrepareWrite(long long pos) {
   return pos;
 }
 
-unsigned char CFileBase::_Read(void* buffer, unsigned long long size, long long pos) {
+unsigned char CFileBase::ReadUncached(void* buffer, unsigned long long size, long long pos, bool checkAccess) {
   if (size == 0)
     return 1;
   if (pos == -1)
     pos = readPos_;
   if (!IsOpen())
     return 0;
-  return ReadChecked(buffer, size, pos, true);
+  return ReadChecked(buffer, size, pos, checkAccess);
+}
+
+unsigned char CFileBase::_Read(void* buffer, unsigned long long size, long long pos) {
+  return ReadUncached(buffer, size, pos, true);
 }
 
 unsigned char CFileBase::_ReadRaw(void* buffer, unsigned long long size, long long pos) {
-  if (size == 0)
-    return 1;
-  if (pos == -1)
-    pos = readPos_;
-  if (!IsOpen())
-    return 0;
-  return ReadChecked(buffer, size, pos, false);
+  return ReadUncached(buffer, size, pos, false);
 }
 
 long long CFileBase::_Write(const void* buffer, unsigned long long size, long long pos) {

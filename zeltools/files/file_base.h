@@ -237,6 +237,7 @@ private:
   unsigned char Report(int id, const char* name, const char* text, CPhrase* sink, unsigned char crash);
   unsigned char BadPosition();
   unsigned char ReadChecked(void* buffer, unsigned long long size, long long pos, bool checkAccess);
+  unsigned char ReadUncached(void* buffer, unsigned long long size, long long pos, bool checkAccess);
   unsigned char RawRead(void* buffer, unsigned long long size, long long pos);
   long long RawWrite(const void* buffer, unsigned long long size, long long pos);
   long long WriteThrough(const void* buffer, unsigned long long size, long long pos);
