@@ -36,11 +36,6 @@ void CheckAgainstTupleOrder(Gen gen) {
   const auto tuple = [](const P& p) { return std::make_tuple(decltype(p.type)(p.type), decltype(p.value)(p.value)); };
   for (int k = 0; k < 3000; ++k) {
     const P a = gen(), b = gen();
-    const P copy(a);
-    P assigned;
-    assigned = b;
-    ASSERT_EQ(Image(copy), Image(a));
-    ASSERT_EQ(Image(assigned), Image(b));
     ASSERT_EQ(a < b, tuple(a) < tuple(b));
     ASSERT_EQ(a > b, tuple(a) > tuple(b));
     ASSERT_EQ(a == b, tuple(a) == tuple(b));
@@ -59,12 +54,10 @@ TEST(CTypeValue, OrderIsTypeThenValueInItsOwnSignedness) {
   CheckAgainstTupleOrder<CTypeValue<UC, unsigned int>>(
       [&] { return CTypeValue<UC, unsigned int>(UC(pick(3)), pick(2) ? 0xFFFFFFF0u + rng() % 8 : rng() % 5); });
   CheckAgainstTupleOrder<CTypeValue<UC, US>>([&] { return CTypeValue<UC, US>(UC(pick(3)), US(pick(4) * 20000)); });
-  CheckAgainstTupleOrder<CTypeValue<US, unsigned int>>(
-      [&] { return CTypeValue<US, unsigned int>(US(pick(3) * 30000), rng() % 4); });
   CheckAgainstTupleOrder<CTypeValue<unsigned int, unsigned int>>(
       [&] { return CTypeValue<unsigned int, unsigned int>(rng() % 3 * 0x7FFFFFFFu, rng() % 4); });
-  CheckAgainstTupleOrder<CTypeValue<UC, double>>([&] { return CTypeValue<UC, double>(UC(pick(3)), doubles[pick(7)]); });
-  CheckAgainstTupleOrder<CTypeValue<US, double>>([&] { return CTypeValue<US, double>(US(pick(3)), doubles[pick(7)]); });
+  CheckAgainstTupleOrder<CTypeValue<US, double>>(
+      [&] { return CTypeValue<US, double>(US(pick(2) * 40000), doubles[pick(7)]); });
   CheckAgainstTupleOrder<CTypeValue<US, float>>(
       [&] { return CTypeValue<US, float>(US(pick(3)), static_cast<float>(doubles[1 + pick(6)])); });
 }
