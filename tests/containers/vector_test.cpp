@@ -150,12 +150,12 @@ TEST(Vector, AddStrJoinsZeroTerminatedTexts) {
 
 TEST(Vector, CompareOrdersNullFirstPointersByAddressAndGivesOneForNaN) {
   const Vector<double> v{1.0, kNaN, -0.0, 0.0};
-  EXPECT_EQ(v.Compare(nullptr, nullptr) + v.Compare(-1, 1) * 10, -10);  // a missing element orders first
+  EXPECT_TRUE(v.Compare(nullptr, nullptr) == 0 && v.Compare(-1, 1) == -1);  // a missing element orders first
   EXPECT_EQ((std::vector<int>{v.Compare(1, 2), v.Compare(2, 1), v.Compare(2, 2), v.Compare(3, 4)}),
             (std::vector<int>{1, 1, 1, 0}));
   char text[4] = "abc";
   Vector<char*> p{text + 2, text, text + 1, text};
-  EXPECT_EQ(p.Compare(2, 3) * 10 + p.Compare(2, 4), -10);
+  EXPECT_TRUE(p.Compare(2, 3) == -1 && p.Compare(2, 4) == 0);
   p.Sort(true);
   EXPECT_EQ(Std(p), (std::vector<char*>{text, text + 1, text + 2}));
 }
@@ -351,7 +351,7 @@ TEST_F(VectorFile, BlocksAreCountThenElementImagesAppendedAndDescribed) {
   Vector<CPoint2D> pointsBack;
   pairsBack.Read(f_, pairBlock);
   pointsBack.Read(f_, pointBlock);
-  EXPECT_EQ(pairsBack.Compare(pairs) * 10 + pointsBack.Compare(points), 0);
+  EXPECT_TRUE(pairsBack.Compare(pairs) == 0 && pointsBack.Compare(points) == 0);
 }
 
 TEST_F(VectorFile, RandomBlocksRoundTripByteForByte) {
@@ -409,7 +409,7 @@ TEST_F(VectorFile, DamagedRecordsAndCountsLeaveTheVectorAsItWas) {
   EXPECT_EQ(std::string(sink.back().GetText()), Message110());
   DOCUMENT doc{3, 3};
   Vector<int>{1}.Write(f_, doc, 0);  // read-only file: refused into the sink
-  EXPECT_EQ(doc.position + doc.length, 0);
+  EXPECT_TRUE(doc.position == 0 && doc.length == 0);
 }
 
 TEST_F(VectorFile, ElementsThatAreNotPlainBytesAreNeverReadAsImages) {
