@@ -1,5 +1,7 @@
 #include "zeltools/containers/vbase.h"
 
+#include "zeltools/containers/internal/erase_positions.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -98,18 +100,11 @@ unsigned char VBase::Replace(unsigned int i, unsigned int j, const void* src) {
 }
 
 void VBase::Erase(unsigned int i, unsigned int j) {
-  if (j == 0) {
-    if (i == 0) {
-      Clear();
-      return;
-    }
-    j = i;
-  }
-  if (j < i) std::swap(i, j);
-  if (i == 0) i = 1;
-  const unsigned int n = GetSize();
-  if (i > n) return;
-  if (j > n) j = n;
+  const internal::EraseAction action = internal::ErasePositions(i, j, GetSize());
+  if (action == internal::EraseAction::Clear)
+    Clear();
+  if (action != internal::EraseAction::Range)
+    return;
   data_.erase(data_.begin() + static_cast<std::ptrdiff_t>(ByteOffset(i - 1)),
               data_.begin() + static_cast<std::ptrdiff_t>(ByteOffset(j)));
 }

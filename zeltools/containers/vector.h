@@ -36,6 +36,7 @@
 #include <vector>
 
 #include "zeltools/containers/internal/element_order.h"
+#include "zeltools/containers/internal/erase_positions.h"
 #include "zeltools/files/block.h"
 
 namespace zel {
@@ -250,17 +251,11 @@ public:
   /// bound of 0 counts as 1; nothing happens when the first bound is above
   /// the count; the last is clamped to the count.
   void Erase(unsigned int i, unsigned int j) {
-    if (j == 0) {
-      if (i == 0) {
-        Clear();
-        return;
-      }
-      j = i;
-    }
-    if (j < i) std::swap(i, j);
-    if (i == 0) i = 1;
-    if (i > this->size()) return;
-    if (j > this->size()) j = GetSize();
+    const internal::EraseAction action = internal::ErasePositions(i, j, GetSize());
+    if (action == internal::EraseAction::Clear)
+      Clear();
+    if (action != internal::EraseAction::Range)
+      return;
     this->erase(this->begin() + (i - 1), this->begin() + j);
   }
 
