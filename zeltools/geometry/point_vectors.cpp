@@ -1,5 +1,7 @@
 #include "zeltools/geometry/point_vectors.h"
 
+#include "zeltools/geometry/internal/plane_box.h"
+
 #include <cmath>
 #include <cstdint>
 
@@ -161,19 +163,10 @@ unsigned int MergePoints(Points& v, double tol, std::vector<unsigned int>& map) 
 // --- VPoint2D ------------------------------------------------------------------
 
 unsigned char VPoint2D::GetBox(CPoint2D& lo, CPoint2D& hi) const noexcept {
-  lo.Clear();
-  hi.Clear();
-  if (empty())
-    return 0;
-  lo = CPoint2D(HUGE_VAL, HUGE_VAL);
-  hi = CPoint2D(-HUGE_VAL, -HUGE_VAL);
-  for (const CPoint2D& p : *this) {
-    lo.x = std::fmin(lo.x, p.x);
-    lo.y = std::fmin(lo.y, p.y);
-    hi.x = std::fmax(hi.x, p.x);
-    hi.y = std::fmax(hi.y, p.y);
-  }
-  return 1;
+  return internal::PlaneBox(empty(), lo, hi, [this](auto&& add) {
+    for (const CPoint2D& p : *this)
+      add(p);
+  });
 }
 
 unsigned int VPoint2D::Find(const CPoint2D& p, double tol) const noexcept { return FindLinear(*this, p, tol); }

@@ -1,5 +1,7 @@
 #include "zeltools/geometry/segment.h"
 
+#include "zeltools/geometry/internal/plane_box.h"
+
 #include <algorithm>
 #include <cmath>
 #include <tuple>
@@ -237,20 +239,12 @@ double VSegment::Length() const noexcept {
 }
 
 unsigned char VSegment::GetBox(CPoint2D& lo, CPoint2D& hi) const noexcept {
-  lo.Clear();
-  hi.Clear();
-  if (empty())
-    return 0;
-  lo = CPoint2D(HUGE_VAL, HUGE_VAL);
-  hi = CPoint2D(-HUGE_VAL, -HUGE_VAL);
-  for (const CSegment& s : *this)
-    for (const CPoint2D& p : {s.p1, s.p2}) {
-      lo.x = std::fmin(lo.x, p.x);
-      lo.y = std::fmin(lo.y, p.y);
-      hi.x = std::fmax(hi.x, p.x);
-      hi.y = std::fmax(hi.y, p.y);
+  return internal::PlaneBox(empty(), lo, hi, [this](auto&& add) {
+    for (const CSegment& s : *this) {
+      add(s.p1);
+      add(s.p2);
     }
-  return 1;
+  });
 }
 
 unsigned int VSegment::Split(double tol) {
