@@ -17,6 +17,27 @@
 
 namespace zel::platform {
 
+/// Local calendar fields of one moment (the `localCalendar` entry).
+struct CalendarTime {
+  int year, month, day;      // month 1-12, day 1-31
+  int hour, minute, second;  // second 0-60 (a leap second reads as 60)
+  int dayOfWeek;             // 0 Sunday .. 6 Saturday
+  long utcOffset;            // seconds east of UTC in force at that moment
+};
+
+/// One file time: seconds since 1970 UTC and the nanoseconds within them.
+struct FileStamp {
+  std::int64_t seconds;
+  std::uint32_t nanoseconds;
+};
+
+/// A file's three times (the `fileTimes` entry).
+struct FileStamps {
+  FileStamp created;  // birth time where the file system keeps one, else the change time
+  FileStamp accessed;
+  FileStamp written;
+};
+
 struct SystemCalls {
   // Process heap. `allocate` does not clear; `allocateZero` does.
   void* (*allocate)(std::size_t bytes);
@@ -50,6 +71,36 @@ struct SystemCalls {
   bool (*fileRemove)(const char* name);
   // True when `name` names an existing file system object.
   bool (*fileExists)(const char* name);
+
+  // --- Work files, mapped files, times, paths and dialogs ------------------
+  // Maps the first `bytes` of an open file, shared with the file, readable
+  // and, when `write`, writable. Null on failure.
+  void* (*fileMap)(void* handle, std::size_t bytes, bool write);
+  bool (*fileUnmap)(void* view, std::size_t bytes);
+  // Bytes available to an unprivileged caller on the file system holding
+  // `path` (which must exist).
+  bool (*diskFree)(const char* path, std::uint64_t& bytes);
+  // The times of the open file `handle`, or, when it is null, of `name`
+  // (symbolic links followed).
+  bool (*fileTimes)(void* handle, const char* name, FileStamps& stamps);
+  // Seconds since 1970 UTC now.
+  std::int64_t (*timeNow)();
+  // The local calendar fields of `seconds` since 1970 UTC; false when the
+  // moment cannot be represented.
+  bool (*localCalendar)(std::int64_t seconds, CalendarTime& fields);
+  // The full path of the running executable into `path` of `size` bytes,
+  // terminated; false when it is unknown or does not fit.
+  bool (*executablePath)(char* path, std::size_t size);
+  // The value of the environment variable `name`, or null when it is not
+  // set. It cannot fail and leaves the last error alone.
+  const char* (*getEnvironment)(const char* name);
+  // Runs `arguments[0]`, found on the search path, with the null-terminated
+  // `arguments`, no shell, standard input and error on the null device, and
+  // waits for it. Its standard output is read to the end; the first
+  // `size - 1` bytes are kept in `output`, terminated, and their count in
+  // `length`. Returns the exit status (0-255), or -1 when the program could
+  // not be started or did not exit normally.
+  int (*runProgram)(const char* const* arguments, char* output, std::size_t size, std::size_t& length);
 };
 
 /// The table in force. Tests may assign entries and must restore them

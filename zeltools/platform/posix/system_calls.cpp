@@ -12,6 +12,7 @@
 
 #include "zeltools/errors/last_error.h"
 #include "zeltools/platform/platform.h"
+#include "zeltools/platform/posix/file_services.h"
 
 namespace zel {
 
@@ -234,6 +235,9 @@ constexpr SystemCalls posixCalls = {
     PosixFileOpen,     PosixFileLock,     PosixFileClose,     PosixFileDuplicate, PosixFileReadAt,
     PosixFileWriteAt,  PosixFileSeek,     PosixFileTruncate,  PosixFileSync,     PosixFileSize,
     PosixFileRemove,   PosixFileExists,
+    // Work files, mapped files, times, paths and dialogs.
+    posix::FileMap, posix::FileUnmap, posix::DiskFree, posix::FileTimes, posix::TimeNow, posix::LocalCalendar,
+    posix::ExecutablePath, posix::GetEnvironment, posix::RunProgram,
 };
 
 SystemCalls currentCalls = posixCalls;
