@@ -13,7 +13,9 @@
 #include "zeltools/files/block.h"
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
+#include "zeltools/files/file_mark.h"
 #include "zeltools/files/file_time.h"
+#include "zeltools/files/file_work.h"
 
 #include "zeltools/containers/array_plus.h"
 #include "zeltools/containers/small_vectors.h"
