@@ -14,6 +14,7 @@
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
 #include "zeltools/files/file_mark.h"
+#include "zeltools/files/file_memory.h"
 #include "zeltools/files/file_time.h"
 #include "zeltools/files/file_work.h"
 
