@@ -15,6 +15,7 @@
 #include "zeltools/files/file_base.h"
 #include "zeltools/files/file_mark.h"
 #include "zeltools/files/file_memory.h"
+#include "zeltools/files/file_system.h"
 #include "zeltools/files/file_time.h"
 #include "zeltools/files/file_work.h"
 
