@@ -13,6 +13,7 @@
 #include "zeltools/files/block.h"
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
+#include "zeltools/files/file_dialog.h"
 #include "zeltools/files/file_mark.h"
 #include "zeltools/files/file_memory.h"
 #include "zeltools/files/file_system.h"
