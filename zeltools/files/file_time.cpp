@@ -69,8 +69,7 @@ FILETIME FileTimeOf(std::int64_t ticks) noexcept {
   return FILETIME{static_cast<unsigned int>(bits & 0xFFFFFFFFu), static_cast<unsigned int>(bits >> 32)};
 }
 
-// Ticks of a valid file time (below 2^63) split into seconds since 1970 and
-// the ticks within the second.
+// Seconds since 1970 of a file time below 2^63 ticks, rounded down.
 std::int64_t SecondsSince1970(std::int64_t ticks) noexcept {
   return ticks / TicksPerSecond - EpochDays1601 * SecondsPerDay;
 }

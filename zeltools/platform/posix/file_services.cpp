@@ -1,7 +1,6 @@
 #include "zeltools/platform/posix/file_services.h"
 
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
@@ -96,13 +95,10 @@ std::int64_t TimeNow() noexcept {
 
 bool LocalCalendar(std::int64_t seconds, CalendarTime &fields) noexcept {
   fields = CalendarTime{};
-  if (seconds < LLONG_MIN / 2 || seconds > LLONG_MAX / 2) {
-    SetLastError(EOVERFLOW);
-    return false;
-  }
   const auto moment = static_cast<std::time_t>(seconds);
   std::tm local{};
   errno = 0;
+  // A year beyond the calendar's int fails here (EOVERFLOW).
   if (::localtime_r(&moment, &local) == nullptr) {
     Record(false);
     return false;
