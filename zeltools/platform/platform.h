@@ -98,8 +98,10 @@ struct SystemCalls {
   // `arguments`, no shell, standard input and error on the null device, and
   // waits for it. Its standard output is read to the end; the first
   // `size - 1` bytes are kept in `output`, terminated, and their count in
-  // `length`. Returns the exit status (0-255), or -1 when the program could
-  // not be started or did not exit normally.
+  // `length`. Returns the exit status (0-255; 128 + the signal's number when
+  // a signal ended it), or -1 only when the program could not be started.
+  // When the status is lost (SIGCHLD ignored by the process), the result is
+  // 0 if the program wrote something, else 1.
   int (*runProgram)(const char* const* arguments, char* output, std::size_t size, std::size_t& length);
 };
 

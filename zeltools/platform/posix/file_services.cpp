@@ -187,16 +187,15 @@ int RunProgram(const char *const *arguments, char *output, std::size_t size, std
     errno = 0;
     waited = ::waitpid(child, &status, 0);
   } while (waited < 0 && errno == EINTR);
+  // A process that ignores SIGCHLD has its children reaped for it, and the
+  // status is lost; the program did run, so what it wrote decides.
   if (waited < 0) {
+    const bool reaped = errno == ECHILD;
     Record(false);
-    return -1;
-  }
-  if (!WIFEXITED(status)) {
-    SetLastError(ECHILD);
-    return -1;
+    return reaped ? (length > 0 ? 0 : 1) : -1;
   }
   SetLastError(0);
-  return WEXITSTATUS(status);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 } // namespace zel::platform::posix
