@@ -24,12 +24,12 @@ struct FakeDesktop {
   static inline std::vector<std::pair<int, std::string>> replies;
   FakeDesktop(bool withDisplay, std::vector<std::pair<int, std::string>> answers) {
     display = withDisplay, runs.clear(), replies = std::move(answers);
-    platform::Calls().getEnvironment = [](const char *name) -> const char * {
+    platform::Calls().getEnvironment = [](const char* name) -> const char* {
       return display && std::strcmp(name, "WAYLAND_DISPLAY") == 0 ? "wayland-0" : nullptr;
     };
-    platform::Calls().runProgram = [](const char *const *argv, char *out, std::size_t size, std::size_t &length) {
+    platform::Calls().runProgram = [](const char* const* argv, char* out, std::size_t size, std::size_t& length) {
       runs.emplace_back(argv, std::find(argv, argv + 20, nullptr));
-      const auto &[status, text] = replies.at(runs.size() - 1);
+      const auto& [status, text] = replies.at(runs.size() - 1);
       length = std::min(text.size(), size - 1);
       std::memcpy(out, text.data(), length);
       out[length] = '\0';
@@ -68,14 +68,14 @@ TEST(FileDialog, TheFirstInstalledProgramAsksWhenADisplayIsThere) {
 // The system's own runner: output read whole, kept up to the buffer, and a
 // missing program told apart from one that fails.
 TEST(FileDialog, TheSystemRunsAProgramAndReadsItsOutput) {
-  const auto &calls = platform::DefaultCalls();
+  const auto& calls = platform::DefaultCalls();
   char out[8];
   std::size_t length = 0;
-  const char *printf[] = {"printf", "%s", "0123456789", nullptr};
+  const char* printf[] = {"printf", "%s", "0123456789", nullptr};
   EXPECT_EQ(calls.runProgram(printf, out, sizeof out, length), 0);
   EXPECT_EQ(std::string(out, length), "0123456");
-  const char *fail[] = {"false", nullptr};
-  const char *missing[] = {"zel-no-such-program", nullptr};
+  const char* fail[] = {"false", nullptr};
+  const char* missing[] = {"zel-no-such-program", nullptr};
   EXPECT_EQ(calls.runProgram(fail, out, sizeof out, length), 1);
   EXPECT_EQ(calls.runProgram(missing, out, sizeof out, length), -1);
 }

@@ -19,7 +19,7 @@ TEST_F(FileMemoryTest, AMappedFileIsWrittenInPlaceAndReadBack) {
   f.Write("head", 4);
   f.Add(19996);
   ASSERT_EQ(f.Flush(), 1);
-  char *view = f.Open(f.GetHandle(), 1);
+  char* view = f.Open(f.GetHandle(), 1);
   ASSERT_NE(view, nullptr);
   ASSERT_EQ(std::string(view, 4) + std::to_string(f.GetViewSize()), "head20000");
   for (std::size_t i = 4; i < 20000; ++i)
@@ -35,7 +35,7 @@ TEST_F(FileMemoryTest, AMappedFileIsWrittenInPlaceAndReadBack) {
   ASSERT_NE(f.Open(f.GetHandle(), 0), nullptr);
   EXPECT_EQ(std::string(f.GetView() + 19995, 5), "bcdef");
   platform::ScopedCalls saved;
-  platform::Calls().fileMap = [](void *, std::size_t, bool) -> void * { return nullptr; };
+  platform::Calls().fileMap = [](void*, std::size_t, bool) -> void* { return nullptr; };
   EXPECT_EQ(f.Open(f.GetHandle(), 0), nullptr); // the old view is gone, nothing is raised
   EXPECT_EQ(f.GetView(), nullptr);
 }

@@ -15,14 +15,14 @@
 namespace zel {
 namespace {
 
-std::string SplitOf(const std::string &path) {
+std::string SplitOf(const std::string& path) {
   char d[PathSize], f[PathSize], n[PathSize], e[PathSize];
   FileSplit(path.c_str(), d, f, n, e);
   return std::string(d) + "|" + f + "|" + n + "|" + e;
 }
 
 TEST(FileSystem, SplitRulesByExample) {
-  for (const auto &[path, parts] :
+  for (const auto& [path, parts] :
        std::vector<std::pair<std::string, std::string>>{{"C:\\data\\model.v2.dat", "C:|\\data\\|model.v2|.dat"},
                                                         {"/home/u/.profile", "|/home/u/|.profile|"},
                                                         {"a/b\\..", "|a/b\\|..|"},
@@ -43,7 +43,7 @@ TEST(FileSystem, PartsJoinBackAndTheHelpersAgreeWithThem) {
   const char alphabet[] = "ab.//\\\\:C";
   for (int i = 0; i < 20000; ++i) {
     std::string path(rng() % 14, ' ');
-    for (char &c : path)
+    for (char& c : path)
       c = alphabet[rng() % (sizeof alphabet - 1)];
     char d[PathSize], f[PathSize], n[PathSize], e[PathSize], out[PathSize];
     FileSplit(path.c_str(), d, f, n, e);
@@ -68,12 +68,12 @@ TEST(FileSystem, PartsJoinBackAndTheHelpersAgreeWithThem) {
 
 TEST(FileSystem, ConfigurationPathGluesTheTailToTheFolder) {
   platform::ScopedCalls saved;
-  static const char *dirs = nullptr;
-  platform::Calls().getEnvironment = [](const char *name) {
+  static const char* dirs = nullptr;
+  platform::Calls().getEnvironment = [](const char* name) {
     return std::strcmp(name, "XDG_CONFIG_DIRS") ? nullptr : dirs;
   };
   char path[PathSize];
-  for (const auto &[value, tail, expected] : std::vector<std::tuple<const char *, std::string, std::string>>{
+  for (const auto& [value, tail, expected] : std::vector<std::tuple<const char*, std::string, std::string>>{
            {nullptr, "\\App\\app.cfg", "/etc/xdg\\App\\app.cfg"},
            {nullptr, "app.cfg", "/etc/xdgapp.cfg"},
            {nullptr, std::string(260, 't'), ""},
@@ -92,11 +92,11 @@ TEST(FileSystem, ExecutableFolderAndFreeSpaceThroughTheSystem) {
   EXPECT_EQ(path, std::string(self).substr(0, std::string(self).rfind('/') + 1) + "tool.cfg");
   EXPECT_GT(SgGetFreeDiskSpace("/tmp/zel-missing-folder/file"), 0);
   platform::ScopedCalls saved;
-  platform::Calls().executablePath = [](char *, std::size_t) { return false; };
+  platform::Calls().executablePath = [](char*, std::size_t) { return false; };
   FilePathRoot("tool.cfg", path);
   EXPECT_STREQ(path, "");
   static std::string asked; // a path that does not exist is measured at its nearest parent
-  platform::Calls().diskFree = [](const char *p, std::uint64_t &bytes) {
+  platform::Calls().diskFree = [](const char* p, std::uint64_t& bytes) {
     asked += std::string(p) + " ";
     bytes = 12345;
     SetLastError(std::strcmp(p, "/d") == 0 ? 0 : std::strcmp(p, "/locked") == 0 ? EACCES : ENOENT);

@@ -18,7 +18,7 @@ namespace {
 constexpr long long Epoch = 11644473600LL; // seconds from 1601 to 1970
 constexpr long long PerSecond = 10000000;
 
-long long Ticks(const FILETIME &t) {
+long long Ticks(const FILETIME& t) {
   return static_cast<long long>(static_cast<unsigned long long>(t.dwHighDateTime) << 32 | t.dwLowDateTime);
 }
 FILETIME Make(long long ticks) {
@@ -34,7 +34,7 @@ struct FakeClock {
   explicit FakeClock(long long seconds, unsigned fail = 0) {
     now = seconds, failing = fail, calls = 0;
     platform::Calls().timeNow = [] { return static_cast<std::int64_t>(now); };
-    platform::Calls().localCalendar = [](std::int64_t s, platform::CalendarTime &f) {
+    platform::Calls().localCalendar = [](std::int64_t s, platform::CalendarTime& f) {
       const std::time_t shifted = static_cast<std::time_t>(s + 3 * 3600);
       std::tm t{};
       gmtime_r(&shifted, &t);

@@ -19,7 +19,7 @@ using test::ThrownText;
 using Buffer = std::vector<unsigned char>;
 using FileWorkTest = test::FileTest;
 
-long long Little(const Buffer &b, std::size_t at) {
+long long Little(const Buffer& b, std::size_t at) {
   unsigned long long v = 0;
   for (std::size_t i = 8; i-- > 0;)
     v = v << 8 | b.at(at + i);
@@ -53,7 +53,7 @@ TEST_F(FileWorkTest, MarksSurviveReopenAndHideFromLogicalPositions) {
   f.Write("tail", 4);
   const FILE_MARK mark = f.GetMark();
   f.Close();
-  for (const char *mode : {"r", "a"}) {
+  for (const char* mode : {"r", "a"}) {
     ASSERT_EQ(f.Open(path_.c_str(), mode), 1);
     EXPECT_EQ(f.Check(mark) * 1000 + f.GetLength(), 1104) << mode;
     EXPECT_EQ(f.SetMark(), 1); // read-only: left as it is; "a": stamped anew
@@ -118,10 +118,10 @@ TEST_F(FileWorkTest, ShortFilesAndDamagedMarksAreReportedNotTrusted) {
   f.Close();
 
   platform::ScopedCalls saved;
-  platform::Calls().fileReadAt = [](void *, void *, std::size_t, std::int64_t) -> std::int64_t { return -1; };
+  platform::Calls().fileReadAt = [](void*, void*, std::size_t, std::int64_t) -> std::int64_t { return -1; };
   EXPECT_EQ(ThrownText([&] { f.Open(path_.c_str(), "r"); }), FileMessage(105, path_));
   EXPECT_EQ(f.GetHandle(), nullptr);
-  platform::Calls().fileWriteAt = [](void *, const void *, std::size_t, std::int64_t) -> std::int64_t { return -1; };
+  platform::Calls().fileWriteAt = [](void*, const void*, std::size_t, std::int64_t) -> std::int64_t { return -1; };
   EXPECT_EQ(f.Open(dir_.File("new").c_str(), "w", &sink), 0);
   EXPECT_EQ(std::string(sink.back().GetText()), FileMessage(107, dir_.File("new")));
   EXPECT_EQ(Bytes(path_), garbage);

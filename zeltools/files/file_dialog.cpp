@@ -16,16 +16,16 @@ enum class Program { Zenity, KDialog };
 
 struct Request {
   Kind kind;
-  const char *title;
-  const char *start; // folder, or folder and name
-  const char *filter;
+  const char* title;
+  const char* start; // folder, or folder and name
+  const char* filter;
 };
 
-std::string Text(const char *text) { return text != nullptr ? text : ""; }
+std::string Text(const char* text) { return text != nullptr ? text : ""; }
 
 bool HasDisplay() {
-  for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY"}) {
-    const char *value = platform::Calls().getEnvironment(name);
+  for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY"}) {
+    const char* value = platform::Calls().getEnvironment(name);
     if (value != nullptr && *value != '\0')
       return true;
   }
@@ -34,11 +34,11 @@ bool HasDisplay() {
 
 // "Desc|*.a;*.b|Desc2|*.*||" as pairs of description and blank-separated
 // patterns; a pair without patterns is dropped.
-std::vector<std::pair<std::string, std::string>> Filters(const char *filter) {
+std::vector<std::pair<std::string, std::string>> Filters(const char* filter) {
   std::vector<std::pair<std::string, std::string>> pairs;
   std::vector<std::string> fields;
   std::string field;
-  for (const char *c = filter != nullptr ? filter : ""; *c != '\0'; ++c) {
+  for (const char* c = filter != nullptr ? filter : ""; *c != '\0'; ++c) {
     if (*c == '|') {
       fields.push_back(field);
       field.clear();
@@ -54,7 +54,7 @@ std::vector<std::pair<std::string, std::string>> Filters(const char *filter) {
   return pairs;
 }
 
-std::vector<std::string> Arguments(Program program, const Request &request) {
+std::vector<std::string> Arguments(Program program, const Request& request) {
   const auto filters = Filters(request.filter);
   const std::string start = Text(request.start);
   std::vector<std::string> args;
@@ -66,7 +66,7 @@ std::vector<std::string> Arguments(Program program, const Request &request) {
       args.emplace_back("--save");
     if (!start.empty())
       args.push_back("--filename=" + start);
-    for (const auto &[description, patterns] : filters)
+    for (const auto& [description, patterns] : filters)
       args.push_back("--file-filter=" + description + " | " + patterns);
     return args;
   }
@@ -77,7 +77,7 @@ std::vector<std::string> Arguments(Program program, const Request &request) {
           start.empty() ? "." : start};
   if (request.kind != Kind::Folder && !filters.empty()) {
     std::string lines;
-    for (const auto &[description, patterns] : filters)
+    for (const auto& [description, patterns] : filters)
       lines += (lines.empty() ? "" : "\n") + patterns + "|" + description;
     args.push_back(lines);
   }
@@ -86,13 +86,13 @@ std::vector<std::string> Arguments(Program program, const Request &request) {
 
 // The chosen path, or the empty string when the dialog was cancelled or
 // could not be shown. A program that cannot be started gives way to the next.
-std::string Run(const Request &request) {
+std::string Run(const Request& request) {
   if (!HasDisplay())
     return {};
   for (const Program program : {Program::Zenity, Program::KDialog}) {
     const std::vector<std::string> args = Arguments(program, request);
-    std::vector<const char *> argv;
-    for (const std::string &arg : args)
+    std::vector<const char*> argv;
+    for (const std::string& arg : args)
       argv.push_back(arg.c_str());
     argv.push_back(nullptr);
     char output[4 * PathSize];
@@ -109,7 +109,7 @@ std::string Run(const Request &request) {
   return {};
 }
 
-int Finish(std::string chosen, char *path, const char *extension, Kind kind) {
+int Finish(std::string chosen, char* path, const char* extension, Kind kind) {
   if (chosen.empty() || path == nullptr)
     return 0;
   if (kind == Kind::Folder) {
@@ -127,8 +127,8 @@ int Finish(std::string chosen, char *path, const char *extension, Kind kind) {
   return 1;
 }
 
-int FileDialog(Kind kind, const char *title, char *path, const char *filter, const char *extension, const char *folder,
-               const char *name) {
+int FileDialog(Kind kind, const char* title, char* path, const char* filter, const char* extension, const char* folder,
+               const char* name) {
   try {
     std::string start = Text(folder);
     if (!start.empty() && start.back() != '/' && start.back() != '\\')
@@ -143,7 +143,7 @@ int FileDialog(Kind kind, const char *title, char *path, const char *filter, con
 
 } // namespace
 
-int DialogOpenDirectory(const char *title, char *path, HWND /*owner*/) {
+int DialogOpenDirectory(const char* title, char* path, HWND /*owner*/) {
   try {
     const std::string start = Text(path);
     return Finish(Run({Kind::Folder, title, start.c_str(), nullptr}), path, nullptr, Kind::Folder);
@@ -152,13 +152,13 @@ int DialogOpenDirectory(const char *title, char *path, HWND /*owner*/) {
   }
 }
 
-int DialogReadFile(const char *title, char *path, const char *filter, const char *extension, const char *folder,
-                   const char *name) {
+int DialogReadFile(const char* title, char* path, const char* filter, const char* extension, const char* folder,
+                   const char* name) {
   return FileDialog(Kind::Read, title, path, filter, extension, folder, name);
 }
 
-int DialogWriteFile(const char *title, char *path, const char *filter, const char *extension, const char *folder,
-                    const char *name) {
+int DialogWriteFile(const char* title, char* path, const char* filter, const char* extension, const char* folder,
+                    const char* name) {
   return FileDialog(Kind::Write, title, path, filter, extension, folder, name);
 }
 

@@ -21,12 +21,12 @@ namespace zel {
 
 /// A window that owns a dialog. Dialogs here are separate programs, so the
 /// owner is accepted and not used.
-using HWND = void *;
+using HWND = void*;
 
 /// Lets the user choose a folder. `path` (`PathSize` bytes) brings the folder
 /// to start in (may be empty) and receives the choice, without a trailing
 /// separator.
-int DialogOpenDirectory(const char *title, char *path, HWND owner);
+int DialogOpenDirectory(const char* title, char* path, HWND owner);
 
 /// Lets the user choose an existing file to read. `path` (`PathSize` bytes)
 /// receives the choice. `filter` lists pairs of description and patterns,
@@ -34,12 +34,12 @@ int DialogOpenDirectory(const char *title, char *path, HWND owner);
 /// '|' ("Models (*.mdl)|*.mdl|All files (*.*)|*.*||"); null or empty: all
 /// files. `extension` (without dot; may be null) is the default extension;
 /// the dialog starts in `folder` at the name `name` (either may be null).
-int DialogReadFile(const char *title, char *path, const char *filter, const char *extension, const char *folder,
-                   const char *name);
+int DialogReadFile(const char* title, char* path, const char* filter, const char* extension, const char* folder,
+                   const char* name);
 
 /// As `DialogReadFile`, for a file to write (which may not exist yet). A
 /// chosen name without an extension is given `extension`.
-int DialogWriteFile(const char *title, char *path, const char *filter, const char *extension, const char *folder,
-                    const char *name);
+int DialogWriteFile(const char* title, char* path, const char* filter, const char* extension, const char* folder,
+                    const char* name);
 
 } // namespace zel

@@ -24,14 +24,14 @@ struct FILE_MARK {
   unsigned char reserved[16] = {};
 
   /// Writes the stored image into `image` (32 bytes).
-  void Store(unsigned char *image) const noexcept {
+  void Store(unsigned char* image) const noexcept {
     PutLittle(image, static_cast<unsigned long long>(time.GetTime()));
     PutLittle(image + 8, static_cast<unsigned long long>(length));
     for (std::size_t i = 0; i < sizeof reserved; ++i)
       image[16 + i] = reserved[i];
   }
   /// The mark whose stored image is `image` (32 bytes).
-  static FILE_MARK Load(const unsigned char *image) noexcept {
+  static FILE_MARK Load(const unsigned char* image) noexcept {
     FILE_MARK mark;
     mark.time = CTime(static_cast<long long>(GetLittle(image)));
     mark.length = static_cast<long long>(GetLittle(image + 8));
@@ -40,20 +40,20 @@ struct FILE_MARK {
     return mark;
   }
   /// All 32 stored bytes equal.
-  friend bool operator==(const FILE_MARK &a, const FILE_MARK &b) noexcept {
+  friend bool operator==(const FILE_MARK& a, const FILE_MARK& b) noexcept {
     for (std::size_t i = 0; i < sizeof a.reserved; ++i)
       if (a.reserved[i] != b.reserved[i])
         return false;
     return a.time == b.time && a.length == b.length;
   }
-  friend bool operator!=(const FILE_MARK &a, const FILE_MARK &b) noexcept { return !(a == b); }
+  friend bool operator!=(const FILE_MARK& a, const FILE_MARK& b) noexcept { return !(a == b); }
 
 private:
-  static void PutLittle(unsigned char *at, unsigned long long value) noexcept {
+  static void PutLittle(unsigned char* at, unsigned long long value) noexcept {
     for (int i = 0; i < 8; ++i)
       at[i] = static_cast<unsigned char>(value >> (8 * i));
   }
-  static unsigned long long GetLittle(const unsigned char *at) noexcept {
+  static unsigned long long GetLittle(const unsigned char* at) noexcept {
     unsigned long long value = 0;
     for (int i = 0; i < 8; ++i)
       value |= static_cast<unsigned long long>(at[i]) << (8 * i);

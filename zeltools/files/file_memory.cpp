@@ -10,7 +10,7 @@ namespace zel {
 
 CFileMemory::~CFileMemory() { Close(); }
 
-char *CFileMemory::Open(void *fileHandle, int write) {
+char* CFileMemory::Open(void* fileHandle, int write) {
   Close();
   if (fileHandle == nullptr) {
     SetLastError(EBADF);
@@ -25,10 +25,10 @@ char *CFileMemory::Open(void *fileHandle, int write) {
     return nullptr;
   }
   const auto bytes = static_cast<std::size_t>(size);
-  void *view = platform::Calls().fileMap(fileHandle, bytes, write != 0);
+  void* view = platform::Calls().fileMap(fileHandle, bytes, write != 0);
   if (view == nullptr)
     return nullptr;
-  view_ = static_cast<char *>(view);
+  view_ = static_cast<char*>(view);
   viewBytes_ = bytes;
   return view_;
 }

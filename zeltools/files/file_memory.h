@@ -24,8 +24,8 @@ public:
   CFileMemory() noexcept = default;
   /// A second handle on `other`'s file (see `CFileBase`'s copy); the copy has
   /// no view of its own.
-  CFileMemory(const CFileMemory &other) : CFileBase(other) {}
-  CFileMemory &operator=(const CFileMemory &) = delete;
+  CFileMemory(const CFileMemory& other) : CFileBase(other) {}
+  CFileMemory& operator=(const CFileMemory&) = delete;
   /// Unmaps the view, then closes the file.
   ~CFileMemory() override;
 
@@ -35,17 +35,17 @@ public:
   /// (no handle, an empty file, a file the system will not map with that
   /// access), with the last error set and no message raised; callers that
   /// report it have messages 117-119 for it.
-  char *Open(void *fileHandle, int write);
+  char* Open(void* fileHandle, int write);
   /// Unmaps the view, if any. The file stays open (`CFileBase::Close`
   /// closes it).
   void Close() noexcept;
 
-  char *GetView() const noexcept { return view_; }
+  char* GetView() const noexcept { return view_; }
   /// Bytes of the view (0 when none).
   std::size_t GetViewSize() const noexcept { return viewBytes_; }
 
 private:
-  char *view_ = nullptr;
+  char* view_ = nullptr;
   std::size_t viewBytes_ = 0;
 };
 

@@ -10,7 +10,7 @@
 namespace zel {
 namespace {
 
-constexpr const char *DefaultConfigFolder = "/etc/xdg";
+constexpr const char* DefaultConfigFolder = "/etc/xdg";
 
 bool IsSeparator(char c) noexcept { return c == '/' || c == '\\'; }
 
@@ -20,7 +20,7 @@ struct PathParts {
   std::size_t drive = 0, folder = 0, name = 0, end = 0;
 };
 
-PathParts Split(const char *path) noexcept {
+PathParts Split(const char* path) noexcept {
   PathParts parts;
   if (path == nullptr)
     return parts;
@@ -50,7 +50,7 @@ PathParts Split(const char *path) noexcept {
 // out as the empty string.
 class PathText {
 public:
-  PathText &Append(const char *text, std::size_t length) noexcept {
+  PathText& Append(const char* text, std::size_t length) noexcept {
     if (text == nullptr || length == 0)
       return *this;
     if (length >= PathSize - length_) {
@@ -62,15 +62,15 @@ public:
     text_[length_] = '\0';
     return *this;
   }
-  PathText &Append(const char *text) noexcept { return Append(text, text != nullptr ? std::strlen(text) : 0); }
-  void CopyTo(char *out) const noexcept {
+  PathText& Append(const char* text) noexcept { return Append(text, text != nullptr ? std::strlen(text) : 0); }
+  void CopyTo(char* out) const noexcept {
     if (out == nullptr)
       return;
     const std::size_t n = overflow_ ? 0 : length_;
     std::memmove(out, text_, n);
     out[n] = '\0';
   }
-  const char *Text() const noexcept { return text_; }
+  const char* Text() const noexcept { return text_; }
   bool Overflow() const noexcept { return overflow_; }
 
 private:
@@ -79,13 +79,13 @@ private:
   bool overflow_ = false;
 };
 
-void Part(const char *path, std::size_t from, std::size_t to, char *out) noexcept {
+void Part(const char* path, std::size_t from, std::size_t to, char* out) noexcept {
   PathText().Append(path != nullptr ? path + from : nullptr, to - from).CopyTo(out);
 }
 
 } // namespace
 
-long long SgGetFreeDiskSpace(const char *path) {
+long long SgGetFreeDiskSpace(const char* path) {
   PathText probe;
   probe.Append(path != nullptr && *path != '\0' ? path : ".");
   char folder[PathSize];
@@ -116,8 +116,8 @@ long long SgGetFreeDiskSpace(const char *path) {
   }
 }
 
-void GetPathCfg(const char *tail, char *path, unsigned int /*size*/) {
-  const char *dirs = platform::Calls().getEnvironment("XDG_CONFIG_DIRS");
+void GetPathCfg(const char* tail, char* path, unsigned int /*size*/) {
+  const char* dirs = platform::Calls().getEnvironment("XDG_CONFIG_DIRS");
   std::size_t length = 0;
   if (dirs != nullptr && dirs[0] == '/') {
     length = std::strcspn(dirs, ":");
@@ -130,7 +130,7 @@ void GetPathCfg(const char *tail, char *path, unsigned int /*size*/) {
   PathText().Append(dirs, length).Append(tail).CopyTo(path);
 }
 
-void FilePathRoot(const char *name, char *path) {
+void FilePathRoot(const char* name, char* path) {
   char executable[PathSize];
   if (!platform::Calls().executablePath(executable, sizeof executable)) {
     if (path != nullptr)
@@ -140,7 +140,7 @@ void FilePathRoot(const char *name, char *path) {
   FilePathBase(executable, name, path, nullptr);
 }
 
-void FilePathBase(const char *base, const char *name, char *path, const char *extension) {
+void FilePathBase(const char* base, const char* name, char* path, const char* extension) {
   const PathParts named = Split(name);
   PathText joined;
   if (!(named.drive > 0 || (name != nullptr && IsSeparator(name[0]))))
@@ -158,12 +158,12 @@ void FilePathBase(const char *base, const char *name, char *path, const char *ex
   result.Append(extension).CopyTo(path);
 }
 
-void FileGetName(const char *path, char *name) {
+void FileGetName(const char* path, char* name) {
   const PathParts parts = Split(path);
   Part(path, parts.folder, parts.end, name);
 }
 
-void FileNameAddText(const char *name, const char *text, char *out) {
+void FileNameAddText(const char* name, const char* text, char* out) {
   const PathParts parts = Split(name);
   PathText result;
   result.Append(name, parts.name)
@@ -172,7 +172,7 @@ void FileNameAddText(const char *name, const char *text, char *out) {
   result.CopyTo(out);
 }
 
-void FileSplit(const char *path, char *drive, char *folder, char *name, char *extension) {
+void FileSplit(const char* path, char* drive, char* folder, char* name, char* extension) {
   PathParts parts = Split(path);
   if (parts.end >= PathSize)
     parts = PathParts{};

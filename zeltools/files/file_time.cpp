@@ -60,7 +60,7 @@ constexpr unsigned DaysInMonth(std::int64_t year, unsigned month) noexcept {
   return month == 2 && IsLeap(year) ? 29u : days[month - 1];
 }
 
-std::int64_t TicksOf(const FILETIME &time) noexcept {
+std::int64_t TicksOf(const FILETIME& time) noexcept {
   return static_cast<std::int64_t>(static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime);
 }
 
@@ -74,7 +74,7 @@ std::int64_t SecondsSince1970(std::int64_t ticks) noexcept {
   return ticks / TicksPerSecond - EpochDays1601 * SecondsPerDay;
 }
 
-FILETIME FileTimeOf(const platform::FileStamp &stamp) noexcept {
+FILETIME FileTimeOf(const platform::FileStamp& stamp) noexcept {
   FILETIME out = FileTimeFromSeconds(stamp.seconds);
   const std::int64_t ticks = TicksOf(out);
   if (ticks > 0 && ticks <= MaxTicks - stamp.nanoseconds / 100)
@@ -84,12 +84,12 @@ FILETIME FileTimeOf(const platform::FileStamp &stamp) noexcept {
 
 // One local conversion per field, so a field whose conversion fails reads
 // as its own failure value.
-template <typename Field> int LocalField(long long seconds, Field field, int failed) noexcept {
+int LocalField(long long seconds, int platform::CalendarTime::*field, int failed) noexcept {
   platform::CalendarTime fields{};
-  return platform::Calls().localCalendar(seconds, fields) ? field(fields) : failed;
+  return platform::Calls().localCalendar(seconds, fields) ? fields.*field : failed;
 }
 
-int FileTimes(void *handle, const char *name, FILETIME *created, FILETIME *accessed, FILETIME *written) {
+int FileTimes(void* handle, const char* name, FILETIME* created, FILETIME* accessed, FILETIME* written) {
   if (handle == nullptr && name == nullptr) {
     SetLastError(EINVAL);
     return 0;
@@ -112,38 +112,17 @@ int FileTimes(void *handle, const char *name, FILETIME *created, FILETIME *acces
 
 CTime CTime::GetCurrentTime() noexcept { return CTime(platform::Calls().timeNow()); }
 
-int CTime::GetYear() const noexcept {
-  return LocalField(
-      seconds_, [](const platform::CalendarTime &f) { return f.year; }, 0);
-}
-int CTime::GetMonth() const noexcept {
-  return LocalField(
-      seconds_, [](const platform::CalendarTime &f) { return f.month; }, 0);
-}
-int CTime::GetDay() const noexcept {
-  return LocalField(
-      seconds_, [](const platform::CalendarTime &f) { return f.day; }, 0);
-}
-int CTime::GetHour() const noexcept {
-  return LocalField(
-      seconds_, [](const platform::CalendarTime &f) { return f.hour; }, -1);
-}
-int CTime::GetMinute() const noexcept {
-  return LocalField(
-      seconds_, [](const platform::CalendarTime &f) { return f.minute; }, -1);
-}
-int CTime::GetSecond() const noexcept {
-  return LocalField(
-      seconds_, [](const platform::CalendarTime &f) { return f.second; }, -1);
-}
-int CTime::GetDayOfWeek() const noexcept {
-  return LocalField(
-      seconds_, [](const platform::CalendarTime &f) { return f.dayOfWeek + 1; }, 0);
-}
+int CTime::GetYear() const noexcept { return LocalField(seconds_, &platform::CalendarTime::year, 0); }
+int CTime::GetMonth() const noexcept { return LocalField(seconds_, &platform::CalendarTime::month, 0); }
+int CTime::GetDay() const noexcept { return LocalField(seconds_, &platform::CalendarTime::day, 0); }
+int CTime::GetHour() const noexcept { return LocalField(seconds_, &platform::CalendarTime::hour, -1); }
+int CTime::GetMinute() const noexcept { return LocalField(seconds_, &platform::CalendarTime::minute, -1); }
+int CTime::GetSecond() const noexcept { return LocalField(seconds_, &platform::CalendarTime::second, -1); }
+int CTime::GetDayOfWeek() const noexcept { return LocalField(seconds_, &platform::CalendarTime::dayOfWeek, -1) + 1; }
 
 // --- conversions -----------------------------------------------------------
 
-unsigned char FileTimeToSystemTime(const FILETIME *time, SYSTEMTIME *out) {
+unsigned char FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* out) {
   if (time == nullptr || out == nullptr)
     return 0;
   const std::int64_t ticks = TicksOf(*time);
@@ -165,10 +144,10 @@ unsigned char FileTimeToSystemTime(const FILETIME *time, SYSTEMTIME *out) {
   return 1;
 }
 
-unsigned char SystemTimeToFileTime(const SYSTEMTIME *time, FILETIME *out) {
+unsigned char SystemTimeToFileTime(const SYSTEMTIME* time, FILETIME* out) {
   if (time == nullptr || out == nullptr)
     return 0;
-  const SYSTEMTIME &t = *time;
+  const SYSTEMTIME& t = *time;
   if (t.wYear < 1601 || t.wYear > LastYear || t.wMonth < 1 || t.wMonth > 12 || t.wDay < 1 ||
       t.wDay > DaysInMonth(t.wYear, t.wMonth) || t.wHour > 23 || t.wMinute > 59 || t.wSecond > 59 ||
       t.wMilliseconds > 999)
@@ -179,7 +158,7 @@ unsigned char SystemTimeToFileTime(const SYSTEMTIME *time, FILETIME *out) {
   return 1;
 }
 
-unsigned char FileTimeToLocalFileTime(const FILETIME *time, FILETIME *out) {
+unsigned char FileTimeToLocalFileTime(const FILETIME* time, FILETIME* out) {
   if (time == nullptr || out == nullptr)
     return 0;
   const std::int64_t ticks = TicksOf(*time);
@@ -207,19 +186,19 @@ FILETIME FileTimeFromSeconds(long long seconds) noexcept {
 
 // --- texts and comparisons ---------------------------------------------------
 
-void GetTimeText(char *text) {
+void GetTimeText(char* text) {
   if (text == nullptr)
     return;
   const CTime now = CTime::GetCurrentTime();
-  // The trailing blank is part of the text: callers append to it directly.
-  // Converted in the order the fields are written (argument evaluation has
-  // no order of its own).
+  // The fields are converted in the order they are written (argument
+  // evaluation has no order of its own). The trailing blank is part of the
+  // text: callers append to it directly.
   const int day = now.GetDay(), month = now.GetMonth(), year = now.GetYear();
   const int hour = now.GetHour(), minute = now.GetMinute(), second = now.GetSecond();
-  std::snprintf(text, 28, "%02d.%02d.%04d %02d:%02d:%02d ", day, month, year, hour, minute, second);
+  std::snprintf(text, TimeTextSize, "%02d.%02d.%04d %02d:%02d:%02d ", day, month, year, hour, minute, second);
 }
 
-int FileTime(void *handle, FILETIME *created, FILETIME *accessed, FILETIME *written) {
+int FileTime(void* handle, FILETIME* created, FILETIME* accessed, FILETIME* written) {
   if (handle == nullptr) {
     SetLastError(EBADF);
     return 0;
@@ -227,12 +206,12 @@ int FileTime(void *handle, FILETIME *created, FILETIME *accessed, FILETIME *writ
   return FileTimes(handle, nullptr, created, accessed, written);
 }
 
-int FileTime(const char *name, FILETIME *created, FILETIME *accessed, FILETIME *written) {
+int FileTime(const char* name, FILETIME* created, FILETIME* accessed, FILETIME* written) {
   return FileTimes(nullptr, name, created, accessed, written);
 }
 
-int TimeCompare(SYSTEMTIME &a, SYSTEMTIME &b) {
-  const unsigned short SYSTEMTIME::*const order[] = {
+int TimeCompare(SYSTEMTIME& a, SYSTEMTIME& b) {
+  static constexpr unsigned short SYSTEMTIME::*order[] = {
       &SYSTEMTIME::wYear,   &SYSTEMTIME::wMonth,  &SYSTEMTIME::wDay,         &SYSTEMTIME::wHour,
       &SYSTEMTIME::wMinute, &SYSTEMTIME::wSecond, &SYSTEMTIME::wMilliseconds};
   for (const auto field : order)
@@ -241,7 +220,7 @@ int TimeCompare(SYSTEMTIME &a, SYSTEMTIME &b) {
   return 0;
 }
 
-int SgFileTimeCompare(FILETIME *a, FILETIME *b) {
+int SgFileTimeCompare(FILETIME* a, FILETIME* b) {
   SYSTEMTIME first{}, second{};
   const bool haveFirst = FileTimeToSystemTime(a, &first) != 0;
   const bool haveSecond = FileTimeToSystemTime(b, &second) != 0;
@@ -250,7 +229,7 @@ int SgFileTimeCompare(FILETIME *a, FILETIME *b) {
   return TimeCompare(first, second);
 }
 
-void FileTimePrint(const char *title, FILETIME *time) {
+void FileTimePrint(const char* title, FILETIME* time) {
   char line[400];
   int day = 0, month = 0, year = 0, hour = -1, minute = -1, second = -1;
   if (time != nullptr && TicksOf(*time) >= 0) {

@@ -66,41 +66,46 @@ static_assert(sizeof(CTime) == 8 && std::is_trivially_copyable_v<CTime>, "CTime 
 /// UTC calendar of a file time; the ticks below a millisecond are dropped.
 /// 0 (and `out` untouched) when a pointer is null or the time is 2^63 ticks
 /// or more.
-unsigned char FileTimeToSystemTime(const FILETIME *time, SYSTEMTIME *out);
+unsigned char FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* out);
 /// The file time of a UTC calendar moment (`wDayOfWeek` is ignored). 0 when
 /// a pointer is null or a field is out of range (years 1601-30827).
-unsigned char SystemTimeToFileTime(const SYSTEMTIME *time, FILETIME *out);
+unsigned char SystemTimeToFileTime(const SYSTEMTIME* time, FILETIME* out);
 /// A UTC file time shifted by the local offset in force at that moment. 0
 /// when the system cannot convert it.
-unsigned char FileTimeToLocalFileTime(const FILETIME *time, FILETIME *out);
+unsigned char FileTimeToLocalFileTime(const FILETIME* time, FILETIME* out);
 /// The file time of `seconds` since 1970 UTC (0 ticks before 1601).
 FILETIME FileTimeFromSeconds(long long seconds) noexcept;
 
+/// Bytes that always hold `GetTimeText`'s text: five 2-character fields,
+/// the year as an int (up to 11 characters), the separators, the trailing
+/// blank and the terminator.
+constexpr unsigned int TimeTextSize = 28;
+
 /// Writes the local date and time now, "dd.mm.yyyy hh:mm:ss " (with the
-/// trailing blank: 20 characters and the terminator), into `text` of at least
-/// 21 bytes. Each field comes from its own conversion of one moment; a field
-/// that cannot be converted is -1 (seconds, minutes, hours) or 0 (year, month,
-/// day), so the text can be longer: 28 bytes always suffice.
-void GetTimeText(char *text);
+/// trailing blank: 20 characters and the terminator), into `text`. Each field
+/// comes from its own conversion of one moment; a field that cannot be
+/// converted is -1 (seconds, minutes, hours) or 0 (year, month, day). Never
+/// more than `TimeTextSize` bytes are written.
+void GetTimeText(char* text);
 
 /// The creation, last-access and last-write times of the open file `handle`
 /// (a `CFileBase::GetHandle()`) or of the file `name`. Null pointers are
 /// skipped. Creation is the birth time where the file system keeps one, else
 /// the time of the last change of the file's status. 1 on success, 0 (last
 /// error set) on failure.
-int FileTime(void *handle, FILETIME *created, FILETIME *accessed, FILETIME *written);
-int FileTime(const char *name, FILETIME *created, FILETIME *accessed, FILETIME *written);
+int FileTime(void* handle, FILETIME* created, FILETIME* accessed, FILETIME* written);
+int FileTime(const char* name, FILETIME* created, FILETIME* accessed, FILETIME* written);
 
 /// 1 when `a` is later than `b`, -1 when earlier, 0 when equal, comparing
 /// the date, time and milliseconds (not the day of the week).
-int TimeCompare(SYSTEMTIME &a, SYSTEMTIME &b);
+int TimeCompare(SYSTEMTIME& a, SYSTEMTIME& b);
 /// `TimeCompare` of the two file times' calendars, so times within the same
 /// millisecond compare equal. A null pointer or a time that has no calendar
 /// counts as the earliest.
-int SgFileTimeCompare(FILETIME *a, FILETIME *b);
+int SgFileTimeCompare(FILETIME* a, FILETIME* b);
 
 /// Appends one line, `title`, a blank and the local time of `time` as
 /// "dd.mm.yyyy hh:mm:ss", to the debugging file that `dPrintf` writes.
-void FileTimePrint(const char *title, FILETIME *time);
+void FileTimePrint(const char* title, FILETIME* time);
 
 } // namespace zel

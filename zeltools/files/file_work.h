@@ -34,23 +34,23 @@ public:
   /// reports 103 (the file is read-only) and fails, leaving the file closed
   /// and untouched. A failed mark read reports 105, a failed mark write 107;
   /// the file is then closed too.
-  unsigned char Open(const char *name, const char *mode, CPhrase *sink = nullptr, unsigned char crash = 0);
+  unsigned char Open(const char* name, const char* mode, CPhrase* sink = nullptr, unsigned char crash = 0);
 
   /// Stamps the mark with the current time and logical length, writes it at
   /// the file's start and flushes the file (`Flush`'s result). 1 at once when
   /// the file is not open for writing.
   unsigned char SetMark();
   /// 1 when all 32 bytes of this file's mark equal `other`.
-  unsigned char Check(const FILE_MARK &other) const noexcept { return mark_ == other ? 1 : 0; }
+  unsigned char Check(const FILE_MARK& other) const noexcept { return mark_ == other ? 1 : 0; }
   /// The mark's time field (it may be changed; `SetMark` sets it to now).
-  CTime *GetTime() noexcept { return &mark_.time; }
+  CTime* GetTime() noexcept { return &mark_.time; }
   /// The mark as last read or written. It stays readable after `Close`.
-  const FILE_MARK &GetMark() const noexcept { return mark_; }
+  const FILE_MARK& GetMark() const noexcept { return mark_; }
 
   /// Appends the logical contents of the work file `name` (without its
   /// mark), opened with mode "rs", this file's sink and crash flag 1. 0 when
   /// `name` does not exist.
-  unsigned char AddFile(const char *name);
+  unsigned char AddFile(const char* name);
 
   /// Reads the mark of the work file `name` without marking it: the file is
   /// opened shared for reading only. `length` receives the file's logical
@@ -58,7 +58,7 @@ public:
   /// shorter than a mark reports 110; otherwise failures are those of
   /// `CFileBase::Open` and `Read`. Returns 1 on success; with a sink, 0 after
   /// recording the failure.
-  static unsigned char ReadMark(const char *name, FILE_MARK &mark, long long &length, CPhrase *sink = nullptr);
+  static unsigned char ReadMark(const char* name, FILE_MARK& mark, long long& length, CPhrase* sink = nullptr);
 
 private:
   unsigned char ReadMarkImage();

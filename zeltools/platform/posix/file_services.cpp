@@ -14,7 +14,7 @@
 
 #include "zeltools/errors/last_error.h"
 
-extern char **environ;
+extern char** environ;
 
 namespace zel::platform::posix {
 namespace {
@@ -22,7 +22,7 @@ namespace {
 void Record(bool ok) noexcept { SetLastError(ok ? 0u : static_cast<unsigned int>(errno != 0 ? errno : EIO)); }
 
 // Handles are descriptors plus one (see system_calls.cpp).
-int DescriptorOf(void *handle) noexcept { return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1); }
+int DescriptorOf(void* handle) noexcept { return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1); }
 
 FileStamp StampOf(std::int64_t seconds, long nanoseconds) noexcept {
   return FileStamp{seconds, static_cast<std::uint32_t>(nanoseconds)};
@@ -30,21 +30,21 @@ FileStamp StampOf(std::int64_t seconds, long nanoseconds) noexcept {
 
 } // namespace
 
-void *FileMap(void *handle, std::size_t bytes, bool write) noexcept {
+void* FileMap(void* handle, std::size_t bytes, bool write) noexcept {
   errno = 0;
-  void *view = ::mmap(nullptr, bytes, PROT_READ | (write ? PROT_WRITE : 0), MAP_SHARED, DescriptorOf(handle), 0);
+  void* view = ::mmap(nullptr, bytes, PROT_READ | (write ? PROT_WRITE : 0), MAP_SHARED, DescriptorOf(handle), 0);
   Record(view != MAP_FAILED);
   return view == MAP_FAILED ? nullptr : view;
 }
 
-bool FileUnmap(void *view, std::size_t bytes) noexcept {
+bool FileUnmap(void* view, std::size_t bytes) noexcept {
   errno = 0;
   const bool ok = ::munmap(view, bytes) == 0;
   Record(ok);
   return ok;
 }
 
-bool DiskFree(const char *path, std::uint64_t &bytes) noexcept {
+bool DiskFree(const char* path, std::uint64_t& bytes) noexcept {
   struct statvfs info {};
   int rc;
   do {
@@ -58,7 +58,7 @@ bool DiskFree(const char *path, std::uint64_t &bytes) noexcept {
 
 // statx gives the birth time where the file system records one; elsewhere
 // the change time stands in for the creation time.
-bool FileTimes(void *handle, const char *name, FileStamps &stamps) noexcept {
+bool FileTimes(void* handle, const char* name, FileStamps& stamps) noexcept {
   stamps = FileStamps{};
 #if defined(STATX_BTIME)
   struct statx info {};
@@ -69,7 +69,7 @@ bool FileTimes(void *handle, const char *name, FileStamps &stamps) noexcept {
   Record(rc == 0);
   if (rc != 0)
     return false;
-  const auto &born = (info.stx_mask & STATX_BTIME) != 0 ? info.stx_btime : info.stx_ctime;
+  const auto& born = (info.stx_mask & STATX_BTIME) != 0 ? info.stx_btime : info.stx_ctime;
   stamps.created = StampOf(born.tv_sec, born.tv_nsec);
   stamps.accessed = StampOf(info.stx_atime.tv_sec, info.stx_atime.tv_nsec);
   stamps.written = StampOf(info.stx_mtime.tv_sec, info.stx_mtime.tv_nsec);
@@ -93,7 +93,7 @@ std::int64_t TimeNow() noexcept {
   return static_cast<std::int64_t>(std::time(nullptr));
 }
 
-bool LocalCalendar(std::int64_t seconds, CalendarTime &fields) noexcept {
+bool LocalCalendar(std::int64_t seconds, CalendarTime& fields) noexcept {
   fields = CalendarTime{};
   const auto moment = static_cast<std::time_t>(seconds);
   std::tm local{};
@@ -109,7 +109,7 @@ bool LocalCalendar(std::int64_t seconds, CalendarTime &fields) noexcept {
   return true;
 }
 
-bool ExecutablePath(char *path, std::size_t size) noexcept {
+bool ExecutablePath(char* path, std::size_t size) noexcept {
   if (path == nullptr || size == 0) {
     SetLastError(EINVAL);
     return false;
@@ -131,9 +131,9 @@ bool ExecutablePath(char *path, std::size_t size) noexcept {
   return true;
 }
 
-const char *GetEnvironment(const char *name) noexcept { return name != nullptr ? std::getenv(name) : nullptr; }
+const char* GetEnvironment(const char* name) noexcept { return name != nullptr ? std::getenv(name) : nullptr; }
 
-int RunProgram(const char *const *arguments, char *output, std::size_t size, std::size_t &length) noexcept {
+int RunProgram(const char* const* arguments, char* output, std::size_t size, std::size_t& length) noexcept {
   length = 0;
   if (output != nullptr && size > 0)
     output[0] = '\0';
@@ -156,7 +156,7 @@ int RunProgram(const char *const *arguments, char *output, std::size_t size, std
   // posix_spawnp takes the argument vector as char* const*; it does not
   // change the strings.
   const int spawned =
-      ::posix_spawnp(&child, arguments[0], &actions, nullptr, const_cast<char *const *>(arguments), environ);
+      ::posix_spawnp(&child, arguments[0], &actions, nullptr, const_cast<char* const*>(arguments), environ);
   posix_spawn_file_actions_destroy(&actions);
   ::close(pipeEnds[1]);
   if (spawned != 0) {
@@ -168,7 +168,7 @@ int RunProgram(const char *const *arguments, char *output, std::size_t size, std
   // what does not fit is dropped.
   char scratch[4096];
   for (;;) {
-    char *into = output != nullptr && length + 1 < size ? output + length : scratch;
+    char* into = output != nullptr && length + 1 < size ? output + length : scratch;
     const std::size_t room = into == scratch ? sizeof scratch : size - 1 - length;
     const ssize_t n = ::read(pipeEnds[0], into, room);
     if (n < 0 && errno == EINTR)

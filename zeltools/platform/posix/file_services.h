@@ -11,14 +11,14 @@
 
 namespace zel::platform::posix {
 
-void *FileMap(void *handle, std::size_t bytes, bool write) noexcept;
-bool FileUnmap(void *view, std::size_t bytes) noexcept;
-bool DiskFree(const char *path, std::uint64_t &bytes) noexcept;
-bool FileTimes(void *handle, const char *name, FileStamps &stamps) noexcept;
+void* FileMap(void* handle, std::size_t bytes, bool write) noexcept;
+bool FileUnmap(void* view, std::size_t bytes) noexcept;
+bool DiskFree(const char* path, std::uint64_t& bytes) noexcept;
+bool FileTimes(void* handle, const char* name, FileStamps& stamps) noexcept;
 std::int64_t TimeNow() noexcept;
-bool LocalCalendar(std::int64_t seconds, CalendarTime &fields) noexcept;
-bool ExecutablePath(char *path, std::size_t size) noexcept;
-const char *GetEnvironment(const char *name) noexcept;
-int RunProgram(const char *const *arguments, char *output, std::size_t size, std::size_t &length) noexcept;
+bool LocalCalendar(std::int64_t seconds, CalendarTime& fields) noexcept;
+bool ExecutablePath(char* path, std::size_t size) noexcept;
+const char* GetEnvironment(const char* name) noexcept;
+int RunProgram(const char* const* arguments, char* output, std::size_t size, std::size_t& length) noexcept;
 
 } // namespace zel::platform::posix
