@@ -1,7 +1,6 @@
 #include "zeltools/platform/posix/file_services.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
