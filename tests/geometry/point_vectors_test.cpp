@@ -124,6 +124,42 @@ TYPED_TEST(PointVectors, SearchesAndMergeAgainstBruteForce) {
   }
 }
 
+// Points and queries on cell borders (cells are eight tolerances wide) and at
+// the rounding edges of the tolerance: a coordinate within two ulps of
+// v - tol or v + tol, or a hair beyond a border, where the index's cell range
+// and the comparison's own rounding could disagree.
+TYPED_TEST(PointVectors, SearchesAtTheRoundingEdgesOfTheToleranceAgreeWithTheScan) {
+  std::mt19937_64 rng(70);
+  int found = 0;
+  for (const double tol : {0.125, 0.1, 3.0, 1e-3}) {
+    std::vector<double> edges;
+    for (int k = -2; k <= 2; ++k)
+      for (const double d : {0.0, tol, -tol, 2 * tol, -2 * tol}) {
+        const double e = k * 8 * tol + d;
+        edges.insert(edges.end(), {e - 1e-20 * tol, e + 1e-20 * tol, std::nextafter(e, -HUGE_VAL),
+                                   std::nextafter(e, HUGE_VAL), e});
+        edges.insert(edges.end(), {std::nextafter(edges.end()[-3], -HUGE_VAL), std::nextafter(edges.end()[-2], HUGE_VAL)});
+      }
+    std::uniform_int_distribution<std::size_t> pick(0, edges.size() - 1);
+    const auto edge = [&] { return edges[pick(rng)]; };
+    TypeParam v;
+    std::vector<typename TestFixture::Point> queries;
+    for (int i = 0; i < 3000; ++i)
+      (i % 2 ? v : queries).push_back(i % 3 ? this->Make(edge(), edge(), edge()) : this->Make(edge(), 0, 0));
+    this->CheckAgainstScan(v, queries, tol, found);
+  }
+  // Inputs that once made the index miss a point the scan finds, stored as
+  // point vectors and searched within 0.125.
+  const std::string path = std::string(ZEL_TEST_SOURCE_DIR) + "/corpus/point_index/" +
+                           (std::is_same_v<TypeParam, VPoint2D> ? "plane" : "space") + "_tiny_below_border.bin";
+  CFileBase f;
+  ASSERT_EQ(f.Open(path.c_str(), "r"), 1) << path;
+  TypeParam stored;
+  stored.Read(f, 0);
+  ASSERT_EQ(stored.size(), 202u);
+  this->CheckAgainstScan(stored, {stored.begin(), stored.end()}, 0.125, found);
+}
+
 TYPED_TEST(PointVectors, IndexFollowsTheVector) {
   TypeParam v;
   typename TestFixture::Index index(v, 0.01);
