@@ -96,10 +96,6 @@ inline long long SizeOnDisk(const std::string& path) {
 
 /// Catalogue message `id` as a file reports it: filled with the file's name
 /// and an empty text, in the thread's language.
-inline std::string FileMessage(unsigned int id, const std::string& name) {
-  char buffer[1024];
-  std::snprintf(buffer, sizeof buffer, CatalogueText(id).c_str(), name.c_str(), "");
-  return buffer;
-}
+inline std::string FileMessage(unsigned int id, const std::string& name) { return Message(id, name.c_str(), ""); }
 
 } // namespace zel::test
