@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <random>
 #include <string>
@@ -253,9 +252,7 @@ TEST(PointVectorsFile, CountIsCheckedAgainstTheSizeOfAPoint) {
   ASSERT_EQ(f.Open(path.c_str(), "r"), 1);
   VPoint3D space{{1, 2, 3}};
   VPoint2D plane;
-  char expected[1024];
-  std::snprintf(expected, sizeof expected, test::CatalogueText(110).c_str(), path.c_str());
-  EXPECT_EQ(test::ThrownText([&] { space.Read(f, 0); }), expected);
+  EXPECT_EQ(test::ThrownText([&] { space.Read(f, 0); }), test::FileMessage(110, path));
   EXPECT_TRUE(space.size() == 1 && space[0] == CPoint3D(1, 2, 3)); // nothing stored is lost
   plane.Read(f, 0);
   EXPECT_TRUE(plane.size() == 3 && plane[0].x == DoubleAt(bytes, 4));
