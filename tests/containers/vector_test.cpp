@@ -347,24 +347,6 @@ TEST_F(VectorFile, BlocksAreCountThenElementImagesAppendedAndDescribed) {
   EXPECT_TRUE(pairsBack.Compare(pairs) == 0 && pointsBack.Compare(points) == 0);
 }
 
-TEST_F(VectorFile, RandomBlocksRoundTripByteForByte) {
-  using P = CTypeValue<unsigned short, double>;  // 10-byte records, NaNs among them
-  std::mt19937_64 rng(17);
-  ASSERT_EQ(f_.Open(path_.c_str(), "rw"), 1);
-  std::vector<Vector<P>> written(60);
-  std::vector<DOCUMENT> docs(written.size());
-  for (std::size_t k = 0; k < written.size(); ++k) {
-    written[k].resize(rng() % (k % 15 == 0 ? 5000 : 12));  // some span the file's cache
-    for (P& e : written[k]) e = RandomValue<P>(rng, false);
-    written[k].Write(f_, docs[k], 1);
-  }
-  for (std::size_t k = written.size(); k-- > 0;) {
-    Vector<P> back(1);
-    back.Read(f_, docs[k]);
-    ASSERT_EQ(ImageOf(Std(back)), ImageOf(Std(written[k]))) << "block " << k;
-  }
-}
-
 TEST_F(VectorFile, PositionalFormsWriteInPlaceAndReadInSequence) {
   ASSERT_EQ(f_.Open(path_.c_str(), "rw"), 1);
   EXPECT_EQ((Vector<int>{1, 2, 3}.Write(f_, -1)), 0u);
