@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/random_points.h"
 #include "support/temp_files.h"
 #include "support/test_support.h"
 #include "zeltools/files/file_base.h"
@@ -200,43 +201,30 @@ TEST(PointVectorsInTheGenericVector, KeptOrderSeesAllPointsAsEquivalent) {
   EXPECT_TRUE(std::is_permutation(v.begin(), v.end(), before.begin(), before.end()));
 }
 
-double DoubleAt(const std::vector<unsigned char>& bytes, std::size_t at) {
-  double d;
-  std::memcpy(&d, bytes.data() + at, sizeof d);
-  return d;
-}
-
-TEST(PointVectorsFile, PointsPersistAs16And24ByteElements) {
+// Stored as Vector stores its elements (a count, then their images, whose
+// layouts the headers assert): the record's length and a byte-exact round
+// trip, -0 included.
+TEST(PointVectorsFile, PointsRoundTripAs16And24ByteElements) {
   test::TempDir dir;
   const std::string path = dir.File("points.bin");
   std::mt19937_64 rng(60);
-  std::uniform_real_distribution<double> d(-1e6, 1e6);
   VPoint2D plane{{1.5, -2}}, planeBack;
   VPoint3D space{{-0.0, 1e300, 0.25}}, spaceBack;
-  for (int i = 0; i < 300; ++i)
-    plane.Append(CPoint2D(d(rng), d(rng)));
-  for (int i = 0; i < 200; ++i)
-    space.Append(CPoint3D(d(rng), d(rng), d(rng)));
+  for (int i = 0; i < 300; ++i) {
+    plane.Append(test::RandomPoint2D(rng));
+    space.Append(test::RandomPoint3D(rng));
+  }
   CFileBase f;
   DOCUMENT d2, d3;
   ASSERT_EQ(f.Open(path.c_str(), "rw"), 1);
   plane.Write(f, d2, 0);
   space.Write(f, d3, 0);
-  f.Close();
-  EXPECT_TRUE(d2.position == 0 && d2.length == 4 + 16 * 301 && d3.position == d2.length && d3.length == 4 + 24 * 201);
-  // A count, then x, y (and z) of each point in order.
-  const std::vector<unsigned char> bytes = test::Bytes(path);
-  const auto s = static_cast<std::size_t>(d3.position);
-  ASSERT_EQ(bytes.size(), static_cast<std::size_t>(d2.length + d3.length));
-  EXPECT_TRUE(bytes[0] == 45 && bytes[1] == 1 && bytes[2] == 0 && bytes[3] == 0 && bytes[s] == 201);
-  EXPECT_TRUE(DoubleAt(bytes, 4) == 1.5 && DoubleAt(bytes, 12) == -2 && DoubleAt(bytes, 4812) == plane.back().y);
-  EXPECT_TRUE(std::signbit(DoubleAt(bytes, s + 4)) && DoubleAt(bytes, s + 12) == 1e300);
-  EXPECT_TRUE(DoubleAt(bytes, s + 20) == 0.25 && DoubleAt(bytes, s + 4 + 24 * 200 + 16) == space.back().z);
-  ASSERT_EQ(f.Open(path.c_str(), "r"), 1);
+  EXPECT_TRUE(d2.length == 4 + 16 * 301 && d3.position == d2.length && d3.length == 4 + 24 * 301);
   planeBack.Read(f, d2);
   spaceBack.Read(f, d3);
-  EXPECT_TRUE(std::equal(plane.begin(), plane.end(), planeBack.begin(), planeBack.end()));
-  EXPECT_TRUE(std::equal(space.begin(), space.end(), spaceBack.begin(), spaceBack.end()));
+  ASSERT_TRUE(planeBack.size() == plane.size() && spaceBack.size() == space.size());
+  EXPECT_EQ(std::memcmp(planeBack.data(), plane.data(), 16 * plane.size()), 0);
+  EXPECT_EQ(std::memcmp(spaceBack.data(), space.data(), 24 * space.size()), 0);
 }
 
 TEST(PointVectorsFile, CountIsCheckedAgainstTheSizeOfAPoint) {
@@ -255,7 +243,7 @@ TEST(PointVectorsFile, CountIsCheckedAgainstTheSizeOfAPoint) {
   EXPECT_EQ(test::ThrownText([&] { space.Read(f, 0); }), test::FileMessage(110, path));
   EXPECT_TRUE(space.size() == 1 && space[0] == CPoint3D(1, 2, 3)); // nothing stored is lost
   plane.Read(f, 0);
-  EXPECT_TRUE(plane.size() == 3 && plane[0].x == DoubleAt(bytes, 4));
+  EXPECT_EQ(plane.size(), 3u);
 }
 
 } // namespace
