@@ -19,9 +19,10 @@ namespace zel::test {
 /// with a few or many bytes changed, are read by `read` from a file that
 /// reports into a message list, the record cut to the bytes left so that the
 /// damage is met inside the block. `read` says whether it accepted the block
-/// and checks itself that a refusal lost nothing stored. A cut must be
-/// refused, and a refusal must leave message 110 or 105 in the list; any
-/// other outcome (a crash, a stray exception, a silent refusal) fails.
+/// and checks itself that a refusal lost nothing stored. The whole block must
+/// be accepted and every cut refused, and a refusal must leave message 110 or
+/// 105 in the list; any other outcome (a crash, a stray exception, a silent
+/// refusal) fails.
 inline void ExpectEveryDamageReported(const std::string& path, const std::function<void(CFileBase&, DOCUMENT&)>& write,
                                       const std::function<bool(CFileBase&, DOCUMENT)>& read, int rounds = 300) {
   CFileBase w;
@@ -34,10 +35,10 @@ inline void ExpectEveryDamageReported(const std::string& path, const std::functi
   ASSERT_TRUE(doc.position == 4 && doc.position + doc.length == static_cast<long long>(good.size()));
   std::mt19937 rng(static_cast<unsigned int>(good.size()));
   for (std::size_t round = 5; round < good.size() + rounds; ++round) { // from a one-byte block on
-    const bool cut = round < good.size();
+    const bool cut = round < good.size(), whole = round == good.size();
     std::vector<unsigned char> bytes(good.begin(), good.begin() + static_cast<long>(cut ? round : good.size()));
     // Small values more often than not, so that damaged counts stay plausible.
-    for (std::size_t k = cut ? 0 : round % 5 == 0 ? 40 : 1 + rng() % 3; k > 0; --k)
+    for (std::size_t k = cut || whole ? 0 : round % 5 == 0 ? 40 : 1 + rng() % 3; k > 0; --k)
       bytes[4 + rng() % (bytes.size() - 4)] = static_cast<unsigned char>(rng() % 4 == 0 ? rng() : rng() % 3);
     PutBytes(path, bytes);
     CPhrase sink;
@@ -48,6 +49,7 @@ inline void ExpectEveryDamageReported(const std::string& path, const std::functi
       ASSERT_TRUE(sink.empty()) << "accepted with a message, round " << round;
       continue;
     }
+    ASSERT_FALSE(whole) << "the undamaged block was refused";
     ASSERT_FALSE(sink.empty()) << "refused without a message, round " << round;
     ASSERT_TRUE(sink.back().param1 == 110u || sink.back().param1 == 105u) << sink.back().param1 << ", round " << round;
   }
