@@ -12,7 +12,6 @@
 #include "support/damage.h"
 #include "support/temp_files.h"
 #include "support/test_support.h"
-#include "zeltools/errors/language.h"
 #include "zeltools/files/file_base.h"
 #include "zeltools/platform/platform.h"
 #include "zeltools/text/phrase.h"
@@ -196,6 +195,8 @@ TEST(CArrayPlus, ExhaustionAndRequestsBeyondThirtyTwoBitsLeaveTheArrayAsItWas) {
   EXPECT_EQ(ThrownText([] { internal::PieceBytes(0x4000000000000001u, 8); }), TooLarge);
 }
 
+using VArrayPlusFile = test::FileTest;
+
 // --- VArrayPlus ------------------------------------------------------------
 
 using Rows = std::vector<std::vector<float>>;
@@ -208,11 +209,10 @@ void ExpectRows(const VArrayPlus<float>& v, const Rows& model) {
 
 // Random row edits against a model of rows and their capacities, then a copy
 // and a Write/Read round trip of the result.
-TEST(VArrayPlus, RandomRowEditsMatchAModelThroughCopyWriteAndRead) {
+TEST_F(VArrayPlusFile, RandomRowEditsMatchAModelThroughCopyWriteAndRead) {
   std::mt19937 rng(5);
-  test::TempDir dir;
   CFileBase file;
-  ASSERT_EQ(file.Open(dir.File("rows").c_str(), "wr"), 1);
+  ASSERT_EQ(file.Open(path_.c_str(), "wr"), 1);
   for (int round = 0; round < 10; ++round) {
     VArrayPlus<float> v;
     Rows model;
@@ -270,12 +270,10 @@ TEST(VArrayPlus, RandomRowEditsMatchAModelThroughCopyWriteAndRead) {
   EXPECT_EQ(cleared.GetSize(), 0u);
 }
 
-TEST(VArrayPlus, PayloadBytesAreTheRowCountThenEachRowsCountAndElements) {
-  test::TempDir dir;
-  const std::string path = dir.File("rows");
-  test::PutBytes(path, {0xAA, 0xBB});
+TEST_F(VArrayPlusFile, PayloadBytesAreTheRowCountThenEachRowsCountAndElements) {
+  test::PutBytes(path_, {0xAA, 0xBB});
   CFileBase file;
-  ASSERT_EQ(file.Open(path.c_str(), "wa"), 1);
+  ASSERT_EQ(file.Open(path_.c_str(), "wa"), 1);
   VArrayPlus<double> v, empty;
   v.SetSize(2);
   v.Append(0, 1.5);
@@ -292,16 +290,14 @@ TEST(VArrayPlus, PayloadBytesAreTheRowCountThenEachRowsCountAndElements) {
   expected.insert(expected.end(), rows.begin(), rows.end());
   expected.insert(expected.end(), {2, 0, 0, 0});
   expected.insert(expected.end(), rows.begin(), rows.end());
-  EXPECT_EQ(test::Bytes(path), expected);
+  EXPECT_EQ(test::Bytes(path_), expected);
 }
 
 // A damaged payload leaves the array empty; whatever is accepted fits the
 // bytes that were there. A file that cannot be written leaves the record empty.
-TEST(VArrayPlus, DamagedPayloadsAndFailingFilesAreReportedAndLeaveNothingBehind) {
-  test::TempDir dir;
-  const std::string path = dir.File("rows");
+TEST_F(VArrayPlusFile, DamagedPayloadsAndFailingFilesAreReportedAndLeaveNothingBehind) {
   test::ExpectEveryDamageReported(
-      path,
+      path_,
       [](CFileBase& f, DOCUMENT& doc) {
         VArrayPlus<unsigned int> v; // {}, {7}, {8, 9}
         v.SetSize(3);
@@ -321,7 +317,7 @@ TEST(VArrayPlus, DamagedPayloadsAndFailingFilesAreReportedAndLeaveNothingBehind)
       });
   CPhrase sink;
   CFileBase file;
-  ASSERT_EQ(file.Open(path.c_str(), "r", &sink), 1);
+  ASSERT_EQ(file.Open(path_.c_str(), "r", &sink), 1);
   VArrayPlus<double> v;
   v.SetSize(1);
   DOCUMENT doc{7, 7};

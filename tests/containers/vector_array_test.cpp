@@ -10,7 +10,6 @@
 #include "support/damage.h"
 #include "support/temp_files.h"
 #include "support/test_support.h"
-#include "zeltools/errors/language.h"
 #include "zeltools/files/file_base.h"
 #include "zeltools/text/phrase.h"
 
@@ -45,7 +44,7 @@ void ExpectEqual(const VectorArray<T, unsigned int>& a, const Model<T>& model) {
 }
 
 template <class T>
-class ListsOf : public ::testing::Test {};
+class ListsOf : public test::FileTest {};
 using ElementTypes = ::testing::Types<char, unsigned char, unsigned int, double, CTypeValue<unsigned char, unsigned int>,
                                       CTypeValue<unsigned short, double>>;
 TYPED_TEST_SUITE(ListsOf, ElementTypes);
@@ -56,9 +55,8 @@ TYPED_TEST_SUITE(ListsOf, ElementTypes);
 TYPED_TEST(ListsOf, RandomEditsMatchAModelThroughWriteReadAndCompress) {
   using T = TypeParam;
   std::mt19937 rng(17);
-  test::TempDir dir;
   CFileBase file;
-  ASSERT_EQ(file.Open(dir.File("lists").c_str(), "wr"), 1);
+  ASSERT_EQ(file.Open(this->path_.c_str(), "wr"), 1);
   for (int round = 0; round < 8; ++round) {
     VectorArray<T, unsigned int> a;
     Model<T> model;
@@ -138,9 +136,11 @@ TYPED_TEST(ListsOf, RandomEditsMatchAModelThroughWriteReadAndCompress) {
   }
 }
 
+using VectorArrayFile = test::FileTest;
+
 // Lists of every length up to a few hundred bytes and some larger than the
 // streaming buffers cross every copy path and buffer boundary of the payload.
-TEST(VectorArray, RunsOfEveryLengthAndLongerThanTheBuffersRoundTrip) {
+TEST_F(VectorArrayFile, RunsOfEveryLengthAndLongerThanTheBuffersRoundTrip) {
   VectorArray<char, unsigned int> a;
   std::mt19937 rng(31);
   std::vector<std::string> model;
@@ -151,9 +151,8 @@ TEST(VectorArray, RunsOfEveryLengthAndLongerThanTheBuffersRoundTrip) {
     a.Append(static_cast<unsigned int>(text.size()), text.data());
     model.push_back(text);
   }
-  test::TempDir dir;
   CFileBase file;
-  ASSERT_EQ(file.Open(dir.File("runs").c_str(), "wr"), 1);
+  ASSERT_EQ(file.Open(path_.c_str(), "wr"), 1);
   DOCUMENT doc;
   a.Write(file, doc);
   VectorArray<char, unsigned int> back;
@@ -185,11 +184,9 @@ TEST(VectorArray, OutOfRangeNumbersAndHeadChanges) {
 
 // Exact bytes: an empty array, lists with their total, heads before counts
 // (head arrays keep their marks), and pairs packed in 5 bytes.
-TEST(VectorArray, PayloadBytes) {
-  test::TempDir dir;
-  const std::string path = dir.File("bytes");
+TEST_F(VectorArrayFile, PayloadBytes) {
   CFileBase file;
-  ASSERT_EQ(file.Open(path.c_str(), "wr"), 1);
+  ASSERT_EQ(file.Open(path_.c_str(), "wr"), 1);
   UIntArray empty, a;
   const unsigned int seven = 7;
   a.Append(1, &seven);
@@ -216,18 +213,16 @@ TEST(VectorArray, PayloadBytes) {
     for (int k = 0; k < 4; ++k)
       expected.push_back(static_cast<unsigned char>(w >> (8 * k)));
   expected.insert(expected.end(), {1, 4, 3, 2, 1, 2, 5, 0, 0, 0});
-  EXPECT_EQ(test::Bytes(path), expected);
+  EXPECT_EQ(test::Bytes(path_), expected);
 }
 
 // A damaged payload leaves the array empty; whatever is accepted fits the
 // bytes that were there. A file that cannot be written leaves the record
 // empty and the marks set.
-TEST(VectorArray, DamagedPayloadsAndFailingFilesAreReportedAndLoseNothingStored) {
-  test::TempDir dir;
-  const std::string path = dir.File("damaged");
+TEST_F(VectorArrayFile, DamagedPayloadsAndFailingFilesAreReportedAndLoseNothingStored) {
   const unsigned int seven = 7;
   test::ExpectEveryDamageReported(
-      path,
+      path_,
       [&](CFileBase& f, DOCUMENT& doc) {
         HeadArray h; // {head 5, {7}}, {head 6, {}}
         h.Append(5, 1, &seven);
@@ -246,7 +241,7 @@ TEST(VectorArray, DamagedPayloadsAndFailingFilesAreReportedAndLoseNothingStored)
       });
   CPhrase sink;
   CFileBase file;
-  ASSERT_EQ(file.Open(path.c_str(), "r", &sink), 1);
+  ASSERT_EQ(file.Open(path_.c_str(), "r", &sink), 1);
   UIntArray a;
   a.Append(1, &seven);
   DOCUMENT doc{7, 7};

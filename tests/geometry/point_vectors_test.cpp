@@ -201,12 +201,12 @@ TEST(PointVectorsInTheGenericVector, KeptOrderSeesAllPointsAsEquivalent) {
   EXPECT_TRUE(std::is_permutation(v.begin(), v.end(), before.begin(), before.end()));
 }
 
+using PointVectorsFile = test::FileTest;
+
 // Stored as Vector stores its elements (a count, then their images, whose
 // layouts the headers assert): the record's length and a byte-exact round
 // trip, -0 included.
-TEST(PointVectorsFile, PointsRoundTripAs16And24ByteElements) {
-  test::TempDir dir;
-  const std::string path = dir.File("points.bin");
+TEST_F(PointVectorsFile, PointsRoundTripAs16And24ByteElements) {
   std::mt19937_64 rng(60);
   VPoint2D plane{{1.5, -2}}, planeBack;
   VPoint3D space{{-0.0, 1e300, 0.25}}, spaceBack;
@@ -216,7 +216,7 @@ TEST(PointVectorsFile, PointsRoundTripAs16And24ByteElements) {
   }
   CFileBase f;
   DOCUMENT d2, d3;
-  ASSERT_EQ(f.Open(path.c_str(), "rw"), 1);
+  ASSERT_EQ(f.Open(path_.c_str(), "rw"), 1);
   plane.Write(f, d2, 0);
   space.Write(f, d3, 0);
   EXPECT_TRUE(d2.length == 4 + 16 * 301 && d3.position == d2.length && d3.length == 4 + 24 * 301);
@@ -227,20 +227,17 @@ TEST(PointVectorsFile, PointsRoundTripAs16And24ByteElements) {
   EXPECT_EQ(std::memcmp(spaceBack.data(), space.data(), 24 * space.size()), 0);
 }
 
-TEST(PointVectorsFile, CountIsCheckedAgainstTheSizeOfAPoint) {
+TEST_F(PointVectorsFile, CountIsCheckedAgainstTheSizeOfAPoint) {
   // Three space points need 72 bytes after the count; 71 are there, plenty
   // for three plane points.
-  test::ScopedLanguage english(LanguageEnglish);
-  test::TempDir dir;
-  const std::string path = dir.File("short.bin");
   std::vector<unsigned char> bytes{3, 0, 0, 0};
   bytes.resize(4 + 71, 0x40);
-  test::PutBytes(path, bytes);
+  test::PutBytes(path_, bytes);
   CFileBase f;
-  ASSERT_EQ(f.Open(path.c_str(), "r"), 1);
+  ASSERT_EQ(f.Open(path_.c_str(), "r"), 1);
   VPoint3D space{{1, 2, 3}};
   VPoint2D plane;
-  EXPECT_EQ(test::ThrownText([&] { space.Read(f, 0); }), test::FileMessage(110, path));
+  EXPECT_EQ(test::ThrownText([&] { space.Read(f, 0); }), test::FileMessage(110, path_));
   EXPECT_TRUE(space.size() == 1 && space[0] == CPoint3D(1, 2, 3)); // nothing stored is lost
   plane.Read(f, 0);
   EXPECT_EQ(plane.size(), 3u);

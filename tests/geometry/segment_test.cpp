@@ -181,14 +181,14 @@ TEST(VSegment, SplitAgainstAllPairsAndSegmentBySegment) {
   EXPECT_TRUE(VSegment().GetBox(lo, hi) == 0 && lo == CPoint2D() && hi == CPoint2D());
 }
 
+using VSegmentFile = test::FileTest;
+
 // Stored as Vector stores its elements; the header asserts their layout.
-TEST(VSegmentFile, SegmentsRoundTripAs32ByteElements) {
-  test::TempDir dir;
-  const std::string path = dir.File("segments.bin");
+TEST_F(VSegmentFile, SegmentsRoundTripAs32ByteElements) {
   VSegment v{{{0, 1}, {2, 3}}, {{-4, 5.5}, {6, -7}}}, back;
   CFileBase f;
   DOCUMENT doc;
-  ASSERT_EQ(f.Open(path.c_str(), "rw"), 1);
+  ASSERT_EQ(f.Open(path_.c_str(), "rw"), 1);
   v.Write(f, doc, 0);
   back.Read(f, doc);
   EXPECT_TRUE(doc.length == 4 + 2 * 32 && std::equal(v.begin(), v.end(), back.begin(), back.end()));
