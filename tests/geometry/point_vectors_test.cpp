@@ -199,6 +199,8 @@ TEST(PointVectorsInTheGenericVector, KeptOrderSeesAllPointsAsEquivalent) {
   const std::vector<CPoint2D> before(v.begin(), v.end());
   v.Sort(false);
   EXPECT_TRUE(std::is_permutation(v.begin(), v.end(), before.begin(), before.end()));
+  v.Sort(true); // compaction merges equal neighbours only: every point stays
+  EXPECT_TRUE(std::all_of(before.begin(), before.end(), [&](const CPoint2D& p) { return v.Exist(p) != 0; }));
 }
 
 using PointVectorsFile = test::FileTest;
