@@ -35,6 +35,7 @@
 #include "zeltools/text/params.h"
 #include "zeltools/text/phrase.h"
 #include "zeltools/text/point_line.h"
+#include "zeltools/text/strings.h"
 
 #include "zeltools/geometry/line2d.h"
 #include "zeltools/geometry/line3d.h"
