@@ -16,36 +16,30 @@ namespace {
 
 using Words = std::vector<std::pair<std::string, int>>;
 
-// Every word (text and result) up to the end.
-Words AllWords(const std::string& text, const char* delimiters = nullptr, unsigned char equalIsBlank = 0) {
-  CReadMemory reader;
-  reader.Init(text.data(), static_cast<unsigned int>(text.size()));
-  Words words;
-  std::vector<char> word;
-  for (int r; (r = reader.GetWord(word, delimiters, equalIsBlank)) >= 0;)
-    words.emplace_back(word.data(), r);
-  return words;
-}
-
 TEST(ReadMemory, WordRules) {
-  const Words expected[] = {
-      {{"x", 0}, {"=", '='}, {"5", 0}, {";", ';'}},
-      {{"x", 0}, {"5", 0}, {";", ';'}},
-      {{"a", 0}, {"b", 0}, {"c", 0}},          // a quoted word ends at its closing quote
-      {{"ab", 0}, {"cd", 0}},                  // a quote after characters is read next
-      {{"say", 0}, {"\"", '"'}, {"hi", 0}},    // a doubled quote is one quote
-      {{"ab", 0}, {"\"", '"'}, {"\"", '"'}},   // ... pushed back whole after characters
-      {{"a b", 0}, {"z", 0}},                  // tab dropped, line end closes
-      {{"ab", 0}, {"c\"d", 0}},                // no delimiters: a doubled quote is a character
+  const struct {
+    const char* text;
+    const char* delimiters;
+    unsigned char equalIsBlank;
+    Words words;
+  } cases[] = {
+      {"x=5;", nullptr, 0, {{"x", 0}, {"=", '='}, {"5", 0}, {";", ';'}}},
+      {"x=5;", nullptr, 1, {{"x", 0}, {"5", 0}, {";", ';'}}},
+      {"\"a\" b\"c", nullptr, 0, {{"a", 0}, {"b", 0}, {"c", 0}}},  // a quoted word ends at its closing quote
+      {"ab\"cd\"", nullptr, 0, {{"ab", 0}, {"cd", 0}}},            // a quote after characters is read next
+      {"say \"\"hi", nullptr, 0, {{"say", 0}, {"\"", '"'}, {"hi", 0}}},
+      {"ab\"\"\r\"\"", nullptr, 0, {{"ab", 0}, {"\"", '"'}, {"\"", '"'}}},  // a pair is pushed back whole
+      {"\"a\t b\nz", nullptr, 0, {{"a b", 0}, {"z", 0}}},         // tab dropped, line end closes
+      {"a\r\rb c\"\"d", "", 0, {{"ab", 0}, {"c\"d", 0}}},       // no delimiters: the pair is a character
   };
-  EXPECT_EQ(AllWords("x=5;"), expected[0]);
-  EXPECT_EQ(AllWords("x=5;", nullptr, 1), expected[1]);
-  EXPECT_EQ(AllWords("\"a\" b\"c"), expected[2]);
-  EXPECT_EQ(AllWords("ab\"cd\""), expected[3]);
-  EXPECT_EQ(AllWords("say \"\"hi"), expected[4]);
-  EXPECT_EQ(AllWords("ab\"\"\r\"\""), expected[5]);
-  EXPECT_EQ(AllWords("\"a\t b\nz"), expected[6]);
-  EXPECT_EQ(AllWords("a\r\rb c\"\"d", ""), expected[7]);
+  for (const auto& c : cases) {
+    CReadMemory reader(c.text);
+    Words words;
+    std::vector<char> word;
+    for (int r; (r = reader.GetWord(word, c.delimiters, c.equalIsBlank)) >= 0;)
+      words.emplace_back(word.data(), r);
+    EXPECT_EQ(words, c.words) << c.text;
+  }
   CReadMemory reader("abcdef;");
   char small[4];
   EXPECT_EQ(reader.GetWord(small, sizeof small), 0);
