@@ -53,8 +53,10 @@ CText& CText::operator=(CText&& other) noexcept {
   return *this;
 }
 
+// One byte per thread, so that a caller's stray write through it neither
+// races with other threads nor outlives the next access.
 char& CText::SharedZero() noexcept {
-  static char zero = '\0';
+  thread_local char zero = '\0';
   zero = '\0';
   return zero;
 }
