@@ -58,6 +58,8 @@ TEST_F(FileText, ReadsAsMemoryDoesAcrossWindows) {
   std::string text(3 * CFileText::WindowSize + 123, ' ');
   for (char& c : text)
     c = "ab \"\r\n;="[rng() % 8];
+  text.replace(CFileText::WindowSize - 2, 4, "x\"\"y");  // pushed back into the window before
+  text.replace(2 * CFileText::WindowSize - 2, 5, " \"\r\r\n");
   {
     CFileText out;
     ASSERT_TRUE(out.Open(path_.c_str(), "w"));

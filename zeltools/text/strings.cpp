@@ -14,6 +14,8 @@ namespace zel {
 template class Vector<CText>;
 template class Vector<KZText>;
 
+static_assert(sizeof(unsigned int) == 4 && sizeof(unsigned short) == 2, "stored counts are 32 and 16 bits");
+
 namespace {
 
 const char* OrEmpty(const char* text) noexcept { return text != nullptr ? text : ""; }
