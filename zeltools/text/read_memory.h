@@ -25,6 +25,8 @@
 #include <string>
 #include <vector>
 
+#include "zeltools/text/list_text.h"
+
 namespace zel {
 
 class CText;
@@ -130,8 +132,9 @@ public:
   unsigned char GetName(std::vector<char>& out, const char* delimiters = nullptr);
 
   /// Largest number of values a list read by `GetListInt`/`GetListWord` may
-  /// hold: a range that would go beyond is an error.
-  static constexpr unsigned int MaxListCount = 1u << 24;
+  /// hold (the limit of the number-list text form): a range that would go
+  /// beyond is an error, found before anything is stored for it.
+  static constexpr unsigned int MaxListCount = TextListMaxCount;
 
   /// Reads a number list into `out`: numbers separated by blanks, ranges
   /// "a - b" (a, a+1, …, b) and runs "a r b s". A run appends p + k for
