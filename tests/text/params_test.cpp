@@ -33,7 +33,7 @@ TEST(SeparateString, AgreesWithSplittingTrimmingAndDroppingByHand) {
       if (keepEmpty || !piece.empty())
         expected.push_back(piece);
     }
-    ASSERT_EQ(SeparateString(text.c_str(), parts, separators, keepEmpty), expected.size()) << text;
+    ASSERT_EQ(SeparateString(text, parts, separators, keepEmpty), expected.size()) << text;
     ASSERT_EQ(parts, expected) << text;
     VCText texts;
     texts.Add("old");

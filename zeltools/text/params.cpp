@@ -70,6 +70,11 @@ unsigned int SeparateString(const char* text, std::vector<std::string>& parts, c
   return static_cast<unsigned int>(parts.size());
 }
 
+unsigned int SeparateString(const std::string& text, std::vector<std::string>& parts, const char* separators,
+                            unsigned char keepEmpty) {
+  return SeparateString(text.c_str(), parts, separators, keepEmpty);
+}
+
 unsigned char ParamText(const char* text, const char* name, std::string& value) {
   if (text == nullptr || name == nullptr)
     return 0;

@@ -23,6 +23,8 @@ unsigned int SeparateString(const std::string& text, VCText& parts, const char* 
 /// The same into standard strings, for callers that keep their texts so.
 unsigned int SeparateString(const char* text, std::vector<std::string>& parts, const char* separators = nullptr,
                             unsigned char keepEmpty = 0);
+unsigned int SeparateString(const std::string& text, std::vector<std::string>& parts,
+                            const char* separators = nullptr, unsigned char keepEmpty = 0);
 
 /// Looks up parameter `name` in a text of items "name = value" separated by
 /// ';' or line ends, such as "E = 2.1e5; Name = \"Steel; grade 3\"; nu=0.3".
