@@ -170,7 +170,9 @@ protected:
   /// absolute position outside the window. Over memory the window is the
   /// whole text and neither is called with effect.
   virtual bool NextWindow() { return false; }
-  virtual void MoveWindow(unsigned long long absolute) { position_ = static_cast<unsigned int>(absolute); }
+  virtual void MoveWindow(unsigned long long absolute) {
+    position_ = absolute < length_ ? static_cast<unsigned int>(absolute) : length_;
+  }
 
   /// The next raw byte, or −1 at the end.
   int Next() {
