@@ -28,8 +28,9 @@
 ///   with a u16 count; the two count widths coexist in stored files.
 ///
 /// Readers of stored texts check every count against the bytes left in the
-/// file before they allocate (message 110 through the file otherwise) and
-/// leave the object as it was when a failure went to the file's sink.
+/// file before they allocate (message 110 through the file otherwise). When
+/// a failure went to the file's sink they return 0 and leave the object as
+/// it was, except `VKZText::ReadString`, which empties its vector first.
 
 #include <cstddef>
 #include <string>
