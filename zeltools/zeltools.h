@@ -26,6 +26,7 @@
 #include "zeltools/text/compare.h"
 #include "zeltools/text/debug_print.h"
 #include "zeltools/text/encoding.h"
+#include "zeltools/text/file_text.h"
 #include "zeltools/text/font.h"
 #include "zeltools/text/guid.h"
 #include "zeltools/text/letter_case.h"
@@ -35,6 +36,8 @@
 #include "zeltools/text/params.h"
 #include "zeltools/text/phrase.h"
 #include "zeltools/text/point_line.h"
+#include "zeltools/text/read_memory.h"
+#include "zeltools/text/strings.h"
 
 #include "zeltools/geometry/line2d.h"
 #include "zeltools/geometry/line3d.h"
