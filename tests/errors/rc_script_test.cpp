@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <random>
 #include <string>
@@ -167,6 +168,52 @@ TEST(ResourceScript, FindFallsBackToTheOtherLanguage) {
   EXPECT_EQ(t.Find(65536 + 1, LanguageEnglish), nullptr);
   ScriptTables merged = t;
   EXPECT_EQ(test::ThrownText([&] { merged.Merge(t, "again.rc"); }), "string id 1 is defined twice (again in again.rc)");
+}
+
+// Scripts whose plain reading would take time exponential in their size:
+// read in proportion to it, or refused with a located error. If either
+// guard went, these would not finish.
+TEST(ResourceScript, WorkStaysProportionalToTheScript) {
+  // Each macro is the previous one added to itself: 2^30 expansions of A0
+  // if every use were expanded again, in ids and in #if lines alike.
+  std::string chain = "#define A0 0\n";
+  for (int i = 1; i <= 30; ++i)
+    chain += "#define A" + std::to_string(i) + " A" + std::to_string(i - 1) + "+A" + std::to_string(i - 1) + "\n";
+  EXPECT_EQ(Parse(chain + "#if A30 == 0\nSTRINGTABLE BEGIN A30 \"x\" END\n#endif\n").english, (Table{{0, "x"}}));
+  // A redefinition is seen by the macros that use it.
+  EXPECT_EQ(Parse(chain + "#if A15 == 0\n#undef A0\n#define A0 1\n#endif\n"
+                          "#if A15 == 32768\nSTRINGTABLE BEGIN A15 \"x\" END\n#endif\n")
+                .english,
+            (Table{{32768, "x"}}));
+  // Each file includes the next four times: 4^15 inclusions.
+  TempDir folder;
+  for (int i = 0; i < 16; ++i)
+    folder.Write("f" + std::to_string(i) + ".rc", std::string(4 * (i < 15), '\n') + [&] {
+      std::string includes;
+      for (int k = 0; k < 4 * (i < 15); ++k)
+        includes += "#include \"f" + std::to_string(i + 1) + ".rc\"\n";
+      return includes;
+    }());
+  const std::string error = test::ThrownText([&] { internal::ReadResourceScript(folder.File("f0.rc")); });
+  EXPECT_NE(error.find(".rc:"), std::string::npos) << error;
+  EXPECT_NE(error.find("too much work"), std::string::npos) << error;
+}
+
+// Inputs kept from fuzzing (tests/corpus/rc_script), each a script that once
+// made the reader misbehave.
+TEST(ResourceScript, CorpusScriptsGiveATableOrALocatedError) {
+  const std::string folder = std::string(ZEL_TEST_SOURCE_DIR) + "/corpus/rc_script";
+  int read = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    const std::string path = entry.path().string();
+    try {
+      internal::ReadResourceScript(path);
+    } catch (const Exception& e) {
+      EXPECT_EQ(std::string(e.GetDescription()).rfind(path + ":", 0), 0u) << e.GetDescription();
+    }
+    ++read;
+  }
+  EXPECT_GT(read, 0);
 }
 
 // --- properties over random input ------------------------------------------

@@ -66,8 +66,29 @@ void Fail(const std::string& file, int line, const char* format, ...) {
   Crash(text.c_str());
 }
 
+// Lexing is linear in the text, and everything a script makes the reader do
+// is lexing, so bytes lexed measure its work. The allowance is a generous
+// multiple of the input: a header included once per script file, or values
+// worked out again after a few redefinitions, stay far within it.
+constexpr unsigned long long WorkPerInputByte = 64;
+constexpr unsigned long long WorkFloor = 1u << 20; // small scripts with a large header
+
+void Context::Earn(const std::string& path, std::size_t size) {
+  if (allowance == 0)
+    allowance = WorkFloor;
+  if (distinctFiles.insert(path).second)
+    allowance += WorkPerInputByte * size;
+}
+
+void Context::Charge(std::size_t units, const std::string& file, int line) {
+  work += units;
+  if (work > allowance)
+    Fail(file, line, "the script takes too much work to read (macros or #include repeat too much text)");
+}
+
 Lexer::Lexer(std::string text, const std::string* file, Context& ctx, Mode mode, int firstLine)
     : text_(std::move(text)), file_(file), ctx_(ctx), mode_(mode), line_(firstLine) {
+  ctx_.Charge(text_.size(), *file_, line_);
   if (mode_ != Mode::Plain && text_.compare(0, 3, "\xEF\xBB\xBF") == 0) {
     pos_ = 3;
     ctx_.codePage = CodePageUtf8;
@@ -401,6 +422,7 @@ bool Lexer::HandleDirective(const std::string& body, int line, std::string& incl
     const std::string macro = TakeName(rest, q);
     if (macro.empty())
       Fail(*file_, line, "#%s without a name", name.c_str());
+    ++ctx_.macroGeneration; // any known value may depend on this name
     if (name == "undef") {
       ctx_.macros.erase(macro);
       return false;
@@ -437,7 +459,7 @@ bool Lexer::HandleDirective(const std::string& body, int line, std::string& incl
 
 bool Lexer::IfValue(const std::string& expression, int line) {
   VectorSource tokens(Tokenize(expression, file_, line, ctx_), file_, line);
-  Evaluator evaluator(ctx_, tokens, "bad #if expression", true);
+  Evaluator evaluator(ctx_, tokens, "bad #if expression", Names::ZeroInIf);
   const long long v = evaluator.Expression();
   if (tokens.Peek().kind != Kind::End)
     Fail(*file_, line, "bad #if expression near \"%s\"", Quoted(tokens.Peek().text).c_str());

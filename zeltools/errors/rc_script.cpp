@@ -20,13 +20,9 @@ constexpr std::size_t MaxIncludeDepth = 16; // a file that includes itself
 // Scripts are a few hundred kilobytes at most; anything far larger is not a
 // script, and reading it whole would only exhaust memory.
 constexpr std::uintmax_t MaxFileSize = 64u << 20;
-
-// Primary language ids of the LANGUAGE statement.
-constexpr long long LangNeutral = 0x00;
-constexpr long long LangEnglish = 0x09;
-constexpr long long LangRussian = 0x19;
-// Any other LANG_ name: a language whose strings are read and dropped.
-constexpr long long LangOther = 0x3FF;
+// An #include costs system calls whether or not the file is there or holds
+// anything; it is charged as this much lexing.
+constexpr std::size_t IncludeWork = 1024;
 
 bool EndsWithNoCase(const std::string& text, const char* tail) {
   const std::string t(tail);
@@ -38,28 +34,11 @@ std::string DirectoryOf(const std::string& path) {
   return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
 }
 
-// Names the resource compiler knows without a header: the language ids of
-// the LANGUAGE statement.
-bool LanguageName(const std::string& name, long long& value) {
-  if (name == "LANG_NEUTRAL")
-    value = LangNeutral;
-  else if (name == "LANG_ENGLISH")
-    value = LangEnglish;
-  else if (name == "LANG_RUSSIAN")
-    value = LangRussian;
-  else if (name.compare(0, 5, "LANG_") == 0)
-    value = LangOther;
-  else if (name.compare(0, 8, "SUBLANG_") == 0)
-    value = 0;
-  else
-    return false;
-  return true;
-}
-
 // The token stream of a script and the files it includes.
 class Stream : public TokenSource {
 public:
   Stream(Context& ctx, std::string text, const std::string* file) : ctx_(ctx), mainFile_(file) {
+    ctx.Earn(*file, text.size());
     lexers_.push_back(std::make_unique<Lexer>(std::move(text), file, ctx, Mode::Script));
   }
 
@@ -105,6 +84,7 @@ private:
       if (c == '\\')
         c = '/';
     const std::string path = name[0] == '/' ? name : DirectoryOf(*from.File()) + name;
+    ctx_.Charge(IncludeWork, *from.File(), from.Line());
     std::string contents;
     if (!ReadWholeFile(path, contents))
       return; // not beside the script: a system header (see the header comment)
@@ -112,6 +92,7 @@ private:
       Fail(*from.File(), from.Line(), "#include nested too deeply");
     if (ctx_.filesRead != nullptr)
       ctx_.filesRead->push_back(path);
+    ctx_.Earn(path, contents.size());
     ctx_.fileNames.push_back(path);
     const bool header = EndsWithNoCase(path, ".h") || EndsWithNoCase(path, ".c") ||
                         EndsWithNoCase(path, ".hpp") || EndsWithNoCase(path, ".hh") ||
@@ -161,7 +142,7 @@ private:
   // LANGUAGE primary, sub: the table that receives the strings, null for a
   // language other than the two of the catalogue.
   Table* Language() {
-    Evaluator evaluator(ctx_, *stream_, "bad LANGUAGE statement", false, LanguageName);
+    Evaluator evaluator(ctx_, *stream_, "bad LANGUAGE statement", Names::Languages);
     const long long primary = evaluator.Expression() & 0x3FF;
     if (IsPunct(stream_->Peek(), ",")) {
       stream_->Take();

@@ -6,6 +6,7 @@
 #include <deque>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -50,13 +51,49 @@ struct Macro {
   bool functionLike = false;
 };
 
+/// How a name that is not a macro reads in an expression; it decides, with
+/// the macros, what a macro's value is.
+enum class Names {
+  Required,  // an error: string ids, option values
+  ZeroInIf,  // 0, and `defined` is understood: #if and #elif lines
+  Languages, // LANG_ and SUBLANG_ names: the LANGUAGE statement
+};
+inline constexpr int NameRules = 3;
+
 // State shared by every file of one script: macros persist across includes,
 // and so does the code page, as with the resource compiler.
+//
+// Reading time is kept proportional to the input. Each macro's value is
+// worked out once and reused until a #define or #undef starts a new
+// generation (without that, a chain of macros each using the previous one
+// twice costs 2^n expansions). What is still repeated (headers included
+// again, values worked out again after a redefinition) is paid from a work
+// budget: every byte lexed, and every file opened, is charged; the allowance
+// grows with the size of each distinct file read. A script that overdraws it
+// is refused with a located error.
 struct Context {
   std::unordered_map<std::string, Macro> macros;
   int codePage = CodePageCyrillic;
   std::deque<std::string> fileNames; // stable storage for Token::file
   std::vector<std::string>* filesRead = nullptr;
+
+  struct KnownValue {
+    long long value;
+    unsigned long long generation;
+  };
+  std::unordered_map<std::string, KnownValue> macroValues[NameRules]; // by Names
+  unsigned long long macroGeneration = 0;
+
+  std::unordered_set<std::string> distinctFiles;
+  unsigned long long work = 0;
+  unsigned long long allowance = 0;
+
+  /// Adds the allowance earned by reading `path` (of `size` bytes) the
+  /// first time.
+  void Earn(const std::string& path, std::size_t size);
+  /// Charges `units` of work done for the text at `file`:`line`; throws
+  /// the located error when the allowance is spent.
+  void Charge(std::size_t units, const std::string& file, int line);
 };
 
 // Script: directives and tokens. DirectivesOnly: an included .h/.c file.
