@@ -2,6 +2,11 @@
 /// \file
 /// Umbrella header: every public declaration of ZelTools.
 
+#include "zeltools/platform/last_error.h"
+
+#include "zeltools/rcscript/encoding.h"
+#include "zeltools/rcscript/language_ids.h"
+
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/language.h"
 #include "zeltools/errors/last_error.h"

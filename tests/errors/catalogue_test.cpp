@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
-#include "zeltools/errors/internal/rc_script.h"
+#include "zeltools/rcscript/internal/rc_script.h"
 #include "zeltools/errors/language.h"
-#include "zeltools/text/encoding.h"
+#include "zeltools/rcscript/encoding.h"
 
 namespace zel {
 namespace {

@@ -9,7 +9,7 @@
 #include "support/test_support.h"
 #include "zeltools/errors/language.h"
 #include "zeltools/errors/last_error.h"
-#include "zeltools/text/encoding.h"
+#include "zeltools/rcscript/encoding.h"
 
 namespace zel {
 namespace {

@@ -15,7 +15,7 @@
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/language.h"
 #include "zeltools/platform/shared_object.h"
-#include "zeltools/text/encoding.h"
+#include "zeltools/rcscript/encoding.h"
 
 namespace zel {
 namespace {

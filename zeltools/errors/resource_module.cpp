@@ -9,8 +9,8 @@
 
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/internal/catalogue.h"
-#include "zeltools/errors/internal/rc_script.h"
-#include "zeltools/errors/internal/table_image.h"
+#include "zeltools/rcscript/internal/rc_script.h"
+#include "zeltools/rcscript/internal/table_image.h"
 #include "zeltools/platform/shared_object.h"
 
 namespace zel::internal {
@@ -110,7 +110,11 @@ void* LoadResourceModule(const std::string& fileName) {
   const int kind = fileName.empty() ? 0 : FileKind(fileName);
   if (kind == 2) {
     auto module = std::make_unique<Module>();
-    module->tables = ReadResourceScript(fileName);
+    try {
+      module->tables = ReadResourceScript(fileName);
+    } catch (const ScriptError& error) {
+      Crash(error.what()); // the application sees the reader's located text
+    }
     return Register(std::move(module));
   }
   // The loader searches its library path for a bare name; a file in the

@@ -7,7 +7,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include "zeltools/errors/last_error.h"
+#include "zeltools/platform/last_error.h"
 
 namespace zel::platform {
 namespace {

@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <dlfcn.h>
 
-#include "zeltools/errors/last_error.h"
+#include "zeltools/platform/last_error.h"
 
 namespace zel::platform {
 

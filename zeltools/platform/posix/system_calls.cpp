@@ -10,18 +10,10 @@
 #include <sys/sysinfo.h>
 #include <unistd.h>
 
-#include "zeltools/errors/last_error.h"
+#include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
 
 namespace zel {
-
-namespace {
-thread_local unsigned int lastError = 0;
-}
-
-unsigned int GetLastError() noexcept { return lastError; }
-void SetLastError(unsigned int code) noexcept { lastError = code; }
-
 namespace platform {
 namespace {
 

@@ -1,4 +1,4 @@
-#include "zeltools/errors/internal/rc_lexer.h"
+#include "zeltools/rcscript/internal/rc_lexer.h"
 
 #include <cctype>
 #include <climits>
@@ -6,9 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "zeltools/errors/exception.h"
-#include "zeltools/errors/internal/rc_expression.h"
-#include "zeltools/text/encoding.h"
+#include "zeltools/rcscript/internal/rc_expression.h"
+#include "zeltools/rcscript/encoding.h"
 
 namespace zel::internal::rc {
 namespace {
@@ -57,13 +56,13 @@ bool EqualsNoCase(const std::string& a, const char* b) {
 std::string Quoted(const std::string& text) { return text.size() <= 40 ? text : text.substr(0, 40) + "..."; }
 
 void Fail(const std::string& file, int line, const char* format, ...) {
-  char buffer[Exception::DescriptionSize];
+  char buffer[1024]; // longer texts are cut where the library's exception cuts them anyway
   va_list args;
   va_start(args, format);
   std::vsnprintf(buffer, sizeof buffer, format, args);
   va_end(args);
   const std::string text = file + ":" + std::to_string(line) + ": " + buffer;
-  Crash(text.c_str());
+  throw ScriptError(text);
 }
 
 // Lexing is linear in the text, and everything a script makes the reader do

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "zeltools/errors/internal/rc_lexer.h"
+#include "zeltools/rcscript/internal/rc_lexer.h"
 
 namespace zel::internal::rc {
 

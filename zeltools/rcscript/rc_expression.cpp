@@ -1,4 +1,4 @@
-#include "zeltools/errors/internal/rc_expression.h"
+#include "zeltools/rcscript/internal/rc_expression.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "zeltools/errors/internal/rc_script.h"
+#include "zeltools/rcscript/internal/rc_script.h"
 
 #include <filesystem>
 #include <fstream>
@@ -6,10 +6,9 @@
 #include <system_error>
 #include <utility>
 
-#include "zeltools/errors/exception.h"
-#include "zeltools/errors/internal/rc_expression.h"
-#include "zeltools/errors/internal/rc_lexer.h"
-#include "zeltools/errors/language.h"
+#include "zeltools/rcscript/internal/rc_expression.h"
+#include "zeltools/rcscript/internal/rc_lexer.h"
+#include "zeltools/rcscript/language_ids.h"
 
 namespace zel::internal {
 namespace {
@@ -270,7 +269,7 @@ void ScriptTables::Merge(const ScriptTables& other, const std::string& otherName
   for (auto [mine, theirs] : {std::pair{&english, &other.english}, std::pair{&russian, &other.russian}})
     for (const auto& [id, text] : *theirs)
       if (!mine->emplace(id, text).second)
-        CrashFormat("string id %u is defined twice (again in %s)", static_cast<unsigned>(id), otherName.c_str());
+        throw ScriptError(otherName + ": string id " + std::to_string(id) + " is defined twice (also by an earlier script)");
 }
 
 bool ReadWholeFile(const std::string& path, std::string& contents) {
@@ -298,7 +297,7 @@ ScriptTables ParseResourceScript(std::string_view text, const std::string& fileN
 ScriptTables ReadResourceScript(const std::string& path, std::vector<std::string>* filesRead) {
   std::string text;
   if (!ReadWholeFile(path, text))
-    CrashFormat("%s: cannot read the file", path.c_str());
+    throw ScriptError(path + ": cannot read the file");
   return ParseResourceScript(text, path, filesRead);
 }
 

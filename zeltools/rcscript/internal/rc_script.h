@@ -44,14 +44,19 @@
 //
 // Malformed input (an unterminated string, comment, block or #if, an unknown
 // statement inside a string table, an id out of range or defined twice for
-// one language, a bad expression) throws `zel::Exception` (code 2) whose text
-// begins with "<file>:<line>: ". No input crashes the reader or makes it
-// loop: nesting of parentheses, macros and includes is bounded.
+// one language, a bad expression) throws `ScriptError` whose text begins with
+// "<file>:<line>: ". No input crashes the reader or makes it loop, and its
+// time and memory stay proportional to the input: nesting of parentheses,
+// macros and includes is bounded, each macro's value is worked out once per
+// definition, and a script whose macros or includes would repeat far more
+// text than it holds is refused (see rc_lexer.h).
 
 #include <map>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "zeltools/rcscript/internal/script_error.h"
 
 namespace zel::internal {
 
@@ -66,7 +71,7 @@ struct ScriptTables {
   const std::string* Find(unsigned int id, unsigned short langId) const noexcept;
 
   /// Adds the tables of `other`; an id present in both for one language
-  /// throws an exception naming it and `otherName`.
+  /// throws `ScriptError` naming it and `otherName`.
   void Merge(const ScriptTables& other, const std::string& otherName);
 };
 
@@ -77,7 +82,7 @@ ScriptTables ParseResourceScript(std::string_view text, const std::string& fileN
                                  std::vector<std::string>* filesRead = nullptr);
 
 /// Reads and parses the script file at `path`; a file that cannot be read
-/// throws "<path>: cannot read the file".
+/// throws `ScriptError` "<path>: cannot read the file".
 ScriptTables ReadResourceScript(const std::string& path, std::vector<std::string>* filesRead = nullptr);
 
 /// Reads a whole file into `contents`; false when it cannot be opened or read.

@@ -10,12 +10,14 @@
 #include <utility>
 #include <vector>
 
+#include "zeltools/rcscript/internal/script_error.h"
+
 namespace zel::internal::rc {
 
 inline constexpr int CodePageCyrillic = 1251; // the default
 inline constexpr int CodePageUtf8 = 65001;
 
-/// Throws `Exception` (code 2) with "<file>:<line>: " and the formatted text.
+/// Throws `ScriptError` with "<file>:<line>: " and the formatted text.
 [[noreturn]] void Fail(const std::string& file, int line, const char* format, ...)
 #if defined(__GNUC__)
     __attribute__((format(printf, 3, 4)))

@@ -1,10 +1,11 @@
 // The resource-script reader: what it reads, the errors it reports (always
 // naming file and line), and that no input, however broken, crashes it.
-#include "zeltools/errors/internal/rc_script.h"
+#include "zeltools/rcscript/internal/rc_script.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <random>
 #include <string>
@@ -13,10 +14,9 @@
 
 #include "support/temp_files.h"
 #include "support/test_support.h"
-#include "zeltools/errors/exception.h"
-#include "zeltools/errors/internal/table_image.h"
-#include "zeltools/errors/language.h"
-#include "zeltools/text/encoding.h"
+#include "zeltools/rcscript/internal/table_image.h"
+#include "zeltools/rcscript/language_ids.h"
+#include "zeltools/rcscript/encoding.h"
 
 namespace zel {
 namespace {
@@ -30,8 +30,19 @@ ScriptTables Parse(const std::string& script, const std::string& name = "t.rc") 
   return ParseResourceScript(script, name);
 }
 
+// The reader's located error text (empty, with a test failure, when it read).
+std::string ErrorText(const std::function<void()>& read) {
+  try {
+    read();
+  } catch (const internal::ScriptError& e) {
+    return e.what();
+  }
+  ADD_FAILURE() << "no ScriptError was thrown";
+  return {};
+}
+
 std::string ParseError(const std::string& script, const std::string& name = "t.rc") {
-  return test::ThrownText([&] { Parse(script, name); });
+  return ErrorText([&] { Parse(script, name); });
 }
 
 // Forms the random scripts below never write.
@@ -150,10 +161,10 @@ TEST(ResourceScript, ErrorsInIncludedFilesNameThatFile) {
   TempDir folder;
   const std::string inner = folder.Write("strings.rc2", "STRINGTABLE BEGIN\n 1 \"one\"\n\n 2 \"open\nEND\n");
   const std::string script = folder.Write("app.rc", "\n#include \"strings.rc2\"\n");
-  EXPECT_EQ(test::ThrownText([&] { internal::ReadResourceScript(script); }), inner + ":4: unterminated string");
+  EXPECT_EQ(ErrorText([&] { internal::ReadResourceScript(script); }), inner + ":4: unterminated string");
   const std::string self = folder.Write("self.rc", "#include \"self.rc\"\n");
-  EXPECT_EQ(test::ThrownText([&] { internal::ReadResourceScript(self); }), self + ":1: #include nested too deeply");
-  EXPECT_EQ(test::ThrownText([&] { internal::ReadResourceScript(folder.Write("x", "") + ".missing"); }),
+  EXPECT_EQ(ErrorText([&] { internal::ReadResourceScript(self); }), self + ":1: #include nested too deeply");
+  EXPECT_EQ(ErrorText([&] { internal::ReadResourceScript(folder.Write("x", "") + ".missing"); }),
             folder.Write("x", "") + ".missing: cannot read the file");
 }
 
@@ -167,7 +178,8 @@ TEST(ResourceScript, FindFallsBackToTheOtherLanguage) {
   EXPECT_EQ(t.Find(4, LanguageEnglish), nullptr);
   EXPECT_EQ(t.Find(65536 + 1, LanguageEnglish), nullptr);
   ScriptTables merged = t;
-  EXPECT_EQ(test::ThrownText([&] { merged.Merge(t, "again.rc"); }), "string id 1 is defined twice (again in again.rc)");
+  EXPECT_EQ(ErrorText([&] { merged.Merge(t, "again.rc"); }),
+            "again.rc: string id 1 is defined twice (also by an earlier script)");
 }
 
 // Scripts whose plain reading would take time exponential in their size:
@@ -194,7 +206,7 @@ TEST(ResourceScript, WorkStaysProportionalToTheScript) {
         includes += "#include \"f" + std::to_string(i + 1) + ".rc\"\n";
       return includes;
     }());
-  const std::string error = test::ThrownText([&] { internal::ReadResourceScript(folder.File("f0.rc")); });
+  const std::string error = ErrorText([&] { internal::ReadResourceScript(folder.File("f0.rc")); });
   EXPECT_NE(error.find(".rc:"), std::string::npos) << error;
   EXPECT_NE(error.find("too much work"), std::string::npos) << error;
 }
@@ -208,8 +220,8 @@ TEST(ResourceScript, CorpusScriptsGiveATableOrALocatedError) {
     const std::string path = entry.path().string();
     try {
       internal::ReadResourceScript(path);
-    } catch (const Exception& e) {
-      EXPECT_EQ(std::string(e.GetDescription()).rfind(path + ":", 0), 0u) << e.GetDescription();
+    } catch (const internal::ScriptError& e) {
+      EXPECT_EQ(std::string(e.what()).rfind(path + ":", 0), 0u) << e.what();
     }
     ++read;
   }
@@ -317,8 +329,8 @@ TEST(ResourceScript, RandomTablesSurviveTheRoundTripThroughAScript) {
     ScriptTables t;
     try {
       t = Parse(script);
-    } catch (const Exception& e) {
-      FAIL() << e.GetDescription() << "\n" << script;
+    } catch (const internal::ScriptError& e) {
+      FAIL() << e.what() << "\n" << script;
     }
     ASSERT_EQ(t.english, english) << script;
     ASSERT_EQ(t.russian, russian) << script;
@@ -338,8 +350,8 @@ bool ExpectTableOrLocatedError(const std::string& script) {
   try {
     Parse(script, "r.rc");
     return true;
-  } catch (const Exception& e) {
-    const std::string text = e.GetDescription();
+  } catch (const internal::ScriptError& e) {
+    const std::string text = e.what();
     EXPECT_EQ(text.rfind("r.rc:", 0), 0u) << text;
     EXPECT_NE(text.find(": ", 5), std::string::npos) << text;
     EXPECT_GT(std::atoi(text.c_str() + 5), 0) << text;
