@@ -2,6 +2,7 @@
 // naming file and line), and that no input, however broken, crashes it.
 #include "zeltools/rcscript/internal/rc_script.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -14,9 +15,11 @@
 
 #include "support/temp_files.h"
 #include "support/test_support.h"
+#include "zeltools/platform/last_error.h"
+#include "zeltools/platform/platform.h"
+#include "zeltools/rcscript/encoding.h"
 #include "zeltools/rcscript/internal/table_image.h"
 #include "zeltools/rcscript/language_ids.h"
-#include "zeltools/rcscript/encoding.h"
 
 namespace zel {
 namespace {
@@ -166,6 +169,22 @@ TEST(ResourceScript, ErrorsInIncludedFilesNameThatFile) {
   EXPECT_EQ(ErrorText([&] { internal::ReadResourceScript(self); }), self + ":1: #include nested too deeply");
   EXPECT_EQ(ErrorText([&] { internal::ReadResourceScript(folder.Write("x", "") + ".missing"); }),
             folder.Write("x", "") + ".missing: cannot read the file");
+}
+
+TEST(ResourceScript, FilesAreReadThroughTheSystemTable) {
+  TempDir folder;
+  folder.Write("ids.h", "#define ID 5\n");
+  const std::string script = folder.Write("app.rc", "#include \"ids.h\"\nSTRINGTABLE BEGIN ID \"x\" END\n");
+  platform::ScopedCalls saved;
+  platform::Calls().fileReadAt = [](void* file, void* buffer, std::size_t, std::int64_t at) {
+    return platform::DefaultCalls().fileReadAt(file, buffer, 1, at); // a byte at a time
+  };
+  EXPECT_EQ(internal::ReadResourceScript(script).english, (Table{{5, "x"}}));
+  platform::Calls().fileReadAt = [](void*, void*, std::size_t, std::int64_t) -> std::int64_t {
+    SetLastError(EIO);
+    return -1;
+  };
+  EXPECT_EQ(ErrorText([&] { internal::ReadResourceScript(script); }), script + ": cannot read the file");
 }
 
 TEST(ResourceScript, FindFallsBackToTheOtherLanguage) {

@@ -17,6 +17,11 @@
 
 namespace zel::platform {
 
+/// A local wall-clock time.
+struct LocalTime {
+  int year, month, day, hour, minute, second, millisecond;
+};
+
 struct SystemCalls {
   // Process heap. `allocate` does not clear; `allocateZero` does.
   void* (*allocate)(std::size_t bytes);
@@ -50,6 +55,37 @@ struct SystemCalls {
   bool (*fileRemove)(const char* name);
   // True when `name` names an existing file system object.
   bool (*fileExists)(const char* name);
+
+  // --- Whole-file reads, the debugging file, shared objects, environment ---
+  // Opens an existing regular file for reading without waiting on it: a
+  // directory (EISDIR), a FIFO or a device (EINVAL) is refused, so that no
+  // name given to a reader can block it.
+  void* (*fileOpenRegular)(const char* name);
+  // Opens `name` for appending, creating it readable and writable by its
+  // owner only. A symbolic link at the name is not followed (ELOOP) and
+  // anything but a regular file is refused (EISDIR, EINVAL), without waiting
+  // on a FIFO: the debugging file lives in a folder that others can write to.
+  void* (*fileOpenAppend)(const char* name);
+  // One write at the end of a file from `fileOpenAppend`: the bytes written,
+  // or -1.
+  std::int64_t (*fileAppend)(void* handle, const void* buffer, std::size_t bytes);
+  // One write to the process's debugging output (standard error): the bytes
+  // written, or -1.
+  std::int64_t (*debugOutput)(const void* buffer, std::size_t bytes);
+  // The local wall-clock time now.
+  bool (*localTime)(LocalTime& time);
+  // Shared objects. `sharedObjectOpen` binds every symbol at once and keeps
+  // them local, so that a broken object fails there and two objects' tables
+  // cannot be mistaken; a name without '/' is searched for on the system's
+  // library path. The loader reports in text, not in codes: a failed open or
+  // a missing symbol reads as ENOENT, a failed close as EINVAL.
+  void* (*sharedObjectOpen)(const char* path);
+  void* (*sharedObjectSymbol)(void* object, const char* name);
+  bool (*sharedObjectClose)(void* object);
+  // The value of the environment variable `name`, or null when it is not
+  // set. It cannot fail, and it leaves the last error alone: the catalogue
+  // language is read from the environment while an error is being reported.
+  const char* (*environment)(const char* name);
 };
 
 /// The table in force. Tests may assign entries and must restore them

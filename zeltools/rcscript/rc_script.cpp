@@ -1,11 +1,10 @@
 #include "zeltools/rcscript/internal/rc_script.h"
 
-#include <filesystem>
-#include <fstream>
+#include <cstdint>
 #include <memory>
-#include <system_error>
 #include <utility>
 
+#include "zeltools/platform/platform.h"
 #include "zeltools/rcscript/internal/rc_expression.h"
 #include "zeltools/rcscript/internal/rc_lexer.h"
 #include "zeltools/rcscript/language_ids.h"
@@ -18,7 +17,7 @@ using namespace rc;
 constexpr std::size_t MaxIncludeDepth = 16; // a file that includes itself
 // Scripts are a few hundred kilobytes at most; anything far larger is not a
 // script, and reading it whole would only exhaust memory.
-constexpr std::uintmax_t MaxFileSize = 64u << 20;
+constexpr std::uint64_t MaxFileSize = 64u << 20;
 // An #include costs system calls whether or not the file is there or holds
 // anything; it is charged as this much lexing.
 constexpr std::size_t IncludeWork = 1024;
@@ -273,20 +272,18 @@ void ScriptTables::Merge(const ScriptTables& other, const std::string& otherName
 }
 
 bool ReadWholeFile(const std::string& path, std::string& contents) {
-  std::error_code error;
-  // Only regular files: a device or a pipe named by an #include would never end.
-  if (!std::filesystem::is_regular_file(path, error))
+  const auto& calls = platform::Calls();
+  void* file = calls.fileOpenRegular(path.c_str());
+  if (file == nullptr)
     return false;
-  const std::uintmax_t size = std::filesystem::file_size(path, error);
-  if (error || size > MaxFileSize)
-    return false;
-  std::ifstream in(path, std::ios::binary);
-  if (!in)
-    return false;
-  contents.assign(static_cast<std::size_t>(size), '\0');
-  in.read(contents.data(), static_cast<std::streamsize>(size));
-  contents.resize(static_cast<std::size_t>(in.gcount()));
-  return !in.bad();
+  std::int64_t size = 0;
+  bool ok = calls.fileSize(file, size) && static_cast<std::uint64_t>(size) <= MaxFileSize;
+  if (ok) {
+    contents.assign(static_cast<std::size_t>(size), '\0');
+    ok = platform::ReadAt(file, contents.data(), contents.size(), 0) == contents.size();
+  }
+  calls.fileClose(file);
+  return ok;
 }
 
 ScriptTables ParseResourceScript(std::string_view text, const std::string& fileName,

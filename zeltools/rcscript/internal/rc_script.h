@@ -85,7 +85,10 @@ ScriptTables ParseResourceScript(std::string_view text, const std::string& fileN
 /// throws `ScriptError` "<path>: cannot read the file".
 ScriptTables ReadResourceScript(const std::string& path, std::vector<std::string>* filesRead = nullptr);
 
-/// Reads a whole file into `contents`; false when it cannot be opened or read.
+/// Reads a whole regular file of at most 64 MB into `contents` (scripts are
+/// far smaller; a larger file is not a script). False when it cannot be
+/// opened or read, is larger, or is not a regular file (a FIFO or a device
+/// named by an #include would never end).
 bool ReadWholeFile(const std::string& path, std::string& contents);
 
 } // namespace zel::internal
