@@ -40,12 +40,12 @@ endif()
 # tests/, after this file is read, hence the deferred call.
 if(ZELTOOLS_BUILD_TESTS)
   add_library(zel_test_string_tables MODULE)
-  zel_add_string_tables(zel_test_string_tables ${PROJECT_SOURCE_DIR}/tests/errors/data/module_strings.rc)
+  zel_add_string_tables(zel_test_string_tables ${PROJECT_SOURCE_DIR}/tests/text/data/module_strings.rc)
   set_target_properties(zel_test_string_tables PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
   function(zel_wire_test_string_tables)
-    if(TARGET zel_errors_tests)
-      add_dependencies(zel_errors_tests zel_test_string_tables)
-      target_compile_definitions(zel_errors_tests PRIVATE
+    if(TARGET zel_text_tests)
+      add_dependencies(zel_text_tests zel_test_string_tables)
+      target_compile_definitions(zel_text_tests PRIVATE
         ZEL_TEST_STRING_TABLES="$<TARGET_FILE:zel_test_string_tables>")
     endif()
   endfunction()

@@ -10,7 +10,6 @@
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/language.h"
 #include "zeltools/errors/last_error.h"
-#include "zeltools/errors/resource.h"
 
 #include "zeltools/memory/allocator.h"
 #include "zeltools/memory/memory.h"
@@ -40,6 +39,7 @@
 #include "zeltools/text/params.h"
 #include "zeltools/text/phrase.h"
 #include "zeltools/text/point_line.h"
+#include "zeltools/text/resource.h"
 
 #include "zeltools/geometry/line2d.h"
 #include "zeltools/geometry/line3d.h"

@@ -15,6 +15,10 @@
 /// Windows-1251 bytes. Look-ups read the table of the calling thread's
 /// user-interface language (`GetThreadUILanguage`), and the other table when
 /// that one lacks the id.
+///
+/// These classes sit with the text services, above the containers, because a
+/// read gives its text as a `Vector<char>`; the library's own catalogue and
+/// the exception stay below them (zeltools/errors/).
 
 #include "zeltools/containers/vector.h"
 

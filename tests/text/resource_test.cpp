@@ -1,5 +1,5 @@
 // CResurce and CResurceString: messages of an application's resource module.
-#include "zeltools/errors/resource.h"
+#include "zeltools/text/resource.h"
 
 #include <algorithm>
 #include <cstring>

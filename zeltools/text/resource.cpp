@@ -1,11 +1,11 @@
-#include "zeltools/errors/resource.h"
+#include "zeltools/text/resource.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 #include "zeltools/errors/exception.h"
-#include "zeltools/errors/internal/resource_module.h"
+#include "zeltools/text/internal/resource_module.h"
 #include "zeltools/errors/language.h"
 
 namespace zel {

@@ -1,4 +1,4 @@
-#include "zeltools/errors/internal/resource_module.h"
+#include "zeltools/text/internal/resource_module.h"
 
 #include <cctype>
 #include <map>
