@@ -1,6 +1,7 @@
 #pragma once
 // The system side of the debugging print: one fixed file opened in append
-// mode for each text, the debugger-output stand-in, and the wall clock.
+// mode for each text, the debugging output (standard error), and the wall
+// clock.
 //
 // Not part of the installed interface.
 

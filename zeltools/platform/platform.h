@@ -134,8 +134,8 @@ std::uint64_t ReadAt(void* handle, void* buffer, std::uint64_t bytes, std::int64
 /// system call that writes nothing counts as a full device, ENOSPC).
 std::uint64_t WriteAt(void* handle, const void* buffer, std::uint64_t bytes, std::int64_t offset);
 
-/// The system's text for error `code`, without a trailing line end (the
-/// stand-in for FormatMessageA from the system table).
+/// The system's text for error `code` (the C library's message for the
+/// errno value), without a trailing line end.
 std::string SystemErrorText(unsigned int code);
 
 } // namespace zel::platform

@@ -10,8 +10,8 @@ namespace {
 constexpr int MaxMacroDepth = 32;
 constexpr int MaxExpressionDepth = 64;
 
-// Names the resource compiler knows without a header: the language ids of
-// the LANGUAGE statement.
+// Names a LANGUAGE statement may use with no header defining them: scripts
+// name their languages so, and nothing else gives these names a value.
 bool LanguageName(const std::string& name, long long& value) {
   if (name == "LANG_NEUTRAL")
     value = LangNeutral;

@@ -11,8 +11,8 @@
 namespace zel {
 namespace {
 
-// Entries are read into a 1024-byte buffer, as the system's string loader
-// fills it: at most 1023 characters and the terminator.
+// Entries are read into a 1024-byte buffer: at most 1023 characters and the
+// terminator, so that a message has the same bounds as an exception's text.
 constexpr std::size_t MaxEntry = 1023;
 
 unsigned char TypeOf(char first) {

@@ -62,8 +62,9 @@ enum class Names {
 };
 inline constexpr int NameRules = 3;
 
-// State shared by every file of one script: macros persist across includes,
-// and so does the code page, as with the resource compiler.
+// State shared by every file of one script: macros persist across includes
+// (a header's ids serve the script that includes it), and so does the code
+// page.
 //
 // Reading time is kept proportional to the input. Each macro's value is
 // worked out once and reused until a #define or #undef starts a new

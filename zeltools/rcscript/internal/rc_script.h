@@ -33,8 +33,9 @@
 //   `#if`/`#ifdef`/`#ifndef`/`#elif`/`#else`/`#endif`, and `#include "file"`
 //   or `<file>` looked up beside the including file. A file that is not
 //   there is skipped (system headers define nothing a string table needs; a
-//   misspelt header shows as an undefined id name). As the resource compiler
-//   does, only the directives of an included `.h` or `.c` file are read.
+//   misspelt header shows as an undefined id name). Only the directives of an
+//   included `.h` or `.c` file are read: the rest is C, which means nothing
+//   to a string table.
 //   Other directives are ignored.
 // - `//` and `/* */` comments anywhere.
 // - Any other top-level statement (DIALOG, ICON, MENU, VERSIONINFO, ...) is
