@@ -10,6 +10,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -216,15 +217,17 @@ TEST(ResourceScript, WorkStaysProportionalToTheScript) {
                           "#if A15 == 32768\nSTRINGTABLE BEGIN A15 \"x\" END\n#endif\n")
                 .english,
             (Table{{32768, "x"}}));
-  // Each file includes the next four times: 4^15 inclusions.
+  // Each file includes the next four times, through four links to the folder
+  // itself, so that every path read is new: 4^15 inclusions of 16 files.
   TempDir folder;
-  for (int i = 0; i < 16; ++i)
-    folder.Write("f" + std::to_string(i) + ".rc", std::string(4 * (i < 15), '\n') + [&] {
-      std::string includes;
-      for (int k = 0; k < 4 * (i < 15); ++k)
-        includes += "#include \"f" + std::to_string(i + 1) + ".rc\"\n";
-      return includes;
-    }());
+  for (const char* link : {"a", "b", "c", "d"})
+    ASSERT_EQ(::symlink(".", folder.File(link).c_str()), 0);
+  for (int i = 0; i < 16; ++i) {
+    std::string includes;
+    for (const char* spelling : {"a/", "b/", "c/", "d/"})
+      includes += i < 15 ? "#include \"" + std::string(spelling) + "f" + std::to_string(i + 1) + ".rc\"\n" : "";
+    folder.Write("f" + std::to_string(i) + ".rc", includes);
+  }
   const std::string error = ErrorText([&] { internal::ReadResourceScript(folder.File("f0.rc")); });
   EXPECT_NE(error.find(".rc:"), std::string::npos) << error;
   EXPECT_NE(error.find("too much work"), std::string::npos) << error;

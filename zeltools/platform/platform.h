@@ -61,6 +61,9 @@ struct SystemCalls {
   // directory (EISDIR), a FIFO or a device (EINVAL) is refused, so that no
   // name given to a reader can block it.
   void* (*fileOpenRegular)(const char* name);
+  // What identifies the open file whatever name reached it (device and
+  // index node here): links and spellings of one path give the same pair.
+  bool (*fileIdentity)(void* handle, std::uint64_t& device, std::uint64_t& node);
   // Opens `name` for appending, creating it readable and writable by its
   // owner only. A symbolic link at the name is not followed (ELOOP) and
   // anything but a regular file is refused (EISDIR, EINVAL), without waiting

@@ -72,10 +72,10 @@ void Fail(const std::string& file, int line, const char* format, ...) {
 constexpr unsigned long long WorkPerInputByte = 64;
 constexpr unsigned long long WorkFloor = 1u << 20; // small scripts with a large header
 
-void Context::Earn(const std::string& path, std::size_t size) {
+void Context::Earn(const std::string& identity, std::size_t size) {
   if (allowance == 0)
     allowance = WorkFloor;
-  if (distinctFiles.insert(path).second)
+  if (distinctFiles.insert(identity).second)
     allowance += WorkPerInputByte * size;
 }
 

@@ -84,13 +84,14 @@ private:
     const std::string path = name[0] == '/' ? name : DirectoryOf(*from.File()) + name;
     ctx_.Charge(IncludeWork, *from.File(), from.Line());
     std::string contents;
-    if (!ReadWholeFile(path, contents))
+    std::string identity;
+    if (!ReadWholeFile(path, contents, &identity))
       return; // not beside the script: a system header (see the header comment)
     if (lexers_.size() >= MaxIncludeDepth)
       Fail(*from.File(), from.Line(), "#include nested too deeply");
     if (ctx_.filesRead != nullptr)
       ctx_.filesRead->push_back(path);
-    ctx_.Earn(path, contents.size());
+    ctx_.Earn(identity, contents.size());
     ctx_.fileNames.push_back(path);
     const bool header = EndsWithNoCase(path, ".h") || EndsWithNoCase(path, ".c") ||
                         EndsWithNoCase(path, ".hpp") || EndsWithNoCase(path, ".hh") ||
@@ -271,13 +272,17 @@ void ScriptTables::Merge(const ScriptTables& other, const std::string& otherName
         throw ScriptError(otherName + ": string id " + std::to_string(id) + " is defined twice (also by an earlier script)");
 }
 
-bool ReadWholeFile(const std::string& path, std::string& contents) {
+bool ReadWholeFile(const std::string& path, std::string& contents, std::string* identity) {
   const auto& calls = platform::Calls();
   void* file = calls.fileOpenRegular(path.c_str());
   if (file == nullptr)
     return false;
   std::int64_t size = 0;
-  bool ok = calls.fileSize(file, size) && static_cast<std::uint64_t>(size) <= MaxFileSize;
+  std::uint64_t device = 0, node = 0;
+  bool ok = calls.fileSize(file, size) && static_cast<std::uint64_t>(size) <= MaxFileSize &&
+            (identity == nullptr || calls.fileIdentity(file, device, node));
+  if (ok && identity != nullptr)
+    *identity = std::to_string(device) + ":" + std::to_string(node);
   if (ok) {
     contents.assign(static_cast<std::size_t>(size), '\0');
     ok = platform::ReadAt(file, contents.data(), contents.size(), 0) == contents.size();

@@ -260,6 +260,16 @@ void* OpenRegular(const char* name, int flags, mode_t mode) noexcept {
 
 void* PosixFileOpenRegular(const char* name) noexcept { return OpenRegular(name, O_RDONLY, 0); }
 
+bool PosixFileIdentity(void* handle, std::uint64_t& device, std::uint64_t& node) noexcept {
+  struct stat info {};
+  errno = 0;
+  const bool ok = ::fstat(DescriptorOf(handle), &info) == 0;
+  device = ok ? static_cast<std::uint64_t>(info.st_dev) : 0;
+  node = ok ? static_cast<std::uint64_t>(info.st_ino) : 0;
+  Record(ok);
+  return ok;
+}
+
 void* PosixFileOpenAppend(const char* name) noexcept {
   return OpenRegular(name, O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW, S_IRUSR | S_IWUSR);
 }
@@ -318,7 +328,7 @@ constexpr SystemCalls posixCalls = {
     PosixFileWriteAt,  PosixFileSeek,     PosixFileTruncate,  PosixFileSync,     PosixFileSize,
     PosixFileRemove,   PosixFileExists,
     // Whole-file reads, the debugging file, shared objects, environment.
-    PosixFileOpenRegular, PosixFileOpenAppend, PosixFileAppend, PosixDebugOutput, PosixLocalTime,
+    PosixFileOpenRegular, PosixFileIdentity, PosixFileOpenAppend, PosixFileAppend, PosixDebugOutput, PosixLocalTime,
     PosixSharedObjectOpen, PosixSharedObjectSymbol, PosixSharedObjectClose, PosixEnvironment,
 };
 

@@ -87,13 +87,14 @@ struct Context {
   std::unordered_map<std::string, KnownValue> macroValues[NameRules]; // by Names
   unsigned long long macroGeneration = 0;
 
-  std::unordered_set<std::string> distinctFiles;
+  std::unordered_set<std::string> distinctFiles; // identities of the files read
   unsigned long long work = 0;
   unsigned long long allowance = 0;
 
-  /// Adds the allowance earned by reading `path` (of `size` bytes) the
-  /// first time.
-  void Earn(const std::string& path, std::size_t size);
+  /// Adds the allowance earned by reading the file `identity` (of `size`
+  /// bytes) the first time. The identity is the file's, not its path's, so
+  /// that other spellings of a path (or links) earn nothing more.
+  void Earn(const std::string& identity, std::size_t size);
   /// Charges `units` of work done for the text at `file`:`line`; throws
   /// the located error when the allowance is spent.
   void Charge(std::size_t units, const std::string& file, int line);

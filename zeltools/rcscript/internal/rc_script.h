@@ -90,6 +90,8 @@ ScriptTables ReadResourceScript(const std::string& path, std::vector<std::string
 /// far smaller; a larger file is not a script). False when it cannot be
 /// opened or read, is larger, or is not a regular file (a FIFO or a device
 /// named by an #include would never end).
-bool ReadWholeFile(const std::string& path, std::string& contents);
+/// When `identity` is not null it receives a text that names the file
+/// whatever path reached it (see `platform::SystemCalls::fileIdentity`).
+bool ReadWholeFile(const std::string& path, std::string& contents, std::string* identity = nullptr);
 
 } // namespace zel::internal
