@@ -74,7 +74,7 @@ TEST(ResourceScript, IdsComeFromDefinesExpressionsAndHeadersBesideTheScript) {
                         "#define IDS_BASE 100\n#define IDS_NEXT (IDS_BASE + 1) // next\n"
                         "typedef struct { int a; } Ignored; /* C text is not read */\n"
                         "#endif\n");
-  const std::string script = folder.Write("app.rc", "#include \"ids.h\"\n#include <windows.h>\n"
+  const std::string script = folder.Write("app.rc", "#include \".//ids.h\" // \"//\" in a name\n#include <windows.h>\n"
                                                     "#define LOCAL IDS_NEXT * 2 - (1 << 2)\n"
                                                     "STRINGTABLE BEGIN IDS_BASE \"base\" IDS_NEXT \"next\"\n"
                                                     "LOCAL \"local\" IDS_BASE|0x200 \"or\" END\n");

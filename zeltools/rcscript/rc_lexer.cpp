@@ -336,6 +336,7 @@ bool Lexer::Directive(std::string& include) {
   const int line = line_;
   ++pos_;
   std::string body;
+  bool quoted = false; // in "...", a file name or a string, "//" and "/*" are text
   while (pos_ < text_.size()) {
     const char c = text_[pos_];
     if (c == '\\' && (At(pos_ + 1) == '\n' || (At(pos_ + 1) == '\r' && At(pos_ + 2) == '\n'))) {
@@ -345,6 +346,17 @@ bool Lexer::Directive(std::string& include) {
     }
     if (c == '\n')
       break;
+    if (quoted && c == '\\' && pos_ + 1 < text_.size()) { // an escape keeps its quote
+      body += text_.substr(pos_, 2);
+      pos_ += 2;
+      continue;
+    }
+    quoted = quoted != (c == '"');
+    if (quoted || c == '"') {
+      body += c;
+      ++pos_;
+      continue;
+    }
     if (c == '/' && At(pos_ + 1) == '/') {
       SkipToLineEnd();
       break;

@@ -269,7 +269,8 @@ void ScriptTables::Merge(const ScriptTables& other, const std::string& otherName
   for (auto [mine, theirs] : {std::pair{&english, &other.english}, std::pair{&russian, &other.russian}})
     for (const auto& [id, text] : *theirs)
       if (!mine->emplace(id, text).second)
-        throw ScriptError(otherName + ": string id " + std::to_string(id) + " is defined twice (also by an earlier script)");
+        throw ScriptError(otherName + ": string id " + std::to_string(id) +
+                          " is defined twice (also by an earlier script)");
 }
 
 bool ReadWholeFile(const std::string& path, std::string& contents, std::string* identity) {
