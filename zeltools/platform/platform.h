@@ -6,8 +6,8 @@
 // The system calls are reached through one table, `Calls()`, so that tests
 // can replace an entry and make the system fail for real (exhausted memory,
 // short reads, full disks) instead of only misusing a class. Every call made
-// through the table sets the thread's last error: errno on failure, 0 on
-// success.
+// through the table sets the thread's last error, errno on failure and 0 on
+// success; only the environment read, which cannot fail, leaves it alone.
 //
 // Not part of the installed interface.
 
