@@ -173,10 +173,10 @@ TEST_F(ResourceTest, TheLibraryNameReadsTheLibrarysOwnCatalogue) {
   CResurceString out;
   // The catalogue has no type letters; read through CResurce, its first
   // character is taken for one all the same.
-  EXPECT_STREQ(library.GetString(105, out), "rror reading file \"%s\"");
+  EXPECT_EQ(library.GetString(105, out), test::Message(105).substr(1));
   EXPECT_EQ(out.type, 3);
   const CResurce elsewhere("C:\\Program Files\\App\\zeltools.DLL");
-  EXPECT_STREQ(elsewhere.GetString(1022, out), "ivide by zero");
+  EXPECT_EQ(elsewhere.GetString(1022, out), test::Message(1022).substr(1));
 }
 
 TEST_F(ResourceTest, ReadsAgreeAcrossModesOnRandomMessages) {
