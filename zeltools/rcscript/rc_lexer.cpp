@@ -70,11 +70,8 @@ void Fail(const std::string& file, int line, const char* format, ...) {
 // multiple of the input: a header included once per script file, or values
 // worked out again after a few redefinitions, stay far within it.
 constexpr unsigned long long WorkPerInputByte = 64;
-constexpr unsigned long long WorkFloor = 1u << 20; // small scripts with a large header
 
 void Context::Earn(const std::string& identity, std::size_t size) {
-  if (allowance == 0)
-    allowance = WorkFloor;
   if (distinctFiles.insert(identity).second)
     allowance += WorkPerInputByte * size;
 }

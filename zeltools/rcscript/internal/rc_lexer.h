@@ -89,7 +89,7 @@ struct Context {
 
   std::unordered_set<std::string> distinctFiles; // identities of the files read
   unsigned long long work = 0;
-  unsigned long long allowance = 0;
+  unsigned long long allowance = 1u << 20; // what any script may spend, however small
 
   /// Adds the allowance earned by reading the file `identity` (of `size`
   /// bytes) the first time. The identity is the file's, not its path's, so
