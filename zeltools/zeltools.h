@@ -2,10 +2,14 @@
 /// \file
 /// Umbrella header: every public declaration of ZelTools.
 
+#include "zeltools/platform/last_error.h"
+
+#include "zeltools/rcscript/encoding.h"
+#include "zeltools/rcscript/language_ids.h"
+
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/language.h"
 #include "zeltools/errors/last_error.h"
-#include "zeltools/errors/resource.h"
 
 #include "zeltools/memory/allocator.h"
 #include "zeltools/memory/memory.h"
@@ -37,6 +41,7 @@
 #include "zeltools/text/phrase.h"
 #include "zeltools/text/point_line.h"
 #include "zeltools/text/read_memory.h"
+#include "zeltools/text/resource.h"
 #include "zeltools/text/strings.h"
 
 #include "zeltools/geometry/line2d.h"

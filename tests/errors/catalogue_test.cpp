@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "zeltools/errors/internal/rc_script.h"
+#include "zeltools/rcscript/internal/rc_script.h"
 #include "zeltools/errors/language.h"
 
 namespace zel {

@@ -8,7 +8,7 @@
 
 #include "support/test_support.h"
 #include "zeltools/errors/language.h"
-#include "zeltools/errors/last_error.h"
+#include "zeltools/platform/last_error.h"
 
 namespace zel {
 namespace {

@@ -1,4 +1,4 @@
-#include "zeltools/errors/internal/rc_expression.h"
+#include "zeltools/rcscript/internal/rc_expression.h"
 
 #include <utility>
 
@@ -9,6 +9,24 @@ namespace {
 // macro defined in terms of itself, parentheses nested thousands deep.
 constexpr int MaxMacroDepth = 32;
 constexpr int MaxExpressionDepth = 64;
+
+// Names a LANGUAGE statement may use with no header defining them: scripts
+// name their languages so, and nothing else gives these names a value.
+bool LanguageName(const std::string& name, long long& value) {
+  if (name == "LANG_NEUTRAL")
+    value = LangNeutral;
+  else if (name == "LANG_ENGLISH")
+    value = LangEnglish;
+  else if (name == "LANG_RUSSIAN")
+    value = LangRussian;
+  else if (name.compare(0, 5, "LANG_") == 0)
+    value = LangOther;
+  else if (name.compare(0, 8, "SUBLANG_") == 0)
+    value = 0;
+  else
+    return false;
+  return true;
+}
 
 } // namespace
 
@@ -107,7 +125,7 @@ long long Evaluator::Primary(int depth) {
   }
   if (t.kind != Kind::Name)
     Bad(t);
-  if (directive_ && t.text == "defined") {
+  if (names_ == Names::ZeroInIf && t.text == "defined") {
     const bool paren = IsPunct(source_.Peek(), "(");
     if (paren)
       source_.Take();
@@ -125,21 +143,26 @@ long long Evaluator::Primary(int depth) {
   if (found != ctx_.macros.end() && !found->second.functionLike)
     return MacroValue(t, found->second.value, depth);
   long long value = 0;
-  if (resolver_ != nullptr && resolver_(t.text, value))
+  if (names_ == Names::Languages && LanguageName(t.text, value))
     return value;
-  if (directive_)
+  if (names_ == Names::ZeroInIf)
     return 0; // an undefined name reads as 0 in #if, as in C
   FailAt(t, "undefined name \"" + Quoted(t.text) + "\"");
 }
 
 long long Evaluator::MacroValue(const Token& at, const std::string& value, int depth) {
+  auto& known = ctx_.macroValues[static_cast<int>(names_)];
+  const auto found = known.find(at.text);
+  if (found != known.end() && found->second.generation == ctx_.macroGeneration)
+    return found->second.value;
   if (macroDepth_ >= MaxMacroDepth)
     FailAt(at, "the definition of \"" + Quoted(at.text) + "\" refers to itself");
   VectorSource tokens(Tokenize(value, at.file, at.line, ctx_), at.file, at.line);
-  Evaluator inner(ctx_, tokens, what_, directive_, resolver_, macroDepth_ + 1);
+  Evaluator inner(ctx_, tokens, what_, names_, macroDepth_ + 1);
   const long long v = inner.Expression(depth + 1);
   if (tokens.Peek().kind != Kind::End)
     FailAt(at, "the value of \"" + Quoted(at.text) + "\" is not a number");
+  known[at.text] = {v, ctx_.macroGeneration};
   return v;
 }
 

@@ -5,8 +5,8 @@
 /// laid over consecutive ids and a one-letter message type; `CResurceString`
 /// holds what one read gives.
 ///
-/// A resource module is a resource script (the STRINGTABLE subset of the
-/// Windows resource compiler: LANGUAGE LANG_ENGLISH / LANG_RUSSIAN tables,
+/// A resource module is a resource script (the STRINGTABLE subset of Windows
+/// resource scripts: LANGUAGE LANG_ENGLISH / LANG_RUSSIAN tables,
 /// numeric ids or ids from `#define`, also from an `#include`d header beside
 /// the script, `#pragma code_page(1251)` or `(65001)`), a shared object whose
 /// string tables were compiled into it with the CMake helper
@@ -15,6 +15,10 @@
 /// Windows-1251 bytes. Look-ups read the table of the calling thread's
 /// user-interface language (`GetThreadUILanguage`), and the other table when
 /// that one lacks the id.
+///
+/// These classes sit with the text services, above the containers, because a
+/// read gives its text as a `Vector<char>`; the library's own catalogue and
+/// the exception stay below them (zeltools/errors/).
 
 #include "zeltools/containers/vector.h"
 
@@ -73,8 +77,8 @@ public:
   /// handle from `GetModule` of another object (shared with it), or a handle
   /// of the system's loader (dlopen), which this object then owns as it would
   /// own a module it loaded. In that case the module held before is not let
-  /// go: it stays loaded for the life of the process, as it always has.
-  /// Either way the name is stored. Throws `Exception` (code 2) with
+  /// go: it stays loaded for the life of the process, so that texts already
+  /// read from it stay valid. Either way the name is stored. Throws `Exception` (code 2) with
   /// "The file of resources is not found:\n<fileName>" when no module
   /// results, and with the reader's "<file>:<line>: ..." text for a
   /// malformed script.

@@ -4,21 +4,28 @@
 
 #include <string>
 
-#include "zeltools/errors/internal/rc_lexer.h"
+#include "zeltools/rcscript/internal/rc_lexer.h"
 
 namespace zel::internal::rc {
+
+// Primary language ids of the LANGUAGE statement.
+inline constexpr long long LangNeutral = 0x00;
+inline constexpr long long LangEnglish = 0x09;
+inline constexpr long long LangRussian = 0x19;
+// Any other LANG_ name: a language whose strings are read and dropped.
+inline constexpr long long LangOther = 0x3FF;
 
 // Integer expressions of ids, language values and #if lines, with the C
 // operators and their precedence. Arithmetic wraps (unsigned) rather than
 // overflowing, so no input reaches undefined behaviour.
+//
+// A macro's value is the value of its text read as a whole expression (so
+// `#define A 1+1` makes `A*2` read 4), which is what lets each value be
+// worked out once (see Context).
 class Evaluator {
 public:
-  using Resolver = bool (*)(const std::string&, long long&);
-
-  Evaluator(Context& ctx, TokenSource& source, const char* what, bool directive = false,
-            Resolver resolver = nullptr, int macroDepth = 0)
-      : ctx_(ctx), source_(source), what_(what), directive_(directive), resolver_(resolver),
-        macroDepth_(macroDepth) {}
+  Evaluator(Context& ctx, TokenSource& source, const char* what, Names names = Names::Required, int macroDepth = 0)
+      : ctx_(ctx), source_(source), what_(what), names_(names), macroDepth_(macroDepth) {}
 
   /// `depth` carries the nesting already spent by the expressions that
   /// expand into this one, so that the budget holds across macros.
@@ -44,8 +51,7 @@ private:
   Context& ctx_;
   TokenSource& source_;
   const char* what_;
-  bool directive_;
-  Resolver resolver_;
+  Names names_;
   int macroDepth_;
 };
 

@@ -1,5 +1,5 @@
 // CResurce and CResurceString: messages of an application's resource module.
-#include "zeltools/errors/resource.h"
+#include "zeltools/text/resource.h"
 
 #include <algorithm>
 #include <cstring>
@@ -14,8 +14,8 @@
 #include "support/test_support.h"
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/language.h"
-#include "zeltools/platform/shared_object.h"
-#include "zeltools/text/encoding.h"
+#include "zeltools/platform/platform.h"
+#include "zeltools/rcscript/encoding.h"
 
 namespace zel {
 namespace {
@@ -258,13 +258,20 @@ TEST(ResurceModule, ReadsTheTablesCompiledIntoASharedObject) {
   // one module.
   const CResurce again(ZEL_TEST_STRING_TABLES);
   EXPECT_EQ(again.GetModule(), module.GetModule());
-  void* handle = platform::OpenSharedObject(ZEL_TEST_STRING_TABLES);
+  void* handle = platform::Calls().sharedObjectOpen(ZEL_TEST_STRING_TABLES);
   ASSERT_NE(handle, nullptr);
   CResurce first, second;
   first.Init("module", handle); // owns the handle from here on
   second.Init("same handle", handle);
   EXPECT_EQ(second.GetModule(), first.GetModule());
   EXPECT_STREQ(second.GetString(7, out), "Hello from a module");
+}
+
+TEST(ResurceModule, AnObjectTheLoaderRefusesIsNotFound) {
+  platform::ScopedCalls saved;
+  platform::Calls().sharedObjectOpen = [](const char*) -> void* { return nullptr; };
+  EXPECT_EQ(ThrownText([] { CResurce module(ZEL_TEST_STRING_TABLES); }),
+            std::string("The file of resources is not found:\n") + ZEL_TEST_STRING_TABLES);
 }
 
 TEST(ResurceModule, ASharedObjectWithoutTablesHasNoMessages) {

@@ -1,18 +1,18 @@
-#include "zeltools/errors/resource.h"
+#include "zeltools/text/resource.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 #include "zeltools/errors/exception.h"
-#include "zeltools/errors/internal/resource_module.h"
+#include "zeltools/text/internal/resource_module.h"
 #include "zeltools/errors/language.h"
 
 namespace zel {
 namespace {
 
-// Entries are read into a 1024-byte buffer, as the system's string loader
-// fills it: at most 1023 characters and the terminator.
+// Entries are read into a 1024-byte buffer: at most 1023 characters and the
+// terminator, so that a message has the same bounds as an exception's text.
 constexpr std::size_t MaxEntry = 1023;
 
 unsigned char TypeOf(char first) {

@@ -33,8 +33,9 @@
 //   `#if`/`#ifdef`/`#ifndef`/`#elif`/`#else`/`#endif`, and `#include "file"`
 //   or `<file>` looked up beside the including file. A file that is not
 //   there is skipped (system headers define nothing a string table needs; a
-//   misspelt header shows as an undefined id name). As the resource compiler
-//   does, only the directives of an included `.h` or `.c` file are read.
+//   misspelt header shows as an undefined id name). Only the directives of an
+//   included `.h` or `.c` file are read: the rest is C, which means nothing
+//   to a string table.
 //   Other directives are ignored.
 // - `//` and `/* */` comments anywhere.
 // - Any other top-level statement (DIALOG, ICON, MENU, VERSIONINFO, ...) is
@@ -44,14 +45,19 @@
 //
 // Malformed input (an unterminated string, comment, block or #if, an unknown
 // statement inside a string table, an id out of range or defined twice for
-// one language, a bad expression) throws `zel::Exception` (code 2) whose text
-// begins with "<file>:<line>: ". No input crashes the reader or makes it
-// loop: nesting of parentheses, macros and includes is bounded.
+// one language, a bad expression) throws `ScriptError` whose text begins with
+// "<file>:<line>: ". No input crashes the reader or makes it loop, and its
+// time and memory stay proportional to the input: nesting of parentheses,
+// macros and includes is bounded, each macro's value is worked out once per
+// definition, and a script whose macros or includes would repeat far more
+// text than it holds is refused (see rc_lexer.h).
 
 #include <map>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "zeltools/rcscript/internal/script_error.h"
 
 namespace zel::internal {
 
@@ -66,7 +72,7 @@ struct ScriptTables {
   const std::string* Find(unsigned int id, unsigned short langId) const noexcept;
 
   /// Adds the tables of `other`; an id present in both for one language
-  /// throws an exception naming it and `otherName`.
+  /// throws `ScriptError` naming it and `otherName`.
   void Merge(const ScriptTables& other, const std::string& otherName);
 };
 
@@ -77,10 +83,15 @@ ScriptTables ParseResourceScript(std::string_view text, const std::string& fileN
                                  std::vector<std::string>* filesRead = nullptr);
 
 /// Reads and parses the script file at `path`; a file that cannot be read
-/// throws "<path>: cannot read the file".
+/// throws `ScriptError` "<path>: cannot read the file".
 ScriptTables ReadResourceScript(const std::string& path, std::vector<std::string>* filesRead = nullptr);
 
-/// Reads a whole file into `contents`; false when it cannot be opened or read.
-bool ReadWholeFile(const std::string& path, std::string& contents);
+/// Reads a whole regular file of at most 64 MB into `contents` (scripts are
+/// far smaller; a larger file is not a script). False when it cannot be
+/// opened or read, is larger, or is not a regular file (a FIFO or a device
+/// named by an #include would never end).
+/// When `identity` is not null it receives a text that names the file
+/// whatever path reached it (see `platform::SystemCalls::fileIdentity`).
+bool ReadWholeFile(const std::string& path, std::string& contents, std::string* identity = nullptr);
 
 } // namespace zel::internal

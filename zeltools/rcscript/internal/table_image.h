@@ -17,7 +17,7 @@
 #include <cstddef>
 #include <string>
 
-#include "zeltools/errors/internal/rc_script.h"
+#include "zeltools/rcscript/internal/rc_script.h"
 
 namespace zel::internal {
 

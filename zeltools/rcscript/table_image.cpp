@@ -1,10 +1,10 @@
-#include "zeltools/errors/internal/table_image.h"
+#include "zeltools/rcscript/internal/table_image.h"
 
 #include <cstdint>
 #include <cstring>
 #include <utility>
 
-#include "zeltools/errors/language.h"
+#include "zeltools/rcscript/language_ids.h"
 
 namespace zel::internal {
 namespace {

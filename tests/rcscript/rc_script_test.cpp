@@ -1,21 +1,26 @@
 // The resource-script reader: what it reads, the errors it reports (always
 // naming file and line), and that no input, however broken, crashes it.
-#include "zeltools/errors/internal/rc_script.h"
+#include "zeltools/rcscript/internal/rc_script.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <functional>
 #include <map>
 #include <random>
 #include <string>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "support/temp_files.h"
 #include "support/test_support.h"
-#include "zeltools/errors/exception.h"
-#include "zeltools/errors/internal/table_image.h"
-#include "zeltools/errors/language.h"
-#include "zeltools/text/encoding.h"
+#include "zeltools/platform/last_error.h"
+#include "zeltools/platform/platform.h"
+#include "zeltools/rcscript/encoding.h"
+#include "zeltools/rcscript/internal/table_image.h"
+#include "zeltools/rcscript/language_ids.h"
 
 namespace zel {
 namespace {
@@ -29,8 +34,19 @@ ScriptTables Parse(const std::string& script, const std::string& name = "t.rc") 
   return ParseResourceScript(script, name);
 }
 
+// The reader's located error text (empty, with a test failure, when it read).
+std::string ErrorText(const std::function<void()>& read) {
+  try {
+    read();
+  } catch (const internal::ScriptError& e) {
+    return e.what();
+  }
+  ADD_FAILURE() << "no ScriptError was thrown";
+  return {};
+}
+
 std::string ParseError(const std::string& script, const std::string& name = "t.rc") {
-  return test::ThrownText([&] { Parse(script, name); });
+  return ErrorText([&] { Parse(script, name); });
 }
 
 // Forms the random scripts below never write.
@@ -58,7 +74,7 @@ TEST(ResourceScript, IdsComeFromDefinesExpressionsAndHeadersBesideTheScript) {
                         "#define IDS_BASE 100\n#define IDS_NEXT (IDS_BASE + 1) // next\n"
                         "typedef struct { int a; } Ignored; /* C text is not read */\n"
                         "#endif\n");
-  const std::string script = folder.Write("app.rc", "#include \"ids.h\"\n#include <windows.h>\n"
+  const std::string script = folder.Write("app.rc", "#include \".//ids.h\" // \"//\" in a name\n#include <windows.h>\n"
                                                     "#define LOCAL IDS_NEXT * 2 - (1 << 2)\n"
                                                     "STRINGTABLE BEGIN IDS_BASE \"base\" IDS_NEXT \"next\"\n"
                                                     "LOCAL \"local\" IDS_BASE|0x200 \"or\" END\n");
@@ -149,11 +165,27 @@ TEST(ResourceScript, ErrorsInIncludedFilesNameThatFile) {
   TempDir folder;
   const std::string inner = folder.Write("strings.rc2", "STRINGTABLE BEGIN\n 1 \"one\"\n\n 2 \"open\nEND\n");
   const std::string script = folder.Write("app.rc", "\n#include \"strings.rc2\"\n");
-  EXPECT_EQ(test::ThrownText([&] { internal::ReadResourceScript(script); }), inner + ":4: unterminated string");
+  EXPECT_EQ(ErrorText([&] { internal::ReadResourceScript(script); }), inner + ":4: unterminated string");
   const std::string self = folder.Write("self.rc", "#include \"self.rc\"\n");
-  EXPECT_EQ(test::ThrownText([&] { internal::ReadResourceScript(self); }), self + ":1: #include nested too deeply");
-  EXPECT_EQ(test::ThrownText([&] { internal::ReadResourceScript(folder.Write("x", "") + ".missing"); }),
+  EXPECT_EQ(ErrorText([&] { internal::ReadResourceScript(self); }), self + ":1: #include nested too deeply");
+  EXPECT_EQ(ErrorText([&] { internal::ReadResourceScript(folder.Write("x", "") + ".missing"); }),
             folder.Write("x", "") + ".missing: cannot read the file");
+}
+
+TEST(ResourceScript, FilesAreReadThroughTheSystemTable) {
+  TempDir folder;
+  folder.Write("ids.h", "#define ID 5\n");
+  const std::string script = folder.Write("app.rc", "#include \"ids.h\"\nSTRINGTABLE BEGIN ID \"x\" END\n");
+  platform::ScopedCalls saved;
+  platform::Calls().fileReadAt = [](void* file, void* buffer, std::size_t, std::int64_t at) {
+    return platform::DefaultCalls().fileReadAt(file, buffer, 1, at); // a byte at a time
+  };
+  EXPECT_EQ(internal::ReadResourceScript(script).english, (Table{{5, "x"}}));
+  platform::Calls().fileReadAt = [](void*, void*, std::size_t, std::int64_t) -> std::int64_t {
+    SetLastError(EIO);
+    return -1;
+  };
+  EXPECT_EQ(ErrorText([&] { internal::ReadResourceScript(script); }), script + ": cannot read the file");
 }
 
 TEST(ResourceScript, FindFallsBackToTheOtherLanguage) {
@@ -166,7 +198,56 @@ TEST(ResourceScript, FindFallsBackToTheOtherLanguage) {
   EXPECT_EQ(t.Find(4, LanguageEnglish), nullptr);
   EXPECT_EQ(t.Find(65536 + 1, LanguageEnglish), nullptr);
   ScriptTables merged = t;
-  EXPECT_EQ(test::ThrownText([&] { merged.Merge(t, "again.rc"); }), "string id 1 is defined twice (again in again.rc)");
+  EXPECT_EQ(ErrorText([&] { merged.Merge(t, "again.rc"); }),
+            "again.rc: string id 1 is defined twice (also by an earlier script)");
+}
+
+// Scripts whose plain reading would take time exponential in their size:
+// read in proportion to it, or refused with a located error. If either
+// guard went, these would not finish.
+TEST(ResourceScript, WorkStaysProportionalToTheScript) {
+  // Each macro is the previous one added to itself: 2^30 expansions of A0
+  // if every use were expanded again, in ids and in #if lines alike.
+  std::string chain = "#define A0 0\n";
+  for (int i = 1; i <= 30; ++i)
+    chain += "#define A" + std::to_string(i) + " A" + std::to_string(i - 1) + "+A" + std::to_string(i - 1) + "\n";
+  EXPECT_EQ(Parse(chain + "#if A30 == 0\nSTRINGTABLE BEGIN A30 \"x\" END\n#endif\n").english, (Table{{0, "x"}}));
+  // A redefinition is seen by the macros that use it.
+  EXPECT_EQ(Parse(chain + "#if A15 == 0\n#undef A0\n#define A0 1\n#endif\n"
+                          "#if A15 == 32768\nSTRINGTABLE BEGIN A15 \"x\" END\n#endif\n")
+                .english,
+            (Table{{32768, "x"}}));
+  // Each file includes the next four times, through four links to the folder
+  // itself, so that every path read is new: 4^15 inclusions of 16 files.
+  TempDir folder;
+  for (const char* link : {"a", "b", "c", "d"})
+    ASSERT_EQ(::symlink(".", folder.File(link).c_str()), 0);
+  for (int i = 0; i < 16; ++i) {
+    std::string includes;
+    for (const char* spelling : {"a/", "b/", "c/", "d/"})
+      includes += i < 15 ? "#include \"" + std::string(spelling) + "f" + std::to_string(i + 1) + ".rc\"\n" : "";
+    folder.Write("f" + std::to_string(i) + ".rc", includes);
+  }
+  const std::string error = ErrorText([&] { internal::ReadResourceScript(folder.File("f0.rc")); });
+  EXPECT_NE(error.find(".rc:"), std::string::npos) << error;
+  EXPECT_NE(error.find("too much work"), std::string::npos) << error;
+}
+
+// Inputs kept from fuzzing (tests/corpus/rc_script), each a script that once
+// made the reader misbehave.
+TEST(ResourceScript, CorpusScriptsGiveATableOrALocatedError) {
+  const std::string folder = std::string(ZEL_TEST_SOURCE_DIR) + "/corpus/rc_script";
+  int read = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    const std::string path = entry.path().string();
+    try {
+      internal::ReadResourceScript(path);
+    } catch (const internal::ScriptError& e) {
+      EXPECT_EQ(std::string(e.what()).rfind(path + ":", 0), 0u) << e.what();
+    }
+    ++read;
+  }
+  EXPECT_GT(read, 0);
 }
 
 // --- properties over random input ------------------------------------------
@@ -270,8 +351,8 @@ TEST(ResourceScript, RandomTablesSurviveTheRoundTripThroughAScript) {
     ScriptTables t;
     try {
       t = Parse(script);
-    } catch (const Exception& e) {
-      FAIL() << e.GetDescription() << "\n" << script;
+    } catch (const internal::ScriptError& e) {
+      FAIL() << e.what() << "\n" << script;
     }
     ASSERT_EQ(t.english, english) << script;
     ASSERT_EQ(t.russian, russian) << script;
@@ -291,8 +372,8 @@ bool ExpectTableOrLocatedError(const std::string& script) {
   try {
     Parse(script, "r.rc");
     return true;
-  } catch (const Exception& e) {
-    const std::string text = e.GetDescription();
+  } catch (const internal::ScriptError& e) {
+    const std::string text = e.what();
     EXPECT_EQ(text.rfind("r.rc:", 0), 0u) << text;
     EXPECT_NE(text.find(": ", 5), std::string::npos) << text;
     EXPECT_GT(std::atoi(text.c_str() + 5), 0) << text;

@@ -6,15 +6,18 @@
 #include <deque>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
+
+#include "zeltools/rcscript/internal/script_error.h"
 
 namespace zel::internal::rc {
 
 inline constexpr int CodePageCyrillic = 1251; // the default
 inline constexpr int CodePageUtf8 = 65001;
 
-/// Throws `Exception` (code 2) with "<file>:<line>: " and the formatted text.
+/// Throws `ScriptError` with "<file>:<line>: " and the formatted text.
 [[noreturn]] void Fail(const std::string& file, int line, const char* format, ...)
 #if defined(__GNUC__)
     __attribute__((format(printf, 3, 4)))
@@ -50,13 +53,51 @@ struct Macro {
   bool functionLike = false;
 };
 
-// State shared by every file of one script: macros persist across includes,
-// and so does the code page, as with the resource compiler.
+/// How a name that is not a macro reads in an expression; it decides, with
+/// the macros, what a macro's value is.
+enum class Names {
+  Required,  // an error: string ids, option values
+  ZeroInIf,  // 0, and `defined` is understood: #if and #elif lines
+  Languages, // LANG_ and SUBLANG_ names: the LANGUAGE statement
+};
+inline constexpr int NameRules = 3;
+
+// State shared by every file of one script: macros persist across includes
+// (a header's ids serve the script that includes it), and so does the code
+// page.
+//
+// Reading time is kept proportional to the input. Each macro's value is
+// worked out once and reused until a #define or #undef starts a new
+// generation (without that, a chain of macros each using the previous one
+// twice costs 2^n expansions). What is still repeated (headers included
+// again, values worked out again after a redefinition) is paid from a work
+// budget: every byte lexed, and every file opened, is charged; the allowance
+// grows with the size of each distinct file read. A script that overdraws it
+// is refused with a located error.
 struct Context {
   std::unordered_map<std::string, Macro> macros;
   int codePage = CodePageCyrillic;
   std::deque<std::string> fileNames; // stable storage for Token::file
   std::vector<std::string>* filesRead = nullptr;
+
+  struct KnownValue {
+    long long value;
+    unsigned long long generation;
+  };
+  std::unordered_map<std::string, KnownValue> macroValues[NameRules]; // by Names
+  unsigned long long macroGeneration = 0;
+
+  std::unordered_set<std::string> distinctFiles; // identities of the files read
+  unsigned long long work = 0;
+  unsigned long long allowance = 1u << 20; // what any script may spend, however small
+
+  /// Adds the allowance earned by reading the file `identity` (of `size`
+  /// bytes) the first time. The identity is the file's, not its path's, so
+  /// that other spellings of a path (or links) earn nothing more.
+  void Earn(const std::string& identity, std::size_t size);
+  /// Charges `units` of work done for the text at `file`:`line`; throws
+  /// the located error when the allowance is spent.
+  void Charge(std::size_t units, const std::string& file, int line);
 };
 
 // Script: directives and tokens. DirectivesOnly: an included .h/.c file.

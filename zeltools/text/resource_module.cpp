@@ -1,17 +1,15 @@
-#include "zeltools/errors/internal/resource_module.h"
+#include "zeltools/text/internal/resource_module.h"
 
 #include <cctype>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <mutex>
 
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/internal/catalogue.h"
-#include "zeltools/errors/internal/rc_script.h"
-#include "zeltools/errors/internal/table_image.h"
-#include "zeltools/platform/shared_object.h"
+#include "zeltools/rcscript/internal/rc_script.h"
+#include "zeltools/rcscript/internal/table_image.h"
+#include "zeltools/platform/platform.h"
 
 namespace zel::internal {
 namespace {
@@ -50,7 +48,7 @@ void* Register(std::unique_ptr<Module> module, bool opened = false) {
       ++found->second->holders;
       guard.unlock();
       if (opened)
-        platform::CloseSharedObject(key->sharedObject);
+        platform::Calls().sharedObjectClose(key->sharedObject);
       return found->second;
     }
     r.bySharedObject[key->sharedObject] = key;
@@ -74,15 +72,15 @@ bool IsLibraryName(const std::string& fileName) {
 // 0: no such file (or not a regular one); 1: an ELF shared object; 2: any
 // other file.
 int FileKind(const std::string& path) {
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(path, error))
+  const auto& calls = platform::Calls();
+  void* file = calls.fileOpenRegular(path.c_str());
+  if (file == nullptr)
     return 0;
-  std::ifstream in(path, std::ios::binary);
-  if (!in)
-    return 0;
-  char head[4] = {};
-  in.read(head, sizeof head);
-  return in.gcount() == 4 && head[0] == '\x7F' && head[1] == 'E' && head[2] == 'L' && head[3] == 'F' ? 1 : 2;
+  unsigned char head[4] = {};
+  const bool elf = platform::ReadAt(file, head, sizeof head, 0) == sizeof head && head[0] == 0x7F &&
+                   head[1] == 'E' && head[2] == 'L' && head[3] == 'F';
+  calls.fileClose(file);
+  return elf ? 1 : 2;
 }
 
 // Reads the tables compiled into an open shared object; a module without
@@ -90,10 +88,10 @@ int FileKind(const std::string& path) {
 std::unique_ptr<Module> FromSharedObject(void* object, const std::string& name) {
   auto module = std::make_unique<Module>();
   module->sharedObject = object;
-  const auto* data = static_cast<const unsigned char*>(platform::FindSymbol(object, TableImageSymbol));
-  const auto* size = static_cast<const unsigned long long*>(platform::FindSymbol(object, TableImageSizeSymbol));
+  const auto* data = static_cast<const unsigned char*>(platform::Calls().sharedObjectSymbol(object, TableImageSymbol));
+  const auto* size = static_cast<const unsigned long long*>(platform::Calls().sharedObjectSymbol(object, TableImageSizeSymbol));
   if (data != nullptr && size != nullptr && !DecodeTableImage(data, static_cast<std::size_t>(*size), module->tables)) {
-    platform::CloseSharedObject(object);
+    platform::Calls().sharedObjectClose(object);
     CrashFormat("%s: the string tables compiled into it are damaged", name.c_str());
   }
   return module;
@@ -110,7 +108,11 @@ void* LoadResourceModule(const std::string& fileName) {
   const int kind = fileName.empty() ? 0 : FileKind(fileName);
   if (kind == 2) {
     auto module = std::make_unique<Module>();
-    module->tables = ReadResourceScript(fileName);
+    try {
+      module->tables = ReadResourceScript(fileName);
+    } catch (const ScriptError& error) {
+      Crash(error.what()); // the application sees the reader's located text
+    }
     return Register(std::move(module));
   }
   // The loader searches its library path for a bare name; a file in the
@@ -120,7 +122,7 @@ void* LoadResourceModule(const std::string& fileName) {
     path = "./" + path;
   else if (kind == 0 && (path.empty() || path.find('/') != std::string::npos))
     return nullptr;
-  void* object = platform::OpenSharedObject(path.c_str());
+  void* object = platform::Calls().sharedObjectOpen(path.c_str());
   if (object == nullptr)
     return nullptr;
   return Register(FromSharedObject(object, fileName), true);
@@ -161,7 +163,7 @@ void ReleaseResourceModule(void* module) noexcept {
       r.bySharedObject.erase(freed->sharedObject);
   }
   if (freed->sharedObject != nullptr)
-    platform::CloseSharedObject(freed->sharedObject);
+    platform::Calls().sharedObjectClose(freed->sharedObject);
 }
 
 const char* ResourceModuleString(void* module, unsigned int id, unsigned short langId) noexcept {

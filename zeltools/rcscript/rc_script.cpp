@@ -1,15 +1,13 @@
-#include "zeltools/errors/internal/rc_script.h"
+#include "zeltools/rcscript/internal/rc_script.h"
 
-#include <filesystem>
-#include <fstream>
+#include <cstdint>
 #include <memory>
-#include <system_error>
 #include <utility>
 
-#include "zeltools/errors/exception.h"
-#include "zeltools/errors/internal/rc_expression.h"
-#include "zeltools/errors/internal/rc_lexer.h"
-#include "zeltools/errors/language.h"
+#include "zeltools/platform/platform.h"
+#include "zeltools/rcscript/internal/rc_expression.h"
+#include "zeltools/rcscript/internal/rc_lexer.h"
+#include "zeltools/rcscript/language_ids.h"
 
 namespace zel::internal {
 namespace {
@@ -19,14 +17,10 @@ using namespace rc;
 constexpr std::size_t MaxIncludeDepth = 16; // a file that includes itself
 // Scripts are a few hundred kilobytes at most; anything far larger is not a
 // script, and reading it whole would only exhaust memory.
-constexpr std::uintmax_t MaxFileSize = 64u << 20;
-
-// Primary language ids of the LANGUAGE statement.
-constexpr long long LangNeutral = 0x00;
-constexpr long long LangEnglish = 0x09;
-constexpr long long LangRussian = 0x19;
-// Any other LANG_ name: a language whose strings are read and dropped.
-constexpr long long LangOther = 0x3FF;
+constexpr std::uint64_t MaxFileSize = 64u << 20;
+// An #include costs system calls whether or not the file is there or holds
+// anything; it is charged as this much lexing.
+constexpr std::size_t IncludeWork = 1024;
 
 bool EndsWithNoCase(const std::string& text, const char* tail) {
   const std::string t(tail);
@@ -38,28 +32,11 @@ std::string DirectoryOf(const std::string& path) {
   return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
 }
 
-// Names the resource compiler knows without a header: the language ids of
-// the LANGUAGE statement.
-bool LanguageName(const std::string& name, long long& value) {
-  if (name == "LANG_NEUTRAL")
-    value = LangNeutral;
-  else if (name == "LANG_ENGLISH")
-    value = LangEnglish;
-  else if (name == "LANG_RUSSIAN")
-    value = LangRussian;
-  else if (name.compare(0, 5, "LANG_") == 0)
-    value = LangOther;
-  else if (name.compare(0, 8, "SUBLANG_") == 0)
-    value = 0;
-  else
-    return false;
-  return true;
-}
-
 // The token stream of a script and the files it includes.
 class Stream : public TokenSource {
 public:
   Stream(Context& ctx, std::string text, const std::string* file) : ctx_(ctx), mainFile_(file) {
+    ctx.Earn(*file, text.size());
     lexers_.push_back(std::make_unique<Lexer>(std::move(text), file, ctx, Mode::Script));
   }
 
@@ -105,13 +82,16 @@ private:
       if (c == '\\')
         c = '/';
     const std::string path = name[0] == '/' ? name : DirectoryOf(*from.File()) + name;
+    ctx_.Charge(IncludeWork, *from.File(), from.Line());
     std::string contents;
-    if (!ReadWholeFile(path, contents))
+    std::string identity;
+    if (!ReadWholeFile(path, contents, &identity))
       return; // not beside the script: a system header (see the header comment)
     if (lexers_.size() >= MaxIncludeDepth)
       Fail(*from.File(), from.Line(), "#include nested too deeply");
     if (ctx_.filesRead != nullptr)
       ctx_.filesRead->push_back(path);
+    ctx_.Earn(identity, contents.size());
     ctx_.fileNames.push_back(path);
     const bool header = EndsWithNoCase(path, ".h") || EndsWithNoCase(path, ".c") ||
                         EndsWithNoCase(path, ".hpp") || EndsWithNoCase(path, ".hh") ||
@@ -161,7 +141,7 @@ private:
   // LANGUAGE primary, sub: the table that receives the strings, null for a
   // language other than the two of the catalogue.
   Table* Language() {
-    Evaluator evaluator(ctx_, *stream_, "bad LANGUAGE statement", false, LanguageName);
+    Evaluator evaluator(ctx_, *stream_, "bad LANGUAGE statement", Names::Languages);
     const long long primary = evaluator.Expression() & 0x3FF;
     if (IsPunct(stream_->Peek(), ",")) {
       stream_->Take();
@@ -289,24 +269,27 @@ void ScriptTables::Merge(const ScriptTables& other, const std::string& otherName
   for (auto [mine, theirs] : {std::pair{&english, &other.english}, std::pair{&russian, &other.russian}})
     for (const auto& [id, text] : *theirs)
       if (!mine->emplace(id, text).second)
-        CrashFormat("string id %u is defined twice (again in %s)", static_cast<unsigned>(id), otherName.c_str());
+        throw ScriptError(otherName + ": string id " + std::to_string(id) +
+                          " is defined twice (also by an earlier script)");
 }
 
-bool ReadWholeFile(const std::string& path, std::string& contents) {
-  std::error_code error;
-  // Only regular files: a device or a pipe named by an #include would never end.
-  if (!std::filesystem::is_regular_file(path, error))
+bool ReadWholeFile(const std::string& path, std::string& contents, std::string* identity) {
+  const auto& calls = platform::Calls();
+  void* file = calls.fileOpenRegular(path.c_str());
+  if (file == nullptr)
     return false;
-  const std::uintmax_t size = std::filesystem::file_size(path, error);
-  if (error || size > MaxFileSize)
-    return false;
-  std::ifstream in(path, std::ios::binary);
-  if (!in)
-    return false;
-  contents.assign(static_cast<std::size_t>(size), '\0');
-  in.read(contents.data(), static_cast<std::streamsize>(size));
-  contents.resize(static_cast<std::size_t>(in.gcount()));
-  return !in.bad();
+  std::int64_t size = 0;
+  std::uint64_t device = 0, node = 0;
+  bool ok = calls.fileSize(file, size) && static_cast<std::uint64_t>(size) <= MaxFileSize &&
+            (identity == nullptr || calls.fileIdentity(file, device, node));
+  if (ok && identity != nullptr)
+    *identity = std::to_string(device) + ":" + std::to_string(node);
+  if (ok) {
+    contents.assign(static_cast<std::size_t>(size), '\0');
+    ok = platform::ReadAt(file, contents.data(), contents.size(), 0) == contents.size();
+  }
+  calls.fileClose(file);
+  return ok;
 }
 
 ScriptTables ParseResourceScript(std::string_view text, const std::string& fileName,
@@ -317,7 +300,7 @@ ScriptTables ParseResourceScript(std::string_view text, const std::string& fileN
 ScriptTables ReadResourceScript(const std::string& path, std::vector<std::string>* filesRead) {
   std::string text;
   if (!ReadWholeFile(path, text))
-    CrashFormat("%s: cannot read the file", path.c_str());
+    throw ScriptError(path + ": cannot read the file");
   return ParseResourceScript(text, path, filesRead);
 }
 

@@ -1,4 +1,4 @@
-#include "zeltools/text/encoding.h"
+#include "zeltools/rcscript/encoding.h"
 
 #include <array>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "zeltools/errors/internal/rc_lexer.h"
+#include "zeltools/rcscript/internal/rc_lexer.h"
 
 #include <cctype>
 #include <climits>
@@ -6,9 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "zeltools/errors/exception.h"
-#include "zeltools/errors/internal/rc_expression.h"
-#include "zeltools/text/encoding.h"
+#include "zeltools/rcscript/internal/rc_expression.h"
+#include "zeltools/rcscript/encoding.h"
 
 namespace zel::internal::rc {
 namespace {
@@ -57,17 +56,35 @@ bool EqualsNoCase(const std::string& a, const char* b) {
 std::string Quoted(const std::string& text) { return text.size() <= 40 ? text : text.substr(0, 40) + "..."; }
 
 void Fail(const std::string& file, int line, const char* format, ...) {
-  char buffer[Exception::DescriptionSize];
+  char buffer[1024]; // longer texts are cut where the library's exception cuts them anyway
   va_list args;
   va_start(args, format);
   std::vsnprintf(buffer, sizeof buffer, format, args);
   va_end(args);
   const std::string text = file + ":" + std::to_string(line) + ": " + buffer;
-  Crash(text.c_str());
+  throw ScriptError(text);
+}
+
+// Lexing is linear in the text, and everything a script makes the reader do
+// is lexing, so bytes lexed measure its work. The allowance is a generous
+// multiple of the input: a header included once per script file, or values
+// worked out again after a few redefinitions, stay far within it.
+constexpr unsigned long long WorkPerInputByte = 64;
+
+void Context::Earn(const std::string& identity, std::size_t size) {
+  if (distinctFiles.insert(identity).second)
+    allowance += WorkPerInputByte * size;
+}
+
+void Context::Charge(std::size_t units, const std::string& file, int line) {
+  work += units;
+  if (work > allowance)
+    Fail(file, line, "the script takes too much work to read (macros or #include repeat too much text)");
 }
 
 Lexer::Lexer(std::string text, const std::string* file, Context& ctx, Mode mode, int firstLine)
     : text_(std::move(text)), file_(file), ctx_(ctx), mode_(mode), line_(firstLine) {
+  ctx_.Charge(text_.size(), *file_, line_);
   if (mode_ != Mode::Plain && text_.compare(0, 3, "\xEF\xBB\xBF") == 0) {
     pos_ = 3;
     ctx_.codePage = CodePageUtf8;
@@ -316,6 +333,7 @@ bool Lexer::Directive(std::string& include) {
   const int line = line_;
   ++pos_;
   std::string body;
+  bool quoted = false; // in "...", a file name or a string, "//" and "/*" are text
   while (pos_ < text_.size()) {
     const char c = text_[pos_];
     if (c == '\\' && (At(pos_ + 1) == '\n' || (At(pos_ + 1) == '\r' && At(pos_ + 2) == '\n'))) {
@@ -325,6 +343,17 @@ bool Lexer::Directive(std::string& include) {
     }
     if (c == '\n')
       break;
+    if (quoted && c == '\\' && pos_ + 1 < text_.size()) { // an escape keeps its quote
+      body += text_.substr(pos_, 2);
+      pos_ += 2;
+      continue;
+    }
+    quoted = quoted != (c == '"');
+    if (quoted || c == '"') {
+      body += c;
+      ++pos_;
+      continue;
+    }
     if (c == '/' && At(pos_ + 1) == '/') {
       SkipToLineEnd();
       break;
@@ -401,6 +430,7 @@ bool Lexer::HandleDirective(const std::string& body, int line, std::string& incl
     const std::string macro = TakeName(rest, q);
     if (macro.empty())
       Fail(*file_, line, "#%s without a name", name.c_str());
+    ++ctx_.macroGeneration; // any known value may depend on this name
     if (name == "undef") {
       ctx_.macros.erase(macro);
       return false;
@@ -437,7 +467,7 @@ bool Lexer::HandleDirective(const std::string& body, int line, std::string& incl
 
 bool Lexer::IfValue(const std::string& expression, int line) {
   VectorSource tokens(Tokenize(expression, file_, line, ctx_), file_, line);
-  Evaluator evaluator(ctx_, tokens, "bad #if expression", true);
+  Evaluator evaluator(ctx_, tokens, "bad #if expression", Names::ZeroInIf);
   const long long v = evaluator.Expression();
   if (tokens.Peek().kind != Kind::End)
     Fail(*file_, line, "bad #if expression near \"%s\"", Quoted(tokens.Peek().text).c_str());
