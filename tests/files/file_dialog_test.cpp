@@ -24,7 +24,7 @@ struct FakeDesktop {
   static inline std::vector<std::pair<int, std::string>> replies;
   FakeDesktop(bool withDisplay, std::vector<std::pair<int, std::string>> answers) {
     display = withDisplay, runs.clear(), replies = std::move(answers);
-    platform::Calls().getEnvironment = [](const char* name) -> const char* {
+    platform::Calls().environment = [](const char* name) -> const char* {
       return display && std::strcmp(name, "WAYLAND_DISPLAY") == 0 ? "wayland-0" : nullptr;
     };
     platform::Calls().runProgram = [](const char* const* argv, char* out, std::size_t size, std::size_t& length) {

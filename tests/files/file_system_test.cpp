@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "zeltools/errors/last_error.h"
+#include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
 
 namespace zel {
@@ -69,7 +69,7 @@ TEST(FileSystem, PartsJoinBackAndTheHelpersAgreeWithThem) {
 TEST(FileSystem, ConfigurationPathGluesTheTailToTheFolder) {
   platform::ScopedCalls saved;
   static const char* dirs = nullptr;
-  platform::Calls().getEnvironment = [](const char* name) {
+  platform::Calls().environment = [](const char* name) {
     return std::strcmp(name, "XDG_CONFIG_DIRS") ? nullptr : dirs;
   };
   char path[PathSize];

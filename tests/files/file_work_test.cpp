@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "support/temp_files.h"
-#include "zeltools/errors/last_error.h"
+#include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
 #include "zeltools/text/phrase.h"
 

@@ -25,7 +25,7 @@ std::string Text(const char* text) { return text != nullptr ? text : ""; }
 
 bool HasDisplay() {
   for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY"}) {
-    const char* value = platform::Calls().getEnvironment(name);
+    const char* value = platform::Calls().environment(name);
     if (value != nullptr && *value != '\0')
       return true;
   }

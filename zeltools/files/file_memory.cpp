@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstdint>
 
-#include "zeltools/errors/last_error.h"
+#include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
 
 namespace zel {

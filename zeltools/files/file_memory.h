@@ -31,6 +31,8 @@ public:
 
   /// Maps all of the open file `fileHandle` (usually `GetHandle()`),
   /// writable when `write` is not 0, and returns the view's first byte. A
+  /// file opened for reading only gives read views: the mapping asks for no
+  /// more access than the view needs. A
   /// view this object already holds is unmapped first. Null on any failure
   /// (no handle, an empty file, a file the system will not map with that
   /// access), with the last error set and no message raised; callers that

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "zeltools/errors/last_error.h"
+#include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
 
 namespace zel {
@@ -117,7 +117,7 @@ long long SgGetFreeDiskSpace(const char* path) {
 }
 
 void GetPathCfg(const char* tail, char* path, unsigned int /*size*/) {
-  const char* dirs = platform::Calls().getEnvironment("XDG_CONFIG_DIRS");
+  const char* dirs = platform::Calls().environment("XDG_CONFIG_DIRS");
   std::size_t length = 0;
   if (dirs != nullptr && dirs[0] == '/') {
     length = std::strcspn(dirs, ":");

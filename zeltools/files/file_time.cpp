@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "zeltools/errors/last_error.h"
+#include "zeltools/platform/last_error.h"
 #include "zeltools/platform/debug_file.h"
 #include "zeltools/platform/platform.h"
 

@@ -11,7 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "zeltools/errors/last_error.h"
+#include "zeltools/platform/last_error.h"
 
 extern char** environ;
 
@@ -129,8 +129,6 @@ bool ExecutablePath(char* path, std::size_t size) noexcept {
   SetLastError(0);
   return true;
 }
-
-const char* GetEnvironment(const char* name) noexcept { return name != nullptr ? std::getenv(name) : nullptr; }
 
 int RunProgram(const char* const* arguments, char* output, std::size_t size, std::size_t& length) noexcept {
   length = 0;
