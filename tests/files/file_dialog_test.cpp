@@ -53,14 +53,16 @@ TEST(FileDialog, TheFirstInstalledProgramAsksWhenADisplayIsThere) {
   EXPECT_EQ(DialogOpenDirectory("Folder", path, nullptr), 0); // cancelled: the next program is not tried
   EXPECT_EQ(DialogReadFile("Open", path, nullptr, nullptr, nullptr, nullptr), 0); // too long a choice
   EXPECT_STREQ(path, "/srv/data");
-  EXPECT_EQ(DialogReadFile("Open", path, "Models (*.mdl)|*.mdl;*.mdx|All|*.*||", "mdl", "/h", "a.mdl"), 1);
+  EXPECT_EQ(DialogReadFile("\xCE\xF2\xEA\xF0\xFB\xF2\xFC", path, "Models (*.mdl)|*.mdl;*.mdx|All|*.*||", "mdl", "/h",
+                           "a.mdl"),
+            1);
   EXPECT_STREQ(path, "/h/a.mdl");
   // No zenity: kdialog asks; a name without an extension gets the default.
   EXPECT_EQ(DialogWriteFile("Save", path, "Models|*.mdl||", "mdl", nullptr, nullptr), 1);
   EXPECT_STREQ(path, "/h/out.mdl");
   EXPECT_EQ(FakeDesktop::runs.at(0),
             (Args{"zenity", "--file-selection", "--title=Folder", "--directory", "--filename=/srv"}));
-  EXPECT_EQ(FakeDesktop::runs.at(3), (Args{"zenity", "--file-selection", "--title=Open", "--filename=/h/a.mdl",
+  EXPECT_EQ(FakeDesktop::runs.at(3), (Args{"zenity", "--file-selection", u8"--title=\u041e\u0442\u043a\u0440\u044b\u0442\u044c", "--filename=/h/a.mdl",
                                            "--file-filter=Models (*.mdl) | *.mdl *.mdx", "--file-filter=All | *.*"}));
   EXPECT_EQ(FakeDesktop::runs.at(5), (Args{"kdialog", "--title", "Save", "--getsavefilename", ".", "*.mdl|Models"}));
 }

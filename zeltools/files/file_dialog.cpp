@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "zeltools/platform/platform.h"
+#include "zeltools/rcscript/encoding.h"
 
 namespace zel {
 namespace {
@@ -54,12 +55,15 @@ std::vector<std::pair<std::string, std::string>> Filters(const char* filter) {
   return pairs;
 }
 
+// Titles and descriptions are the library's 1251 texts and the dialog
+// programs read UTF-8; paths are bytes as the file system has them and pass
+// as they are.
 std::vector<std::string> Arguments(Program program, const Request& request) {
   const auto filters = Filters(request.filter);
   const std::string start = Text(request.start);
   std::vector<std::string> args;
   if (program == Program::Zenity) {
-    args = {"zenity", "--file-selection", "--title=" + Text(request.title)};
+    args = {"zenity", "--file-selection", "--title=" + Cp1251ToUtf8(Text(request.title))};
     if (request.kind == Kind::Folder)
       args.emplace_back("--directory");
     if (request.kind == Kind::Write)
@@ -67,10 +71,10 @@ std::vector<std::string> Arguments(Program program, const Request& request) {
     if (!start.empty())
       args.push_back("--filename=" + start);
     for (const auto& [description, patterns] : filters)
-      args.push_back("--file-filter=" + description + " | " + patterns);
+      args.push_back("--file-filter=" + Cp1251ToUtf8(description) + " | " + patterns);
     return args;
   }
-  args = {"kdialog", "--title", Text(request.title),
+  args = {"kdialog", "--title", Cp1251ToUtf8(Text(request.title)),
           request.kind == Kind::Folder  ? "--getexistingdirectory"
           : request.kind == Kind::Write ? "--getsavefilename"
                                         : "--getopenfilename",
@@ -78,7 +82,7 @@ std::vector<std::string> Arguments(Program program, const Request& request) {
   if (request.kind != Kind::Folder && !filters.empty()) {
     std::string lines;
     for (const auto& [description, patterns] : filters)
-      lines += (lines.empty() ? "" : "\n") + patterns + "|" + description;
+      lines += (lines.empty() ? "" : "\n") + patterns + "|" + Cp1251ToUtf8(description);
     args.push_back(lines);
   }
   return args;

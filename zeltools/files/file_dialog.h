@@ -12,8 +12,8 @@
 /// Results: 1 when the user chose, 0 when the dialog was cancelled or could
 /// not be shown; `path` is changed only on 1. Paths are returned as the
 /// system spells them and fit `PathSize` bytes (a longer choice counts as
-/// cancelled). Titles and filter descriptions are passed to the program as
-/// they are.
+/// cancelled). Titles and filter descriptions are Windows-1251 texts, shown
+/// converted to UTF-8; paths pass as the file system spells them.
 
 #include "zeltools/files/file_system.h"
 
