@@ -29,7 +29,9 @@ public:
   /// mark, with the read position at 0. Returns 1.
   ///
   /// Failures are reported once, as the base open reports them (101 when
-  /// this object has a file open already, 102, 108). A file opened without
+  /// this object has a file open already, 102, 108): a second message 101
+  /// after them would claim a file open that is not, and with a sink it
+  /// could not reach the sink the base open has already let go of. A file opened without
   /// write access that is too short for a mark cannot be given one: the open
   /// reports 103 (the file is read-only) and fails, leaving the file closed
   /// and untouched. A failed mark read reports 105, a failed mark write 107;
@@ -37,8 +39,9 @@ public:
   unsigned char Open(const char* name, const char* mode, CPhrase* sink = nullptr, unsigned char crash = 0);
 
   /// Stamps the mark with the current time and logical length, writes it at
-  /// the file's start and flushes the file (`Flush`'s result). 1 at once when
-  /// the file is not open for writing.
+  /// the file's start and flushes the file (`Flush`'s result). 1 at once,
+  /// writing nothing, when the file is not open for writing or was opened by
+  /// the raw open (its position 0 holds data, not a mark).
   unsigned char SetMark();
   /// 1 when all 32 bytes of this file's mark equal `other`.
   unsigned char Check(const FILE_MARK& other) const noexcept { return mark_ == other ? 1 : 0; }
