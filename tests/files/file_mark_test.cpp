@@ -20,6 +20,11 @@ TEST(FileMark, StoredImageIsLittleEndianAndLoadsBack) {
   FILE_MARK::Load(image).Store(again);
   EXPECT_TRUE(std::equal(image, image + 32, again));
   EXPECT_TRUE(FILE_MARK::Load(image) == mark);
+  for (const std::size_t byte : {0u, 9u, 16u, 31u}) { // all 32 bytes take part in a comparison
+    image[byte] ^= 0x40;
+    EXPECT_FALSE(FILE_MARK::Load(image) == mark) << byte;
+    image[byte] ^= 0x40;
+  }
 }
 
 } // namespace

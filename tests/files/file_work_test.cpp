@@ -70,24 +70,6 @@ TEST_F(FileWorkTest, MarksSurviveReopenAndHideFromLogicalPositions) {
   EXPECT_STREQ(got, "tail");
 }
 
-// Time, stored length and the 16 bytes nobody writes all take part.
-TEST_F(FileWorkTest, CheckComparesAllThirtyTwoBytes) {
-  CFileWork f;
-  ASSERT_EQ(f.Open(path_.c_str(), "w"), 1);
-  const FILE_MARK original = f.GetMark();
-  f.Close();
-  const Buffer stored = Bytes(path_);
-  for (const std::size_t byte : {0u, 9u, 16u, 31u, 32u}) {
-    Buffer changed = stored;
-    if (byte < 32)
-      changed[byte] ^= 0x40;
-    test::PutBytes(path_, changed);
-    ASSERT_EQ(f.Open(path_.c_str(), "r"), 1);
-    EXPECT_EQ(f.Check(original), byte < 32 ? 0 : 1) << byte;
-    f.Close();
-  }
-}
-
 // Short files, damaged marks and failing transfers: the catalogue message,
 // and nothing stored is lost.
 TEST_F(FileWorkTest, ShortFilesAndDamagedMarksAreReportedNotTrusted) {
