@@ -56,8 +56,9 @@ public:
   /// Copies the state (positions, name, attributes, mark and cached bytes)
   /// onto a second handle of the same open file; the sink and the crash flag
   /// are not copied (null and 0). Bytes still waiting in `other`'s cache are
-  /// written to the file first through the copy, so that neither object can
-  /// later overwrite the other's newer bytes with them. A failure throws.
+  /// written to the file first through the copy, and both caches are clean
+  /// afterwards, so that neither object can later overwrite the other's
+  /// newer bytes with them. A failure throws (and `other` keeps its bytes).
   CFileBase(const CFileBase& other);
   CFileBase& operator=(const CFileBase&) = delete;
   /// Closes the file, writing back the cache; never throws (a failure at
@@ -264,7 +265,9 @@ private:
   unsigned char markSize_;
   long long cachePos_;
   int cacheFill_;
-  unsigned char dirty_;
+  // Mutable so that a copy, which writes the original's pending bytes to
+  // the file, can mark the original clean.
+  mutable unsigned char dirty_;
   // Kept by Init (the sink is detached).
   CPhrase* sink_ = nullptr;
   unsigned char crash_ = 0;
