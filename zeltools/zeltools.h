@@ -13,6 +13,7 @@
 #include "zeltools/files/block.h"
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
+#include "zeltools/files/message_sink.h"
 
 #include "zeltools/containers/array_plus.h"
 #include "zeltools/containers/small_vectors.h"

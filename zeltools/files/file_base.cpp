@@ -38,7 +38,6 @@
 #include "zeltools/errors/last_error.h"
 #include "zeltools/memory/memory.h"
 #include "zeltools/platform/platform.h"
-#include "zeltools/text/phrase.h"
 
 namespace zel {
 namespace {
@@ -165,7 +164,7 @@ void CFileBase::CloseQuietly() noexcept {
 
 unsigned char CFileBase::Message(int id, const char* text) { return Report(id, name_, text, sink_, crash_); }
 
-unsigned char CFileBase::Report(int id, const char* name, const char* text, CPhrase* sink, unsigned char crash) {
+unsigned char CFileBase::Report(int id, const char* name, const char* text, CMessageSink* sink, unsigned char crash) {
   ++errors_;
   if (text == nullptr)
     text = "";
@@ -176,12 +175,12 @@ unsigned char CFileBase::Report(int id, const char* name, const char* text, CPhr
   std::string system;
   CrashLastError(system);
   if (!system.empty())
-    sink->Append(system.c_str(), KindSystemText, code, 0);
+    sink->AppendMessage(system.c_str(), KindSystemText, code, 0);
   std::string format;
   GetLibraryMessage(messageId, format);
   char buffer[Exception::DescriptionSize] = {};
   FormatMessageText(buffer, sizeof buffer, format.c_str(), name, text);
-  sink->Append(buffer, KindMessage, messageId, 0);
+  sink->AppendMessage(buffer, KindMessage, messageId, 0);
   if (crash != 0)
     Crash(buffer);
   return 0;
@@ -197,7 +196,7 @@ unsigned char CFileBase::BadPosition() {
 
 // --- opening and closing -----------------------------------------------------
 
-unsigned char CFileBase::Open(const char* name, const char* mode, CPhrase* sink, unsigned char crash) {
+unsigned char CFileBase::Open(const char* name, const char* mode, CMessageSink* sink, unsigned char crash) {
   // The open file keeps its state (its sink and mark size included); the
   // failure goes to the sink of this call.
   if (IsOpen())
@@ -290,7 +289,7 @@ unsigned char CFileBase::Close() {
   if (!closed) {
     char name[NameSize];
     std::memcpy(name, name_, sizeof name);
-    CPhrase* sink = sink_;
+    CMessageSink* sink = sink_;
     const unsigned int error = GetLastError();
     Init();
     SetLastError(error);
@@ -305,7 +304,7 @@ unsigned char CFileBase::Delete() {
     return 1;
   char name[NameSize];
   std::memcpy(name, name_, sizeof name);
-  CPhrase* sink = sink_;
+  CMessageSink* sink = sink_;
   const unsigned char closed = Close();
   if (!platform::Calls().fileRemove(name))
     return Report(132, name, "", sink, crash_);
