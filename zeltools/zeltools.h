@@ -11,6 +11,7 @@
 #include "zeltools/memory/memory.h"
 
 #include "zeltools/files/block.h"
+#include "zeltools/files/block_io.h"
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
 #include "zeltools/files/message_sink.h"
