@@ -17,6 +17,8 @@
 #include "zeltools/files/message_sink.h"
 
 #include "zeltools/containers/array_plus.h"
+#include "zeltools/containers/compare.h"
+#include "zeltools/containers/list_index.h"
 #include "zeltools/containers/small_vectors.h"
 #include "zeltools/containers/type_codes.h"
 #include "zeltools/containers/type_value.h"
