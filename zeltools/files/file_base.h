@@ -213,8 +213,11 @@ public:
   /// or not). Block writers compare it around a write to tell a failure that
   /// went to a sink.
   unsigned int GetErrorCount() const noexcept { return errors_; }
-  /// 1 when the cache's invariants (listed in the implementation) hold.
-  /// Debug builds assert it after every operation that changes the cache.
+  /// 1 when the cache's invariants (listed in the implementation) hold,
+  /// including those about the file's contents, which are read back to
+  /// check them (the last error is kept). Builds with assertions check the
+  /// invariants that need no system call after every operation that changes
+  /// the cache; this call is for tests.
   unsigned char CheckCache() const noexcept;
 
 protected:
@@ -251,6 +254,7 @@ private:
   void CopyName(const char* name) noexcept;
   bool ReadLength(int lengthType, unsigned int& length, long long pos);
   bool ReadTerminated(std::vector<char>& out, long long pos);
+  bool StateHolds() const noexcept;
   void DebugCheck() const noexcept;
 
   // Reset by Init (everything down to the cache state).
