@@ -15,6 +15,7 @@
 #include "zeltools/memory/memory.h"
 
 #include "zeltools/files/block.h"
+#include "zeltools/files/block_io.h"
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
 #include "zeltools/files/file_dialog.h"
@@ -23,8 +24,11 @@
 #include "zeltools/files/file_system.h"
 #include "zeltools/files/file_time.h"
 #include "zeltools/files/file_work.h"
+#include "zeltools/files/message_sink.h"
 
 #include "zeltools/containers/array_plus.h"
+#include "zeltools/containers/compare.h"
+#include "zeltools/containers/list_index.h"
 #include "zeltools/containers/small_vectors.h"
 #include "zeltools/containers/type_codes.h"
 #include "zeltools/containers/type_value.h"

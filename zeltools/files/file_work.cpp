@@ -22,7 +22,7 @@ unsigned char CFileWork::WriteMarkImage() {
   return 1;
 }
 
-unsigned char CFileWork::Open(const char* name, const char* mode, CPhrase* sink, unsigned char crash) {
+unsigned char CFileWork::Open(const char* name, const char* mode, CMessageSink* sink, unsigned char crash) {
   if (!CFileBase::Open(name, mode, sink, crash))
     return 0;
   // Just opened: the mark size is 0, the cache empty and the length physical.
@@ -80,7 +80,7 @@ unsigned char CFileWork::AddFile(const char* name) {
   return result;
 }
 
-unsigned char CFileWork::ReadMark(const char* name, FILE_MARK& mark, long long& length, CPhrase* sink) {
+unsigned char CFileWork::ReadMark(const char* name, FILE_MARK& mark, long long& length, CMessageSink* sink) {
   CFileBase file;
   if (!file.Open(name, "rs", sink, 0))
     return 0;

@@ -15,7 +15,7 @@
 
 namespace zel {
 
-class CPhrase;
+class CMessageSink;
 
 class CFileWork : public CFileBase {
 public:
@@ -36,7 +36,7 @@ public:
   /// reports 103 (the file is read-only) and fails, leaving the file closed
   /// and untouched. A failed mark read reports 105, a failed mark write 107;
   /// the file is then closed too.
-  unsigned char Open(const char* name, const char* mode, CPhrase* sink = nullptr, unsigned char crash = 0);
+  unsigned char Open(const char* name, const char* mode, CMessageSink* sink = nullptr, unsigned char crash = 0);
 
   /// Stamps the mark with the current time and logical length, writes it at
   /// the file's start and flushes the file (`Flush`'s result). 1 at once,
@@ -61,7 +61,7 @@ public:
   /// shorter than a mark reports 110; otherwise failures are those of
   /// `CFileBase::Open` and `Read`. Returns 1 on success; with a sink, 0 after
   /// recording the failure.
-  static unsigned char ReadMark(const char* name, FILE_MARK& mark, long long& length, CPhrase* sink = nullptr);
+  static unsigned char ReadMark(const char* name, FILE_MARK& mark, long long& length, CMessageSink* sink = nullptr);
 
 private:
   unsigned char ReadMarkImage();
