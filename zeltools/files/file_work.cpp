@@ -10,13 +10,13 @@ unsigned char CFileWork::ReadMarkImage() {
   unsigned char image[FILE_MARK::Size];
   if (platform::ReadAt(GetHandle(), image, sizeof image, 0) != sizeof image)
     return Message(105, "");
-  mark_ = FILE_MARK::Load(image);
+  GetFileMark() = FILE_MARK::Load(image);
   return 1;
 }
 
 unsigned char CFileWork::WriteMarkImage() {
   unsigned char image[FILE_MARK::Size];
-  mark_.Store(image);
+  GetFileMark().Store(image);
   if (platform::WriteAt(GetHandle(), image, sizeof image, 0) != sizeof image)
     return Message(107, "");
   return 1;
@@ -34,8 +34,8 @@ unsigned char CFileWork::Open(const char* name, const char* mode, CMessageSink* 
     } else if (AttributeWrite() == 0) {
       marked = Message(103, "");
     } else {
-      mark_ = FILE_MARK{};
-      mark_.time = CTime::GetCurrentTime();
+      GetFileMark() = FILE_MARK{};
+      GetFileMark().time = CTime::GetCurrentTime();
       marked = WriteMarkImage();
     }
   } catch (...) {
@@ -62,8 +62,8 @@ unsigned char CFileWork::SetMark() {
   // position 0 holds logical data.
   if (AttributeWrite() == 0 || GetMarkSize() != FILE_MARK::Size)
     return 1;
-  mark_.time = CTime::GetCurrentTime();
-  mark_.length = GetLength();
+  GetFileMark().time = CTime::GetCurrentTime();
+  GetFileMark().length = GetLength();
   if (!WriteMarkImage())
     return 0;
   return Flush();

@@ -6,12 +6,12 @@
 /// excludes it. Applications compare marks to tell whether two files (a
 /// document and a work file made from it) belong together.
 ///
-/// The mark is kept here as a typed record; the base's own mark bytes are not
-/// used. It is read and written at physical position 0 straight through the
-/// system, beside the cache, which only ever holds logical bytes.
+/// The mark is the one every `CFileBase` carries; the work-file operations
+/// are what read and write it, at physical position 0 straight through the
+/// system, beside the cache, which only ever holds logical bytes. Like the
+/// rest of the file's state it is zeroed by `Close`.
 
 #include "zeltools/files/file_base.h"
-#include "zeltools/files/file_mark.h"
 
 namespace zel {
 
@@ -44,11 +44,11 @@ public:
   /// the raw open (its position 0 holds data, not a mark).
   unsigned char SetMark();
   /// 1 when all 32 bytes of this file's mark equal `other`.
-  unsigned char Check(const FILE_MARK& other) const noexcept { return mark_ == other ? 1 : 0; }
+  unsigned char Check(const FILE_MARK& other) const noexcept { return GetFileMark() == other ? 1 : 0; }
   /// The mark's time field (it may be changed; `SetMark` sets it to now).
-  CTime* GetTime() noexcept { return &mark_.time; }
-  /// The mark as last read or written. It stays readable after `Close`.
-  const FILE_MARK& GetMark() const noexcept { return mark_; }
+  CTime* GetTime() noexcept { return &GetFileMark().time; }
+  /// The mark as last read or written (zero when no file is open).
+  const FILE_MARK& GetMark() const noexcept { return GetFileMark(); }
 
   /// Appends the logical contents of the work file `name` (without its
   /// mark), opened with mode "rs", this file's sink and crash flag 1. 0 when
@@ -66,8 +66,6 @@ public:
 private:
   unsigned char ReadMarkImage();
   unsigned char WriteMarkImage();
-
-  FILE_MARK mark_;
 };
 
 } // namespace zel
