@@ -80,6 +80,12 @@ TEST_F(FileWorkTest, ShortFilesAndDamagedMarksAreReportedNotTrusted) {
   EXPECT_EQ(f.Open(path_.c_str(), "r", &sink), 0);
   EXPECT_EQ(std::string(sink.back().GetText()), FileMessage(103, path_));
   EXPECT_EQ(f.GetHandle(), nullptr);
+  const std::string missing = dir_.File("missing");
+  sink.clear();
+  EXPECT_EQ(f.Open(missing.c_str(), "r", &sink), 0); // the base's message, then 101
+  ASSERT_EQ(sink.size(), 3u);
+  EXPECT_EQ(std::string(sink[1].GetText()) + std::string(sink[2].GetText()),
+            FileMessage(102, missing) + FileMessage(101, missing));
   FILE_MARK mark;
   long long length = 0;
   EXPECT_EQ(ThrownText([&] { CFileWork::ReadMark(path_.c_str(), mark, length); }), FileMessage(110, path_));

@@ -222,6 +222,9 @@ public:
   unsigned char CheckCache() const noexcept;
 
 protected:
+  /// `Message` with the name, sink and crash flag given: for failures of an
+  /// open, whose sink the object may not hold (yet or any more).
+  unsigned char Report(int id, const char* name, const char* text, CMessageSink* sink, unsigned char crash);
   /// For the work-file layer, which must read a mark even from a file opened
   /// for writing only: `_Read` without the access check.
   unsigned char _ReadRaw(void* buffer, unsigned long long size, long long pos);
@@ -240,7 +243,6 @@ private:
   bool IsOpen() const noexcept { return handle_ != nullptr; }
   unsigned char ReadCached(void* buffer, unsigned long long size, long long pos);
   long long WriteCached(const void* buffer, unsigned long long size, long long pos);
-  unsigned char Report(int id, const char* name, const char* text, CMessageSink* sink, unsigned char crash);
   unsigned char BadPosition();
   unsigned char ReadChecked(void* buffer, unsigned long long size, long long pos, bool checkAccess);
   unsigned char ReadUncached(void* buffer, unsigned long long size, long long pos, bool checkAccess);

@@ -23,8 +23,12 @@ unsigned char CFileWork::WriteMarkImage() {
 }
 
 unsigned char CFileWork::Open(const char* name, const char* mode, CMessageSink* sink, unsigned char crash) {
-  if (!CFileBase::Open(name, mode, sink, crash))
-    return 0;
+  const bool holdsFile = GetHandle() != nullptr;
+  if (!CFileBase::Open(name, mode, sink, crash)) {
+    if (holdsFile)
+      return 0;
+    return Report(101, name != nullptr ? name : "", "", sink, GetCrash());
+  }
   // Just opened: the mark size is 0, the cache empty and the length physical.
   const long long physical = GetLength();
   unsigned char marked = 0;

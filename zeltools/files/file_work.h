@@ -28,10 +28,11 @@ public:
   /// its few old bytes are replaced. Then the logical file begins after the
   /// mark, with the read position at 0. Returns 1.
   ///
-  /// Failures are reported once, as the base open reports them (101 when
-  /// this object has a file open already, 102, 108): a second message 101
-  /// after them would claim a file open that is not, and with a sink it
-  /// could not reach the sink the base open has already let go of. A file opened without
+  /// A failed base open is reported as the base reports it (102, 108), then
+  /// by message 101 naming `name`, in the sink of this call: 101 is the id
+  /// by which callers of work files tell a failed open. An object that holds
+  /// a file already gets the base's 101 alone, and its file stays open.
+  /// Without a sink the base's message has been thrown. A file opened without
   /// write access that is too short for a mark cannot be given one: the open
   /// reports 103 (the file is read-only) and fails, leaving the file closed
   /// and untouched. A failed mark read reports 105, a failed mark write 107;
