@@ -61,7 +61,7 @@ TEST(FileDialog, TheFirstInstalledProgramAsksWhenADisplayIsThere) {
   EXPECT_EQ(DialogWriteFile("Save", path, "Models|*.mdl||", "mdl", nullptr, nullptr), 1);
   EXPECT_STREQ(path, "/h/out.mdl");
   EXPECT_EQ(FakeDesktop::runs.at(0),
-            (Args{"zenity", "--file-selection", "--title=Folder", "--directory", "--filename=/srv"}));
+            (Args{"zenity", "--file-selection", "--title=Folder", "--directory", "--filename=/srv/"}));
   EXPECT_EQ(FakeDesktop::runs.at(3),
             (Args{"zenity", "--file-selection", u8"--title=\u041e\u0442\u043a\u0440\u044b\u0442\u044c",
                   "--filename=/h/a.mdl", "--file-filter=Models (*.mdl) | *.mdl *.mdx", "--file-filter=All | *.*"}));

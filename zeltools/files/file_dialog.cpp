@@ -68,8 +68,10 @@ std::vector<std::string> Arguments(Program program, const Request& request) {
       args.emplace_back("--directory");
     if (request.kind == Kind::Write)
       args.emplace_back("--save");
+    // A folder given without its final '/' would be shown selected in its
+    // parent instead of opened.
     if (!start.empty())
-      args.push_back("--filename=" + start);
+      args.push_back("--filename=" + start + (request.kind == Kind::Folder && start.back() != '/' ? "/" : ""));
     for (const auto& [description, patterns] : filters)
       args.push_back("--file-filter=" + Cp1251ToUtf8(description) + " | " + patterns);
     return args;
