@@ -36,6 +36,7 @@
 #include "zeltools/text/letter_case.h"
 #include "zeltools/text/list_index.h"
 #include "zeltools/text/list_text.h"
+#include "zeltools/text/message.h"
 #include "zeltools/text/number_text.h"
 #include "zeltools/text/params.h"
 #include "zeltools/text/phrase.h"
