@@ -30,6 +30,7 @@
 #include "zeltools/text/compare.h"
 #include "zeltools/text/debug_print.h"
 #include "zeltools/text/encoding.h"
+#include "zeltools/text/file_print.h"
 #include "zeltools/text/file_text.h"
 #include "zeltools/text/font.h"
 #include "zeltools/text/guid.h"
