@@ -208,24 +208,29 @@ unsigned char CFilePrint::Close() {
 
 // --- layout ------------------------------------------------------------------
 
-bool CFilePrint::BodyFits(unsigned int pageLength, unsigned int headLines, unsigned int footLines) const noexcept {
-  return pageLength == 0 || pageLength >= headLines + footLines + MinBodyLength;
+bool CFilePrint::BodyFits(unsigned int pageLength, unsigned int headLines, unsigned int footLines) noexcept {
+  return pageLength == 0 || (headLines < pageLength && pageLength - headLines >= footLines + MinBodyLength);
 }
 
-unsigned int CFilePrint::FootLines(const std::string& foot, bool numbered) const noexcept {
+// The head's lines and the blank below them.
+unsigned int CFilePrint::HeadLines(const std::vector<std::string>& head) noexcept {
+  return head.empty() ? 0 : static_cast<unsigned int>(std::min<std::size_t>(head.size(), UINT_MAX - 1)) + 1;
+}
+
+// A blank line and the foot line.
+unsigned int CFilePrint::FootLines(const std::string& foot, bool numbered) noexcept {
   return foot.empty() && !numbered ? 0 : 2;
 }
 
 unsigned int CFilePrint::GetBodyLength() const noexcept {
   if (pageLength_ == 0)
     return 0;
-  const unsigned int head = head_.empty() ? 0 : static_cast<unsigned int>(head_.size()) + 1;
-  return pageLength_ - head - FootLines(foot_, numbered_);
+  return pageLength_ - HeadLines(head_) - FootLines(foot_, numbered_);
 }
 
 unsigned char CFilePrint::SetPage(unsigned int pageLength, unsigned int lineLength) {
-  const unsigned int head = head_.empty() ? 0 : static_cast<unsigned int>(head_.size()) + 1;
-  if (inTable_ || lineLength < MinLineLength || !BodyFits(pageLength, head, FootLines(foot_, numbered_)))
+  if (inTable_ || lineLength < MinLineLength || lineLength > MaxLineLength ||
+      !BodyFits(pageLength, HeadLines(head_), FootLines(foot_, numbered_)))
     return 0;
   pageLength_ = pageLength;
   lineLength_ = lineLength;
@@ -241,8 +246,7 @@ unsigned char CFilePrint::SetHead(const char* text) {
       lines.push_back(head.substr(start, end - start));
     lines.push_back(head.substr(start));
   }
-  const unsigned int count = lines.empty() ? 0 : static_cast<unsigned int>(lines.size()) + 1;
-  if (!BodyFits(pageLength_, count, FootLines(foot_, numbered_)))
+  if (!BodyFits(pageLength_, HeadLines(lines), FootLines(foot_, numbered_)))
     return 0;
   head_ = std::move(lines);
   return 1;
@@ -251,8 +255,7 @@ unsigned char CFilePrint::SetHead(const char* text) {
 unsigned char CFilePrint::SetFoot(const char* text) {
   std::string foot = Sanitize(text);
   std::replace(foot.begin(), foot.end(), '\n', ' ');
-  const unsigned int head = head_.empty() ? 0 : static_cast<unsigned int>(head_.size()) + 1;
-  if (!BodyFits(pageLength_, head, FootLines(foot, numbered_)))
+  if (!BodyFits(pageLength_, HeadLines(head_), FootLines(foot, numbered_)))
     return 0;
   foot_ = std::move(foot);
   return 1;
@@ -262,8 +265,7 @@ unsigned char CFilePrint::SetPageNumber(const char* format, unsigned int next) {
   Conversion c;
   if (format != nullptr && (!OneConversion(format, c) || !IsInteger(c.letter)))
     return 0;
-  const unsigned int head = head_.empty() ? 0 : static_cast<unsigned int>(head_.size()) + 1;
-  if (!BodyFits(pageLength_, head, FootLines(foot_, format != nullptr)))
+  if (!BodyFits(pageLength_, HeadLines(head_), FootLines(foot_, format != nullptr)))
     return 0;
   numbered_ = format != nullptr;
   numberFormat_ = format != nullptr ? Sanitize(format) : std::string();
@@ -427,16 +429,15 @@ unsigned char CFilePrint::BeginTable(unsigned int count, const SPrintColumn* col
     const unsigned char align = c.align <= AlignCenter ? c.align : AlignLeft;
     columns_.push_back({Sanitize(c.head), c.format != nullptr ? c.format : "", width, align});
   }
-  // Key columns that cannot stand on a line together are not repeated. A
-  // column too wide to stand beside the keys is narrowed to fit there, when
-  // that leaves it MinKeyedWidth characters.
+  // Key columns are repeated only when they leave MinKeyedWidth characters
+  // beside them; a column too wide to stand there is narrowed to fit.
   keys_ = std::min(keyColumns, count);
   unsigned int keyWidth = 1;
   for (unsigned int i = 0; i < keys_; ++i)
     keyWidth += columns_[i].width + 3;
-  while (keys_ > 0 && keyWidth > lineLength_)
-    keyWidth -= columns_[--keys_].width + 3;
-  if (keys_ > 0 && keyWidth + 3 + MinKeyedWidth <= lineLength_)
+  if (keyWidth + 3 + MinKeyedWidth > lineLength_)
+    keys_ = 0;
+  else
     for (unsigned int i = keys_; i < count; ++i)
       columns_[i].width = std::min(columns_[i].width, lineLength_ - keyWidth - 3);
   inTable_ = true;
@@ -460,23 +461,18 @@ std::vector<std::vector<unsigned int>> CFilePrint::Slices() const {
   std::vector<std::vector<unsigned int>> slices;
   std::vector<unsigned int> slice = keys;
   unsigned int width = keyWidth;
-  bool own = false; // the slice holds a column of its own
-  for (unsigned int i = keys_; i < columns_.size();) {
-    if (width + span(i) <= lineLength_) {
-      width += span(i);
-      slice.push_back(i++);
-      own = true;
-    } else if (own) {
+  // Every column fits beside the keys (BeginTable narrowed it), so a fresh
+  // slice always takes the next one.
+  for (unsigned int i = keys_; i < columns_.size(); ++i) {
+    if (slice.size() > keys.size() && width + span(i) > lineLength_) {
       slices.push_back(slice);
       slice = keys;
       width = keyWidth;
-      own = false;
-    } else {
-      slices.push_back({i++});
     }
+    width += span(i);
+    slice.push_back(i);
   }
-  if (own || slices.empty())
-    slices.push_back(slice);
+  slices.push_back(slice);
   return slices;
 }
 
@@ -526,7 +522,9 @@ void CFilePrint::BeginSlice(const std::vector<unsigned int>& slice) {
 }
 
 void CFilePrint::TableBreak() {
-  PutLine(Rule('-'));
+  // Only a header taller than the page leaves no room for the rule.
+  if (Room() > 0)
+    PutLine(Rule('-'));
   EndPage();
 }
 
@@ -558,7 +556,6 @@ void CFilePrint::PrintRow(const Row& row) {
 void CFilePrint::PrintSeparator() { ruleDue_ = started_; }
 
 void CFilePrint::EndSlice() {
-  ruleDue_ = false;
   if (started_) {
     PutLine(Rule('-'));
   } else {

@@ -50,17 +50,17 @@
 /// - A row is never split across pages when it fits on one page body with
 ///   the header: it then goes to the next page. A page that a table leaves
 ///   is closed with the rule, and the next page repeats the table's header
-///   above the rows that follow. A row taller than a whole page body is split
-///   line by line at the page ends, with the same rule and header repeat.
+///   above the rows that follow. A row taller than a whole page body begins
+///   on a new page and is split line by line at the page ends, with the same
+///   rule and header repeat.
 /// - The header is kept together with the first row.
 /// - A table wider than the line is printed in vertical slices, one after
 ///   the other with a blank line between: each slice is a complete table of
 ///   all rows over the leading key columns (`BeginTable`'s `keyColumns`)
 ///   and as many further columns, in order, as fit the line. A column too
-///   wide to stand beside the key columns is narrowed to fit there (to no
-///   less than 8 characters; otherwise its slice goes without the keys),
-///   and one wider than the line by itself is narrowed to fit it. Key
-///   columns that together exceed the line are not repeated. The
+///   wide to stand beside the key columns is narrowed to fit there; key
+///   columns that leave fewer than 8 characters beside them are not
+///   repeated. A column wider than the line by itself is narrowed to fit. The
 ///   rows of such a table are held until `EndTable`; narrower tables print
 ///   each row as it is completed.
 /// - Typed cells are formatted by the column's printf format. The format
@@ -110,6 +110,8 @@ public:
   /// Shortest line accepted by `SetPage`, so that a framed column and a page
   /// number always have room.
   static constexpr unsigned int MinLineLength = 20;
+  /// Longest line accepted by `SetPage`.
+  static constexpr unsigned int MaxLineLength = 4096;
   /// Fewest body lines a page must keep after its head and foot.
   static constexpr unsigned int MinBodyLength = 10;
 
@@ -123,7 +125,9 @@ public:
 
   /// Creates or empties `name` for writing. Failures report through `sink`
   /// or throw, as `CFileBase::Open` does (`crash` as there); the result is
-  /// 1 on success. A report already open is closed first.
+  /// 1 on success. A report already open is closed first. The layout, head,
+  /// foot and encoding are kept; page numbers go on from where they stood
+  /// unless `SetPageNumber` sets them again.
   unsigned char Open(const char* name, CPhrase* sink = nullptr, unsigned char crash = 0);
   /// Ends an open table, finishes the last page and closes the file. 1 when
   /// everything was written (or nothing was open), else 0.
@@ -133,8 +137,9 @@ public:
 
   /// Page length in lines (0: one endless page) and line length in
   /// characters. Refused (0, nothing changed) when the line is shorter than
-  /// `MinLineLength`, when the body would be shorter than `MinBodyLength`,
-  /// and while a table is open. Applies from the next page on.
+  /// `MinLineLength` or longer than `MaxLineLength`, when the body would be
+  /// shorter than `MinBodyLength`, and while a table is open. The page
+  /// length applies from the next page on, the line length at once.
   unsigned char SetPage(unsigned int pageLength, unsigned int lineLength);
   /// The running head (null or "": none); a line feed separates its lines.
   /// Refused like `SetPage` when the body would become too short. Applies
@@ -224,8 +229,9 @@ private:
   std::string Rule(char fill) const;
   void TableBreak();
 
-  bool BodyFits(unsigned int pageLength, unsigned int headLines, unsigned int footLines) const noexcept;
-  unsigned int FootLines(const std::string& foot, bool numbered) const noexcept;
+  static bool BodyFits(unsigned int pageLength, unsigned int headLines, unsigned int footLines) noexcept;
+  static unsigned int HeadLines(const std::vector<std::string>& head) noexcept;
+  static unsigned int FootLines(const std::string& foot, bool numbered) noexcept;
   unsigned int Room() const noexcept;
   void PutLine(const std::string& line);
   void PutGroup(const std::vector<std::string>& lines);
