@@ -4,6 +4,7 @@
 // page of the wrong length.
 #include "zeltools/text/file_print.h"
 
+#include <cerrno>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
@@ -14,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include "support/temp_files.h"
+#include "zeltools/platform/platform.h"
 #include "zeltools/rcscript/encoding.h"
 #include "zeltools/text/phrase.h"
 
@@ -176,6 +178,24 @@ TEST_F(FilePrintTest, LayoutsWithoutRoomAreRefused) {
   EXPECT_FALSE(sink.empty());
   print_.Text("nothing is written while closed");
   EXPECT_EQ(print_.Close(), 1);
+}
+
+// A full device: the failure is reported once, nothing more is written, and
+// Close says so.
+TEST_F(FilePrintTest, FailedWriteEndsTheReport) {
+  CPhrase sink;
+  ASSERT_EQ(print_.Open(path_.c_str(), &sink), 1);
+  platform::ScopedCalls saved;
+  platform::Calls().fileWriteAt = [](void*, const void*, std::size_t, std::int64_t) -> std::int64_t {
+    errno = ENOSPC;
+    return -1;
+  };
+  for (int i = 0; i < 2000; ++i)
+    print_.Printf("line %d of a report that does not fit on the device", i);
+  EXPECT_EQ(print_.Close(), 0);
+  ASSERT_FALSE(sink.empty());
+  EXPECT_EQ(sink.back().param1, 107u);
+  EXPECT_LE(sink.size(), 4u);
 }
 
 } // namespace

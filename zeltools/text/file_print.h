@@ -24,7 +24,8 @@
 /// - A page is begun by the first line that falls on it and finished (padded,
 ///   given its foot) when the next page begins or at `Close`; a report with
 ///   no lines writes nothing.
-/// - Blank lines that would open a page body are dropped.
+/// - Blank lines that would open a page body, or fall on a full one, are
+///   dropped.
 ///
 /// Text: texts are Windows-1251 bytes like every text of the library, one
 /// character per byte, so widths count bytes. The UTF-8 option converts each
@@ -50,9 +51,11 @@
 /// - A row is never split across pages when it fits on one page body with
 ///   the header: it then goes to the next page. A page that a table leaves
 ///   is closed with the rule, and the next page repeats the table's header
-///   above the rows that follow. A row taller than a whole page body begins
-///   on a new page and is split line by line at the page ends, with the same
+///   above the rows that follow (when the header leaves room on the page for
+///   a row line and the rule). A row taller than a whole page body begins on
+///   a new page and is split line by line at the page ends, with the same
 ///   rule and header repeat.
+/// - A separator is drawn only between two rows on one page.
 /// - The header is kept together with the first row.
 /// - A table wider than the line is printed in vertical slices, one after
 ///   the other with a blank line between: each slice is a complete table of
