@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "zeltools/rcscript/encoding.h"
+#include "zeltools/text/phrase.h"
 
 namespace zel {
 namespace {
