@@ -5,7 +5,6 @@
 #include <cstring>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -90,6 +89,9 @@ TEST_F(ResourceTest, GetTextJoinsEntriesUpToTheMarkerOrAMissingIdByMode) {
   res.GetString(1, buffer);
   EXPECT_STREQ(buffer, "First entry\nSecond entry\nThird entry");
   EXPECT_STREQ(CResurce().GetText(5, loaded, 0), " Not message 5 ::");
+  ScopedLanguage russian(LanguageRussian);
+  res.GetMsg(1, message);
+  EXPECT_EQ(Text(message), Utf8ToCp1251("Первая\nВторая\nТретья") + '\0');
 }
 
 TEST_F(ResourceTest, EntriesAreCutAt1023Characters) {
@@ -191,26 +193,6 @@ TEST_F(ResourceTest, ReadsAgreeAcrossModesOnRandomMessages) {
         EXPECT_EQ(lines.GetQuantityLine(), all.GetQuantityLine());
     }
   }
-}
-
-TEST_F(ResourceTest, ThreadsShareAModuleEachInItsOwnLanguage) {
-  const CResurce shared(path_.c_str());
-  std::vector<std::thread> threads;
-  std::vector<int> wrong(4, 0);
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&, t] {
-      SetThreadUILanguage(t % 2 ? LanguageRussian : LanguageEnglish);
-      const std::string expected = t % 2 ? Utf8ToCp1251("Первая") : "First entry";
-      for (int i = 0; i < 300; ++i) {
-        const CResurce copy(shared); // holders come and go on every thread
-        CResurceString out;
-        wrong[static_cast<std::size_t>(t)] += expected != copy.GetString(1, out);
-      }
-    });
-  }
-  for (auto& thread : threads)
-    thread.join();
-  EXPECT_EQ(wrong, std::vector<int>(4, 0));
 }
 
 #ifdef ZEL_TEST_STRING_TABLES
