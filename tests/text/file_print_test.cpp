@@ -171,6 +171,8 @@ TEST_F(FilePrintTest, LayoutsWithoutRoomAreRefused) {
   EXPECT_EQ(print_.Open(dir_.File("missing/report.txt").c_str(), &sink), 0);
   EXPECT_FALSE(sink.empty());
   print_.Text("nothing is written while closed");
+  const SPrintColumn column{};
+  EXPECT_EQ(print_.BeginTable(1, &column), 0);
   EXPECT_EQ(print_.Close(), 1);
 }
 

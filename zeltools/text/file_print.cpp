@@ -421,7 +421,7 @@ void CFilePrint::NewPage() {
 
 unsigned char CFilePrint::BeginTable(unsigned int count, const SPrintColumn* columns, unsigned int keyColumns) {
   EndTable();
-  if (count == 0 || columns == nullptr)
+  if (count == 0 || columns == nullptr || file_.GetHandle() == nullptr)
     return 0;
   columns_.clear();
   for (unsigned int i = 0; i < count; ++i) {

@@ -19,8 +19,9 @@
 ///   printf format with one integer conversion, "- %u -" unless
 ///   `SetPageNumber` chose another (null: no numbers). The foot text stands
 ///   at its left and is cut so that both fit.
-/// - With page length 0 the report is one endless page: the head once at the
-///   top, the foot once at the end, no padding and no form feeds.
+/// - With page length 0 a page never fills: the head once at the top, the
+///   foot once at the end, no padding, and a form feed only where `NewPage`
+///   asks for one.
 /// - A page is begun by the first line that falls on it and finished (padded,
 ///   given its foot) when the next page begins or at `Close`; a report with
 ///   no lines writes nothing.
@@ -193,8 +194,8 @@ public:
 
   /// Begins a table of `count` columns (copied; texts included). The first
   /// `keyColumns` are repeated in every slice of a table wider than the line.
-  /// An open table is ended first. 0 (no table) when `count` is 0 or
-  /// `columns` null.
+  /// An open table is ended first. 0 (no table) when `count` is 0,
+  /// `columns` null or no report is open.
   unsigned char BeginTable(unsigned int count, const SPrintColumn* columns, unsigned int keyColumns = 0);
   /// The next cell of the current row; the row is complete, and printed,
   /// after its last column's cell. Null text: an empty cell.
