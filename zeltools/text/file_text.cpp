@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "zeltools/text/phrase.h"
-
 namespace zel {
 
 unsigned char CFileText::Open(const char* name, const char* mode, CPhrase* sink, unsigned char crash) {
