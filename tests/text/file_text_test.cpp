@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include "support/temp_files.h"
-#include "zeltools/text/phrase.h"
 #include "zeltools/text/strings.h"
 
 namespace zel {
@@ -47,14 +46,6 @@ TEST_F(FileText, ReadsAsMemoryDoesAcrossWindows) {
   memory.SetPosition(CFileText::WindowSize - 1);
   EXPECT_EQ(file.GetString(b), memory.GetString(a));
   EXPECT_EQ(a, b);
-}
-
-TEST_F(FileText, FailuresGoToTheSink) {
-  CPhrase sink;
-  CFileText missing;
-  EXPECT_EQ(missing.Open(dir_.File("none.txt").c_str(), "r", &sink), 0);
-  EXPECT_FALSE(sink.empty());
-  EXPECT_EQ(missing.GetChar(), -1) << "nothing open reads as the end";
 }
 
 } // namespace

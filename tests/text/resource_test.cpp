@@ -54,8 +54,6 @@ TEST_F(ResourceTest, GetTextJoinsEntriesUpToTheMarkerOrAMissingIdByMode) {
   } cases[] = {
       // The first character goes (as the type), so does the "@" marker.
       {1, 2, "First entry\nSecond entry\nThird entry", 3, 3, 3},
-      {1, 1, "First entry\nSecond entry\nThird entry", 3, 3, 3},
-      {1, 10, std::string("First entry\0Second entry\0Third entry", 36), 3, 3, 3},
       {10, 0, "arning alone", 2, 1, 1}, // one entry although id 11 exists
       {20, 2, "a\n\nb", 5, 2, 2},       // a letter in either case; an empty entry: an empty line, not counted
       {40, 0, "\nafter an empty first", 0, 1, 1}, // an empty first entry: even mode 0 reads on
