@@ -130,10 +130,7 @@ std::string Solve(const Command& command, Progress& progress) {
   progress.Phase("read");
   SymmetricMatrix m = ReadSymmetricMatrix(ReadFileBytes(file), file);
   const unsigned n = m.n;
-  const std::size_t stored = m.lower.size();
-  std::size_t diagonal = 0;
-  for (const Entry& e : m.lower)
-    diagonal += e.row == e.col;
+  std::size_t stored = m.lower.size();
   // Every stored entry touches at most two rows; fewer entries than that
   // leave a row empty, and the n-sized work below would be spent on a
   // singular matrix that the header made as large as it liked.
@@ -142,6 +139,11 @@ std::string Solve(const Command& command, Progress& progress) {
                                   Count(n) + " rows empty");
   if (m.field == Field::Pattern)
     GiveGraphValues(m);
+  // The counts are those of the matrix solved, a pattern's diagonal included.
+  stored = m.lower.size();
+  std::size_t diagonal = 0;
+  for (const Entry& e : m.lower)
+    diagonal += e.row == e.col;
 
   unsigned columns = 1;
   std::vector<double> b, known;
