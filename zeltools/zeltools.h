@@ -15,10 +15,14 @@
 #include "zeltools/memory/memory.h"
 
 #include "zeltools/files/block.h"
+#include "zeltools/files/block_io.h"
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
+#include "zeltools/files/message_sink.h"
 
 #include "zeltools/containers/array_plus.h"
+#include "zeltools/containers/compare.h"
+#include "zeltools/containers/list_index.h"
 #include "zeltools/containers/small_vectors.h"
 #include "zeltools/containers/type_codes.h"
 #include "zeltools/containers/type_value.h"

@@ -270,6 +270,34 @@ TEST_F(VArrayPlusFile, RandomRowEditsMatchAModelThroughCopyWriteAndRead) {
   EXPECT_EQ(cleared.GetSize(), 0u);
 }
 
+// Any plain element type is stored, the packed 9-byte pairs included.
+template <class T>
+void ExpectRoundTrip(CFileBase& file, const std::vector<T>& values) {
+  VArrayPlus<T> v, back;
+  v.SetSize(3);
+  for (std::size_t k = 0; k < values.size(); ++k)
+    v.Append(static_cast<unsigned int>(k % 3 == 1 ? 2 : 0), values[k]);
+  DOCUMENT doc;
+  v.Write(file, doc, 0);
+  EXPECT_EQ(doc.length, static_cast<long long>(4 * 4 + sizeof(T) * values.size()));
+  ASSERT_EQ(back.Read(file, doc), 1);
+  ASSERT_EQ(back.GetSize(), 3u);
+  for (unsigned int r = 0; r < 3; ++r) {
+    ASSERT_EQ(back[r]->GetSize(), v[r]->GetSize());
+    EXPECT_EQ(std::memcmp(back[r]->storage, v[r]->storage, sizeof(T) * v[r]->GetSize()), 0) << "row " << r;
+  }
+}
+
+TEST(VArrayPlus, EveryPlainElementTypeRoundTrips) {
+  test::TempDir dir;
+  CFileBase file;
+  ASSERT_EQ(file.Open(dir.File("rows").c_str(), "wr"), 1);
+  ExpectRoundTrip<int>(file, {-1, 7, 1 << 30, 5});
+  ExpectRoundTrip<char>(file, {'a', 'b', 'c'});
+  ExpectRoundTrip<long long>(file, {-(1LL << 40), 3});
+  ExpectRoundTrip<CTypeValue<unsigned char, double>>(file, {{1, 2.5}, {9, -0.25}, {4, 1e300}});
+}
+
 TEST_F(VArrayPlusFile, PayloadBytesAreTheRowCountThenEachRowsCountAndElements) {
   test::PutBytes(path_, {0xAA, 0xBB});
   CFileBase file;

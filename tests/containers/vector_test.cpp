@@ -14,6 +14,7 @@
 #include "support/temp_files.h"
 #include "support/test_support.h"
 #include "zeltools/containers/type_value.h"
+#include "zeltools/files/file_base.h"
 #include "zeltools/geometry/point2d.h"
 #include "zeltools/text/phrase.h"
 

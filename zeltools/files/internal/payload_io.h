@@ -10,7 +10,8 @@
 // of the file, reporting 110 through the file (`CheckRemaining`) otherwise,
 // before anything is allocated for it.
 //
-// Not part of the installed interface.
+// Installed only because the row arrays' templates stream through it; not
+// for use outside the library.
 
 #include <cstddef>
 #include <cstdint>
@@ -97,6 +98,8 @@ public:
     }
     PutLarge(&value, sizeof value);
   }
+  /// Where the next byte put will land in the file.
+  long long Position() const;
   /// Writes what is still gathered. False when the file reported a failure
   /// (to its sink); a failure also stops every later write of this payload.
   bool Finish();

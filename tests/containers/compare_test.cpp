@@ -1,4 +1,4 @@
-#include "zeltools/text/compare.h"
+#include "zeltools/containers/compare.h"
 
 #include <cmath>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "zeltools/text/list_index.h"
+#include "zeltools/containers/list_index.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,10 +1,10 @@
-#include "zeltools/containers/internal/payload_io.h"
+#include "zeltools/files/internal/payload_io.h"
 
 #include <algorithm>
 #include <cstring>
 
 #include "zeltools/errors/exception.h"
-#include "zeltools/files/block.h"
+#include "zeltools/files/block_io.h"
 #include "zeltools/files/file_base.h"
 #include "zeltools/memory/allocator.h"
 
@@ -34,6 +34,8 @@ void PayloadWriter::PutLarge(const void* data, std::size_t size) {
     failed_ = true;
   }
 }
+
+long long PayloadWriter::Position() const { return file_.GetLength() + static_cast<long long>(used_); }
 
 bool PayloadWriter::Finish() {
   Flush();
