@@ -11,6 +11,7 @@
 #include <zeltools/errors/language.h>
 #include <zeltools/rcscript/encoding.h>
 
+#include "demo.h"
 #include "matrix_market.h"
 #include "options.h"
 #include "solve.h"
@@ -43,6 +44,8 @@ int Run(const std::vector<std::string>& args) {
     return 0;
   case zeltool::Command::Msg:
     return RunMsg(c);
+  case zeltool::Command::Demo:
+    return zeltool::RunDemo(c);
   case zeltool::Command::Solve:
     zeltool::RunSolve(c);
     return 0;

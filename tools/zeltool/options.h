@@ -17,7 +17,7 @@ public:
 enum class Language { FromEnvironment, English, Russian };
 
 struct Command {
-  enum Kind { Help, Solve, Msg } kind = Help;
+  enum Kind { Help, Solve, Msg, Demo } kind = Help;
   std::string topic; // Help: "" for the program, or a command's name
 
   // solve
@@ -28,7 +28,10 @@ struct Command {
 
   // msg
   unsigned id = 0;
-  Language language = Language::FromEnvironment;
+  Language language = Language::FromEnvironment; // msg and demo
+
+  // demo
+  std::string keep; // empty: the document file is temporary
 };
 
 /// Reads the arguments after the program's name. Throws `UsageError`.
