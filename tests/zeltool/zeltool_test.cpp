@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -22,6 +23,7 @@
 #include "matrix_market.h"
 #include "support/temp_files.h"
 #include "zeltools/errors/exception.h"
+#include "zeltools/files/document.h"
 #include "zeltools/rcscript/encoding.h"
 
 namespace {
@@ -350,6 +352,40 @@ TEST(ZeltoolBadInput, FilesAndCommandLinesThatCannotBeUsed) {
 
 // ---------------------------------------------------------------------------
 
+// The demo's report in either language is the stored one, byte for byte: any
+// change in the library's stored blocks, renumbering, solvers or quadrature
+// shows here. A kept document holds the blocks its report lists.
+TEST(ZeltoolDemo, ReportsMatchTheStoredOnesAndTheKeptDocumentHoldsTheBlocks) {
+  const std::string golden = std::string(ZEL_TEST_DATA_DIR) + "/zeltool/demo_";
+  const Outcome en = RunTool({"demo", "--lang", "en"});
+  ASSERT_EQ(en.status, 0) << en.err;
+  EXPECT_EQ(en.err, "");
+  EXPECT_EQ(en.out, Slurp(golden + "en.txt"));
+  const Outcome ru = RunTool({"demo"}, {"LANG=ru_RU.UTF-8"});
+  ASSERT_EQ(ru.status, 0) << ru.err;
+  EXPECT_EQ(ru.out, Slurp(golden + "ru.txt"));
+
+  TempDir dir;
+  const std::string kept = dir.File("truss.zel");
+  ASSERT_EQ(RunTool({"demo", "--keep", kept}).out, en.out);
+  const std::string bytes = Slurp(kept);
+  zel::DOCUMENT contents;
+  ASSERT_GE(bytes.size(), sizeof contents);
+  std::memcpy(&contents, bytes.data(), sizeof contents);
+  std::istringstream listed(en.out.substr(en.out.find("   contents ")));
+  std::string name;
+  long long position = 0, length = 0;
+  listed >> name >> position >> length;
+  EXPECT_EQ(contents.position, position);
+  EXPECT_EQ(contents.length, length);
+  EXPECT_EQ(static_cast<long long>(bytes.size()), contents.position + contents.length);
+
+  const Outcome bad = RunTool({"demo", "--keep", dir.File("no/such/folder/truss.zel")});
+  EXPECT_EQ(bad.status, 2); // the report stops at the step that failed
+  EXPECT_EQ(bad.err.find('\n'), bad.err.size() - 1) << "one line: " << bad.err;
+  EXPECT_NE(bad.err.find("no/such/folder/truss.zel"), std::string::npos) << bad.err;
+}
+
 TEST(ZeltoolMsg, PrintsTheCatalogueTextInUtf8InEitherLanguage) {
   for (unsigned id : {50u, 105u, 201u, 1051u}) {
     SCOPED_TRACE(id);
@@ -381,6 +417,7 @@ TEST(ZeltoolHelp, EveryCommandHasHelpThatExitsWithStatus0) {
       {{"--help"}, "zeltool - "},         {{"help"}, "zeltool - "},
       {{"solve", "--help"}, "Usage: zeltool solve"}, {{"help", "solve"}, "Usage: zeltool solve"},
       {{"msg", "--help"}, "Usage: zeltool msg"},     {{"help", "msg"}, "Usage: zeltool msg"},
+      {{"demo", "--help"}, "Usage: zeltool demo"},   {{"help", "demo"}, "Usage: zeltool demo"},
   };
   for (const auto& c : cases) {
     const Outcome o = RunTool(c.args);
