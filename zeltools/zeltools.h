@@ -18,6 +18,12 @@
 #include "zeltools/files/block_io.h"
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
+#include "zeltools/files/file_dialog.h"
+#include "zeltools/files/file_mark.h"
+#include "zeltools/files/file_memory.h"
+#include "zeltools/files/file_system.h"
+#include "zeltools/files/file_time.h"
+#include "zeltools/files/file_work.h"
 #include "zeltools/files/message_sink.h"
 
 #include "zeltools/containers/array_plus.h"
