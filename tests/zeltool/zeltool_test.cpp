@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -23,7 +22,6 @@
 #include "matrix_market.h"
 #include "support/temp_files.h"
 #include "zeltools/errors/exception.h"
-#include "zeltools/files/document.h"
 #include "zeltools/rcscript/encoding.h"
 
 namespace {
@@ -337,6 +335,9 @@ TEST(ZeltoolBadInput, FilesAndCommandLinesThatCannotBeUsed) {
       {{"msg", "12x"}, "'12x' is not a message id"},
       {{"msg", "105", "--lang", "de"}, "unknown language 'de'"},
       {{"msg", "4242"}, "zeltool msg: the catalogue has no message 4242"},
+      {{"mark", "/dev/null"}, "\"/dev/null\""},
+      {{"blocks", valid}, "\"" + valid + "\""},
+      {{"blocks"}, "zeltool blocks: no file given"},
       {{"frobnicate"}, "zeltool: unknown command 'frobnicate'"},
       {{}, "zeltool: no command given"},
   };
@@ -366,19 +367,48 @@ TEST(ZeltoolDemo, ReportsMatchTheStoredOnesAndTheKeptDocumentHoldsTheBlocks) {
   EXPECT_EQ(ru.out, Slurp(golden + "ru.txt"));
 
   TempDir dir;
+  // The kept document as blocks and mark read it: the blocks the report
+  // listed, and a mark that matches until the file changes.
   const std::string kept = dir.File("truss.zel");
   ASSERT_EQ(RunTool({"demo", "--keep", kept}).out, en.out);
-  const std::string bytes = Slurp(kept);
-  zel::DOCUMENT contents;
-  ASSERT_GE(bytes.size(), sizeof contents);
-  std::memcpy(&contents, bytes.data(), sizeof contents);
-  std::istringstream listed(en.out.substr(en.out.find("   contents ")));
-  std::string name;
-  long long position = 0, length = 0;
-  listed >> name >> position >> length;
-  EXPECT_EQ(contents.position, position);
-  EXPECT_EQ(contents.length, length);
-  EXPECT_EQ(static_cast<long long>(bytes.size()), contents.position + contents.length);
+  const Outcome blocks = RunTool({"blocks", kept});
+  ASSERT_EQ(blocks.status, 0) << blocks.err;
+  std::istringstream report(en.out.substr(en.out.find("   nodes "))), listing(blocks.out.substr(blocks.out.find("    1 ")));
+  long long tablePosition = 0;
+  for (unsigned i = 1; i <= 6; ++i) {
+    std::string name;
+    unsigned number = 0;
+    long long position = 0, length = 0, listedPosition = -1, listedLength = -1;
+    report >> name >> position >> length;
+    if (i == 6) { // the report's last row is the table itself
+      tablePosition = position;
+      break;
+    }
+    listing >> number >> listedPosition >> listedLength;
+    EXPECT_EQ(number, i);
+    EXPECT_EQ(listedPosition, position) << blocks.out;
+    EXPECT_EQ(listedLength, length) << blocks.out;
+  }
+  EXPECT_NE(RunTool({"mark", kept}).out.find("they match"), std::string::npos);
+  constexpr long long markBytes = 32;
+  std::string bytes = Slurp(kept);
+  std::ofstream(kept, std::ios::app) << "x";
+  const Outcome grown = RunTool({"mark", kept});
+  EXPECT_EQ(grown.status, 0);
+  EXPECT_NE(grown.out.find(std::to_string(bytes.size() + 1 - markBytes) + " in the file: they differ"), std::string::npos)
+      << grown.out;
+  // Block 2's length (after the table's 4-byte count and block 1's record)
+  // made larger than the file; then the table cut off.
+  bytes[static_cast<std::size_t>(markBytes + tablePosition + 4 + 16 + 8 + 7)] = 0x40;
+  const Outcome outside = RunTool({"blocks", dir.Write("outside.zel", bytes)});
+  EXPECT_EQ(outside.status, 2);
+  EXPECT_NE(outside.out.find("outside the file"), std::string::npos) << outside.out;
+  EXPECT_NE(outside.err.find("1 of the 5 blocks lie outside the file"), std::string::npos) << outside.err;
+  const std::string cut = dir.Write("cut.zel", bytes.substr(0, static_cast<std::size_t>(markBytes + tablePosition + 20)));
+  const Outcome shortened = RunTool({"blocks", cut});
+  EXPECT_EQ(shortened.status, 2);
+  EXPECT_EQ(shortened.out, "");
+  EXPECT_NE(shortened.err.find(cut), std::string::npos) << shortened.err;
 
   const Outcome bad = RunTool({"demo", "--keep", dir.File("no/such/folder/truss.zel")});
   EXPECT_EQ(bad.status, 2); // the report stops at the step that failed
@@ -418,6 +448,7 @@ TEST(ZeltoolHelp, EveryCommandHasHelpThatExitsWithStatus0) {
       {{"solve", "--help"}, "Usage: zeltool solve"}, {{"help", "solve"}, "Usage: zeltool solve"},
       {{"msg", "--help"}, "Usage: zeltool msg"},     {{"help", "msg"}, "Usage: zeltool msg"},
       {{"demo", "--help"}, "Usage: zeltool demo"},   {{"help", "demo"}, "Usage: zeltool demo"},
+      {{"mark", "--help"}, "Usage: zeltool mark"},   {{"help", "blocks"}, "Usage: zeltool blocks"},
   };
   for (const auto& c : cases) {
     const Outcome o = RunTool(c.args);

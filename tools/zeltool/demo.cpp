@@ -11,13 +11,13 @@
 #include <zeltools/containers/vector.h>
 #include <zeltools/containers/vector_array.h>
 #include <zeltools/errors/language.h>
-#include <zeltools/files/block.h>
-#include <zeltools/files/document.h>
 #include <zeltools/geometry/point_vectors.h>
 #include <zeltools/numerics/band.h>
 #include <zeltools/numerics/dense.h>
 #include <zeltools/numerics/quadrature.h>
 #include <zeltools/numerics/renumber.h>
+
+#include "document_file.h"
 
 namespace zeltool {
 namespace {
@@ -137,17 +137,13 @@ Model BuildModel() {
 
 // --- the document -----------------------------------------------------------
 
-// Stored layout: a DOCUMENT record at position 0 locating the table of
-// contents, the model's blocks in `ModelBlocks` order, and last the table
-// of contents itself (a vector of DOCUMENT records, one per block).
-// The work file (`CFileWork` with its mark of time and stored length)
-// replaces the plain file here once it is part of the library; `zeltool
-// mark` will then check the demo's document too.
+// The document holds the model's blocks in `ModelBlocks` order, then its
+// table of contents (document_file.h); its mark records when it was written
+// and how long it was then.
 zel::Vector<zel::DOCUMENT> WriteDocument(const std::string& path, Model& m) {
-  zel::CFileBase file;
+  zel::CFileWork file;
   file.Open(path.c_str(), "w");
-  zel::DOCUMENT head;
-  file.Write(&head, sizeof head, 0);
+  BeginDocument(file);
   zel::Vector<zel::DOCUMENT> contents;
   contents.SetSize(ModelBlocks);
   m.nodes.Write(file, contents[0], 1);
@@ -155,20 +151,24 @@ zel::Vector<zel::DOCUMENT> WriteDocument(const std::string& path, Model& m) {
   m.areas.Write(file, contents[2], 1);
   m.loads.Write(file, contents[3], 1);
   m.supports.Write(file, contents[4], 1);
-  contents.Write(file, head, 1);
-  file.Write(&head, sizeof head, 0);
+  zel::DOCUMENT where;
+  EndDocument(file, contents, where);
   file.Close();
-  contents.Append(head);
+  contents.Append(where);
   return contents;
 }
 
 Model ReadDocument(const std::string& path) {
-  zel::CFileBase file;
+  zel::FILE_MARK mark;
+  long long length = 0;
+  zel::CFileWork::ReadMark(path.c_str(), mark, length);
+  Check(mark.length == length, T("the document's mark does not match its length",
+                                 "метка документа не совпадает с его длиной"));
+  zel::CFileWork file;
   file.Open(path.c_str(), "r");
-  zel::DOCUMENT head;
-  file.Read(&head, sizeof head, 0);
-  zel::Vector<zel::DOCUMENT> contents;
-  contents.Read(file, head);
+  Check(file.Check(mark) != 0, T("the document's mark changed on opening", "метка документа изменилась при открытии"));
+  zel::DOCUMENT where;
+  const zel::Vector<zel::DOCUMENT> contents = ReadContents(file, where);
   Check(contents.GetSize() == ModelBlocks, T("the table of contents lists the wrong number of blocks",
                                              "оглавление перечисляет не то число блоков"));
   Model m;
@@ -277,6 +277,8 @@ void Analyse(Model& model, const std::string& path) {
   const Model back = ReadDocument(path);
   Check(SameModel(model, back), T("the document read back differs from the model written",
                                   "прочитанный документ отличается от записанного"));
+  std::printf("   %s\n", T("a work file: its mark (time, length) matches the file's length",
+                           "рабочий файл: его метка (время, длина) совпадает с длиной файла"));
   std::printf("   %s\n", T("read back through the table of contents: every block equals what was written",
                            "прочитано по оглавлению: каждый блок совпадает с записанным"));
 

@@ -15,6 +15,7 @@
 #include "matrix_market.h"
 #include "options.h"
 #include "solve.h"
+#include "work_file.h"
 
 namespace {
 
@@ -44,6 +45,11 @@ int Run(const std::vector<std::string>& args) {
     return 0;
   case zeltool::Command::Msg:
     return RunMsg(c);
+  case zeltool::Command::Mark:
+    zeltool::RunMark(c);
+    return 0;
+  case zeltool::Command::Blocks:
+    return zeltool::RunBlocks(c);
   case zeltool::Command::Demo:
     return zeltool::RunDemo(c);
   case zeltool::Command::Solve:

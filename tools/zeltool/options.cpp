@@ -17,6 +17,8 @@ const char* const programHelp =
     "                 analyse a small plane truss, every library step shown\n"
     "  msg ID [--lang en|ru]\n"
     "                 print a message of the library's catalogue\n"
+    "  mark FILE      print a work file's mark and whether it matches the file\n"
+    "  blocks FILE    list the blocks of a document (such as demo --keep writes)\n"
     "  help [COMMAND] this text, or a command's (also: zeltool COMMAND --help)\n"
     "\n"
     "Exit status: 0 on success, 2 on bad input or a command that cannot be done;\n"
@@ -83,6 +85,23 @@ const char* const demoHelp =
     "  --keep FILE     write the document to FILE and keep it (default: a\n"
     "                  temporary file, removed at the end)\n"
     "  --help          this text\n";
+
+const char* const markHelp =
+    "Usage: zeltool mark FILE\n"
+    "\n"
+    "Prints the mark at the start of the work file FILE: when it was marked\n"
+    "(UTC) and the length it recorded, beside the file's length after the mark,\n"
+    "and whether the two agree (a file changed or cut after marking does not).\n"
+    "Either way the exit status is 0; a file too short for a mark, or one that\n"
+    "cannot be read, is an error (status 2).\n";
+
+const char* const blocksHelp =
+    "Usage: zeltool blocks FILE\n"
+    "\n"
+    "Lists the blocks of the document FILE, a work file whose position 0 holds\n"
+    "the record of its table of contents (as zeltool demo --keep writes it):\n"
+    "number, position and length of each block. Exit status 2 when the table\n"
+    "cannot be read or a block lies outside the file.\n";
 
 Command HelpFor(const std::string& topic) {
   Command c;
@@ -155,6 +174,25 @@ Command ParseDemo(const std::vector<std::string>& args) {
   return c;
 }
 
+// A command whose one argument is a file name.
+Command ParseFileCommand(Command::Kind kind, const std::string& name, const std::vector<std::string>& args) {
+  Command c;
+  c.kind = kind;
+  for (std::size_t i = 1; i < args.size(); ++i) {
+    const std::string& a = args[i];
+    if (IsHelp(a))
+      return HelpFor(name);
+    if (a.size() > 1 && a[0] == '-')
+      Usage(name, "unknown option '" + a + "'");
+    if (!c.file.empty())
+      Usage(name, "one file only");
+    c.file = a;
+  }
+  if (c.file.empty())
+    Usage(name, "no file given");
+  return c;
+}
+
 Command ParseMsg(const std::vector<std::string>& args) {
   Command c;
   c.kind = Command::Msg;
@@ -193,7 +231,8 @@ Command ParseCommandLine(const std::vector<std::string>& args) {
     if (args.size() > 2)
       Usage("", "help takes one command name");
     const std::string topic = args.size() == 2 ? args[1] : "";
-    if (!topic.empty() && topic != "solve" && topic != "msg" && topic != "demo")
+    if (!topic.empty() && topic != "solve" && topic != "msg" && topic != "demo" && topic != "mark" &&
+        topic != "blocks")
       Usage("", "no command '" + topic + "'");
     return HelpFor(topic);
   }
@@ -203,6 +242,10 @@ Command ParseCommandLine(const std::vector<std::string>& args) {
     return ParseMsg(args);
   if (command == "demo")
     return ParseDemo(args);
+  if (command == "mark")
+    return ParseFileCommand(Command::Mark, command, args);
+  if (command == "blocks")
+    return ParseFileCommand(Command::Blocks, command, args);
   Usage("", "unknown command '" + command + "'");
 }
 
@@ -213,6 +256,10 @@ const char* HelpText(const std::string& topic) {
     return msgHelp;
   if (topic == "demo")
     return demoHelp;
+  if (topic == "mark")
+    return markHelp;
+  if (topic == "blocks")
+    return blocksHelp;
   return programHelp;
 }
 

@@ -17,7 +17,7 @@ public:
 enum class Language { FromEnvironment, English, Russian };
 
 struct Command {
-  enum Kind { Help, Solve, Msg, Demo } kind = Help;
+  enum Kind { Help, Solve, Msg, Demo, Mark, Blocks } kind = Help;
   std::string topic; // Help: "" for the program, or a command's name
 
   // solve
@@ -32,6 +32,9 @@ struct Command {
 
   // demo
   std::string keep; // empty: the document file is temporary
+
+  // mark, blocks
+  std::string file;
 };
 
 /// Reads the arguments after the program's name. Throws `UsageError`.

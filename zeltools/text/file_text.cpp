@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "zeltools/text/phrase.h" // the sink passed on is a CPhrase
-
 namespace zel {
 
 unsigned char CFileText::Open(const char* name, const char* mode, CPhrase* sink, unsigned char crash) {
