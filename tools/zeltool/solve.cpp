@@ -14,6 +14,7 @@
 #include <zeltools/numerics/dense.h>
 #include <zeltools/numerics/renumber.h>
 
+#include "band_system.h"
 #include "matrix_market.h"
 #include "progress.h"
 
@@ -207,30 +208,8 @@ std::string Solve(const Command& command, Progress& progress) {
 
     progress.Phase("assemble");
     CheckMemory(file, double(profile), "the band");
-    // Each row reaches the farthest column of any row above it: the rule
-    // that gives the elimination room for all its fill-in.
-    std::vector<unsigned> reach(n);
-    for (unsigned i = 0; i < n; ++i)
-      reach[i] = i;
-    for (const Entry& e : m.lower) {
-      const unsigned a = std::min(position[e.row], position[e.col]), c = std::max(position[e.row], position[e.col]);
-      reach[a] = std::max(reach[a], c);
-    }
-    std::vector<std::size_t> offset(std::size_t(n) + 1, 0);
-    std::vector<zel::GAUSS_TAPE> rows(n);
-    for (unsigned i = 0; i < n; ++i) {
-      if (i > 0)
-        reach[i] = std::max(reach[i], reach[i - 1]);
-      rows[i].count = reach[i] - i + 1;
-      offset[i + 1] = offset[i] + rows[i].count;
-    }
-    std::vector<double> values(offset[n], 0.0);
-    for (unsigned i = 0; i < n; ++i)
-      rows[i].values = values.data() + offset[i];
-    for (const Entry& e : m.lower) {
-      const unsigned a = std::min(position[e.row], position[e.col]), c = std::max(position[e.row], position[e.col]);
-      rows[a].values[c - a] = e.value;
-    }
+    BandSystem system = AssembleBand(m, position);
+    std::vector<zel::GAUSS_TAPE>& rows = system.rows;
     for (unsigned k = 0; k < columns; ++k)
       for (unsigned i = 0; i < n; ++i)
         x[std::size_t(k) * n + position[i]] = b[std::size_t(k) * n + i];
