@@ -3,6 +3,7 @@
 // UTF-8 on the terminal, and every failure ends as one line and status 2.
 
 #include <cstdio>
+#include <exception>
 #include <new>
 #include <string>
 #include <vector>
@@ -73,6 +74,10 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "zeltool: %s\n", zel::Cp1251ToUtf8(e.GetDescription()).c_str());
   } catch (const std::bad_alloc&) {
     std::fprintf(stderr, "zeltool: out of memory\n");
+  } catch (const std::exception& e) {
+    // Not expected from any input; still one line and status 2, never an
+    // abort.
+    std::fprintf(stderr, "zeltool: %s\n", e.what());
   }
   return Failure;
 }
