@@ -1,8 +1,6 @@
 #include "zeltools/text/file_text.h"
 #include "zeltools/text/phrase.h"
 
-#include "zeltools/text/phrase.h"
-
 #include <algorithm>
 #include <cstring>
 
