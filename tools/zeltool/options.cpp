@@ -82,8 +82,8 @@ const char* const demoHelp =
     "\n"
     "Options:\n"
     "  --lang en|ru    English or Russian (default: from the environment)\n"
-    "  --keep FILE     write the document to FILE and keep it (default: a\n"
-    "                  temporary file, removed at the end)\n"
+    "  --keep FILE     write the document to FILE (replacing it) and keep it\n"
+    "                  (default: a temporary file, removed at the end)\n"
     "  --help          this text\n";
 
 const char* const markHelp =

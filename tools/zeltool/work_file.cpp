@@ -10,8 +10,12 @@
 namespace zeltool {
 namespace {
 
-// UTC, so that the text does not depend on where it is read.
+// UTC, so that the text does not depend on where it is read. A damaged mark
+// holds any number: only the years 1601 to 9999 are shown as a date.
 std::string UtcText(long long seconds) {
+  constexpr long long first = -11644473600LL, last = 253402300799LL;
+  if (seconds < first || seconds > last)
+    return "(not a time)";
   const zel::FILETIME ticks = zel::FileTimeFromSeconds(seconds);
   zel::SYSTEMTIME t{};
   if (zel::FileTimeToSystemTime(&ticks, &t) == 0)
@@ -36,6 +40,11 @@ void RunMark(const Command& command) {
 }
 
 int RunBlocks(const Command& command) {
+  // A file too short for a mark is refused as too short, before the open
+  // would call it read-only.
+  zel::FILE_MARK mark;
+  long long markedLength = 0;
+  zel::CFileWork::ReadMark(command.file.c_str(), mark, markedLength);
   zel::CFileWork file;
   file.Open(command.file.c_str(), "rs");
   zel::DOCUMENT where;
