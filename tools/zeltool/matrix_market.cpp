@@ -115,8 +115,9 @@ private:
   bool More() {
     if (!gzip_)
       return false;
-    std::memmove(buffer_.data(), window_.data(), window_.size());
     const std::size_t kept = window_.size();
+    if (kept != 0) // an empty window may have no bytes behind it at all
+      std::memmove(buffer_.data(), window_.data(), kept);
     window_ = std::string_view(buffer_.data(), kept);
     for (;;) {
       if (streamEnd_) {
