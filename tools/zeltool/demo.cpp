@@ -51,6 +51,11 @@ std::string Below(double v) {
   return "< 1e" + std::to_string(e);
 }
 
+// A figure printed with `decimals` decimals, zero when it would print as
+// zero: a bar force of -1e-14 kN must not show as "-0.000" on one machine
+// and "0.000" on the next.
+double Shown(double v, int decimals) { return std::fabs(v) < 0.5 * std::pow(10.0, -decimals) ? 0.0 : v; }
+
 // Left-justifies UTF-8 text in `width` characters.
 std::string Pad(const std::string& text, std::size_t width) {
   std::size_t chars = 0;
@@ -357,8 +362,8 @@ void Analyse(Model& model, const std::string& path) {
   Step(5, T("Displacements, mm", "Перемещения, мм"));
   std::printf("   %s %7s %7s %10s %10s\n", Pad(T("node", "узел"), 5).c_str(), "x", "y", "u", "v");
   for (unsigned i = 0; i < nodes; ++i)
-    std::printf("   %5u %7.2f %7.2f %10.4f %10.4f\n", i + 1, model.nodes[i].x, model.nodes[i].y, u[2 * i] * 1e3,
-                u[2 * i + 1] * 1e3);
+    std::printf("   %5u %7.2f %7.2f %10.4f %10.4f\n", i + 1, model.nodes[i].x, model.nodes[i].y, Shown(u[2 * i] * 1e3, 4),
+                Shown(u[2 * i + 1] * 1e3, 4));
 
   Step(6, T("Bar forces, kN (tension +)", "Усилия в стержнях, кН (растяжение +)"));
   std::printf("   %s %5s %5s %s %s %10s\n", Pad(T("bar", "стер."), 5).c_str(), "i", "j",
@@ -373,7 +378,7 @@ void Analyse(Model& model, const std::string& path) {
     inner[2 * e.b + 1] += force[b] * e.s;
     const SectionRow& s = Sections[e.section];
     std::printf("   %5zu %5u %5u %s %8.3f %10.3f\n", b + 1, e.a + 1, e.b + 1, Pad(T(s.en, s.ru), 9).c_str(),
-                e.length, force[b]);
+                e.length, Shown(force[b], 3));
   }
 
   Step(7, T("Reactions, kN", "Реакции, кН"));
@@ -381,7 +386,8 @@ void Analyse(Model& model, const std::string& path) {
   for (unsigned d = 0; d < 2 * nodes; ++d)
     if (equation[d] == Fixed) {
       reaction[d] = inner[d] - model.loads[d];
-      std::printf("   %s %u %s %12.4f\n", T("node", "узел"), d / 2 + 1, d % 2 == 0 ? "Rx" : "Ry", reaction[d]);
+      std::printf("   %s %u %s %12.4f\n", T("node", "узел"), d / 2 + 1, d % 2 == 0 ? "Rx" : "Ry",
+                  Shown(reaction[d], 4));
     } else {
       unbalanced.push_back(inner[d] - model.loads[d]);
     }
