@@ -41,10 +41,12 @@ std::string Slurp(const std::string& path) {
 }
 
 // Runs zeltool with `args` in a plain environment (plus `env`), standard
-// output and error sent to files, so nothing is a terminal.
-Outcome RunTool(const std::vector<std::string>& args, const std::vector<std::string>& env = {"LANG=C"}) {
+// output and error sent to files, so nothing is a terminal; `errTo` names
+// another place for standard error (then `err` stays empty).
+Outcome RunTool(const std::vector<std::string>& args, const std::vector<std::string>& env = {"LANG=C"},
+                const std::string& errTo = "") {
   TempDir dir;
-  const std::string out = dir.File("out"), err = dir.File("err");
+  const std::string out = dir.File("out"), err = errTo.empty() ? dir.File("err") : errTo;
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
@@ -74,7 +76,8 @@ Outcome RunTool(const std::vector<std::string>& args, const std::vector<std::str
   if (WIFEXITED(wstatus))
     o.status = WEXITSTATUS(wstatus);
   o.out = Slurp(out);
-  o.err = Slurp(err);
+  if (errTo.empty())
+    o.err = Slurp(err);
   return o;
 }
 
@@ -197,6 +200,31 @@ TEST(ZeltoolSolve, RightHandSidesFromAnArrayFileAndPatternMatrices) {
   ASSERT_EQ(o.status, 0) << o.err;
   EXPECT_LT(Figure(o.out, "residual"), 1e-10) << o.out;
   EXPECT_EQ(Figure(o.out, "non-zeros"), 18) << o.out; // 12 off the diagonal, 6 on it added
+}
+
+// On a terminal standard error shows the bar, phase by phase, and erases
+// it; the report on standard output is the same as without one.
+TEST(ZeltoolSolve, ProgressBarOnATerminalOnly) {
+  const int master = posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_GE(master, 0);
+  ASSERT_EQ(grantpt(master), 0);
+  ASSERT_EQ(unlockpt(master), 0);
+  const std::string matrix = Matrices() + "/bcsstk01.mtx.gz";
+  const Outcome o = RunTool({"solve", matrix}, {"LANG=C"}, ptsname(master));
+  ASSERT_EQ(o.status, 0);
+  fcntl(master, F_SETFL, O_NONBLOCK);
+  std::string bar(4096, '\0');
+  const ssize_t got = read(master, bar.data(), bar.size());
+  close(master);
+  bar.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+  ASSERT_GE(bar.size(), 4u);
+  EXPECT_NE(bar.find("1/6 read"), std::string::npos) << bar;
+  EXPECT_NE(bar.find("6/6 check"), std::string::npos) << bar;
+  EXPECT_EQ(bar.substr(bar.size() - 4), "\r\033[K") << "the bar is erased at the end";
+  EXPECT_EQ(bar.find("residual"), std::string::npos) << "the report stays on standard output";
+  const std::string plain = RunTool({"solve", matrix}).out;
+  for (const char* label : {"n", "non-zeros", "profile", "residual", "error"})
+    EXPECT_EQ(Figure(o.out, label), Figure(plain, label)) << label;
 }
 
 // Compressed and plain bytes read alike, in memory and from a file, also as
