@@ -103,7 +103,7 @@ struct SectionRow {
   double radius; // m, radius of gyration
 };
 constexpr SectionRow Sections[] = {
-    {"chord", "пояс", 40e-4, 0.06}, {"post", "стойка", 15e-4, 0.02}, {"diagonal", "раскос", 25e-4, 0.03}};
+    {"chord", "пояс", 40e-4, 0.06}, {"post", "стойка", 15e-4, 0.02}, {"diagonal", "раскос", 25e-4, 0.025}};
 
 enum Fixity : unsigned char { FixX = 1, FixY = 2 };
 
