@@ -22,6 +22,8 @@
 #include "zeltools/containers/vector.h"
 #include "zeltools/containers/vector_array.h"
 
+#include "zeltools/datastore/data.h"
+
 #include "zeltools/text/bits.h"
 #include "zeltools/text/compare.h"
 #include "zeltools/text/debug_print.h"

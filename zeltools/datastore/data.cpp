@@ -1,0 +1,1104 @@
+#include "zeltools/datastore/data.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+
+#include "zeltools/containers/small_vectors.h"
+#include "zeltools/containers/type_codes.h"
+#include "zeltools/errors/exception.h"
+#include "zeltools/files/block.h"
+#include "zeltools/files/document.h"
+#include "zeltools/files/file_base.h"
+#include "zeltools/text/letter_case.h"
+#include "zeltools/text/list_index.h"
+
+namespace zel {
+
+namespace {
+
+// Stored images: the 32-bit line counts a text pointer as 4 bytes and an
+// SData as 8 (count + pointer); the payload head is version, quantity and
+// full size.
+constexpr unsigned int kStoredPointer = 4;
+constexpr unsigned int kStoredSData = 8;
+constexpr unsigned int kPayloadHead = 1 + 4 + 4;
+constexpr unsigned int kOldPayloadHead = 4;
+constexpr unsigned int kCountBytes = 4;
+static_assert(sizeof(unsigned int) == kCountBytes, "stored counts are 32-bit");
+static_assert(kStoredPointer + kStoredSData * CData::MaxBases + 0xFFFFu > 0xFFFFu,
+              "the stored line size wraps in 16 bits like the fields that hold it");
+static_assert(alignof(SData) <= alignof(SDataLine), "line images are aligned for their pointers");
+
+constexpr unsigned int kWriteChunk = 1u << 20;
+
+template <class F>
+void Guarded(std::size_t bytes, F&& f) {
+  try {
+    f();
+  } catch (const std::bad_alloc&) {
+    CrashMessage(201, static_cast<long>(bytes));
+  } catch (const std::length_error&) {
+    CrashMessage(201, static_cast<long>(bytes));
+  }
+}
+
+unsigned int TextLength(const char* text) noexcept { return text == nullptr ? 0u : static_cast<unsigned int>(std::strlen(text)); }
+
+template <class T>
+void Put(std::vector<unsigned char>& out, const T& value) {
+  const auto* p = reinterpret_cast<const unsigned char*>(&value);
+  out.insert(out.end(), p, p + sizeof value);
+}
+
+} // namespace
+
+// --- shape --------------------------------------------------------------------
+
+CData::CData() noexcept = default;
+
+CData::CData(const CData& other) : KZAllocator() { Copy(other, 1); }
+
+CData& CData::operator=(const CData& other) {
+  if (this != &other)
+    Copy(other, 1);
+  return *this;
+}
+
+CData::~CData() = default;
+
+void CData::Init(unsigned short dataSize, unsigned short dataLength, unsigned char quantityBase) {
+  KZAllocator::Clear();
+  quantityBase_ = std::min<unsigned char>(quantityBase, MaxBases);
+  quantity_ = 0;
+  version_ = 0;
+  modify_ = 0;
+  numList_ = NoNumList;
+  dataSize_ = dataSize;
+  dataLength_ = std::min(dataLength, dataSize);
+  dataOffset_ = static_cast<unsigned short>(kStoredPointer + kStoredSData * quantityBase_);
+  lineSize_ = static_cast<unsigned short>(dataOffset_ + dataSize_);
+  for (unsigned char b = 0; b < MaxBases; ++b) {
+    type_[b] = 2;
+    size_[b] = static_cast<unsigned short>(TypeElementSize(2, 0));
+  }
+  type_[MaxBases] = 1;
+  size_[MaxBases] = static_cast<unsigned short>(TypeElementSize(1, 0));
+  imageDataOffset_ = static_cast<unsigned int>(sizeof(SDataLine) + sizeof(SData) * quantityBase_);
+  constexpr unsigned int align = alignof(SDataLine);
+  stride_ = (imageDataOffset_ + dataSize_ + align - 1) / align * align;
+  fullSize_ = 0;
+  lines_.clear();
+  ResizeLines(0);
+}
+
+void CData::ClearLines() noexcept {
+  KZAllocator::Clear();
+  lines_.clear();
+  quantity_ = 0;
+  fullSize_ = 0;
+}
+
+void CData::Clear() {
+  if (quantity_ != 0)
+    modify_ |= 0x11;
+  ClearLines();
+  ResizeLines(0);
+}
+
+void CData::Copy(const CData& src, unsigned char flag) {
+  if (this == &src)
+    return;
+  KZAllocator::Clear();
+  quantity_ = src.quantity_;
+  quantityBase_ = src.quantityBase_;
+  numList_ = src.numList_;
+  lineSize_ = src.lineSize_;
+  dataOffset_ = src.dataOffset_;
+  dataSize_ = src.dataSize_;
+  dataLength_ = src.dataLength_;
+  std::copy(std::begin(src.size_), std::end(src.size_), size_);
+  std::copy(std::begin(src.type_), std::end(src.type_), type_);
+  stride_ = src.stride_;
+  imageDataOffset_ = src.imageDataOffset_;
+  version_ = src.version_;
+  fullSize_ = src.fullSize_;
+  Guarded(src.lines_.size(), [&] { lines_ = src.lines_; });
+  PackInto(*this, src);
+  if (flag != 0) {
+    modify_ = src.modify_;
+  } else {
+    modify_ = 0x11;
+    if (fullSize_ != 0)
+      modify_ |= 0x22;
+  }
+}
+
+void CData::SetTypeBase(unsigned char base, unsigned char type, unsigned short size) {
+  if (base > MaxBases)
+    return;
+  type_[base] = type;
+  size_[base] = static_cast<unsigned short>(TypeElementSize(type, size));
+}
+
+void CData::SetNumList(unsigned char n) noexcept {
+  if (n <= quantityBase_ || n == NoNumList)
+    numList_ = n;
+}
+
+unsigned int CData::GetSize() const noexcept {
+  const std::size_t lines = lines_.size() / stride_;
+  return lines == 0 ? 0u : static_cast<unsigned int>(lines - 1);
+}
+
+unsigned int CData::GetMaxSize() const noexcept {
+  return static_cast<unsigned int>(lines_.capacity() / stride_) - 1u;
+}
+
+void CData::ResizeLines(unsigned int count) {
+  const std::size_t bytes = (static_cast<std::size_t>(count) + 1) * stride_;
+  Guarded(bytes, [&] { lines_.resize(bytes); });
+  quantity_ = count;
+}
+
+void CData::RecountLines() noexcept { quantity_ = GetSize(); }
+
+void CData::SetMaxSize(unsigned int n) {
+  const std::size_t bytes = (static_cast<std::size_t>(n) + 1) * stride_;
+  Guarded(bytes, [&] { lines_.reserve(bytes); });
+}
+
+void CData::SetSize(unsigned int n) {
+  if (n != quantity_)
+    modify_ |= 0x11;
+  ResizeLines(n);
+}
+
+unsigned int CData::AddSize(unsigned int k) {
+  if (k == 0)
+    return 0;
+  if (k > 0xFFFFFFFEu - quantity_)
+    CrashMessage(201, static_cast<long>(-1));
+  ResizeLines(quantity_ + k);
+  modify_ |= 0x11;
+  return quantity_ - k + 1;
+}
+
+// --- lines ----------------------------------------------------------------------
+
+SDataLine* CData::Get(unsigned int n) noexcept {
+  return ValidLine(n) ? reinterpret_cast<SDataLine*>(LineBytes(n)) : nullptr;
+}
+
+const SDataLine* CData::Get(unsigned int n) const noexcept {
+  return ValidLine(n) ? reinterpret_cast<const SDataLine*>(LineBytes(n)) : nullptr;
+}
+
+void* CData::GetData(unsigned int n) noexcept { return ValidLine(n) ? LineBytes(n) + imageDataOffset_ : nullptr; }
+
+const void* CData::GetData(unsigned int n) const noexcept {
+  return ValidLine(n) ? LineBytes(n) + imageDataOffset_ : nullptr;
+}
+
+void CData::SetData(unsigned int n, const void* data) {
+  if (!ValidLine(n) || data == nullptr || dataLength_ == 0)
+    return;
+  unsigned char* target = LineBytes(n) + imageDataOffset_;
+  if (std::memcmp(target, data, dataLength_) == 0)
+    return;
+  std::memmove(target, data, dataLength_);
+  modify_ |= 0x11;
+}
+
+const char* CData::GetText(unsigned int n) const noexcept {
+  const SDataLine* line = Get(n);
+  return line == nullptr || line->text == nullptr ? "" : line->text;
+}
+
+void CData::SetText(unsigned int n, const char* text) {
+  SDataLine* line = Get(n);
+  if (line == nullptr)
+    return;
+  if (text == nullptr || *text == '\0') {
+    if (line->text != nullptr && *line->text != '\0')
+      modify_ |= 0x22;
+    line->text = nullptr;
+    return;
+  }
+  if (StrCmpUp(text, line->text, 0) == 0)
+    return;
+  const unsigned int length = TextLength(text);
+  if (TextLength(line->text) < length) {
+    // The piece is taken before the line pointer is re-read: the text may
+    // live in this allocator but never in the line vector.
+    char* piece = reinterpret_cast<char*>(KZAllocator::SetPortion(length + 1u, size_[MaxBases]));
+    std::memcpy(piece, text, length + 1u);
+    Get(n)->text = piece;
+  } else {
+    std::memmove(line->text, text, length + 1u);
+  }
+  modify_ |= 0x22;
+}
+
+unsigned int CData::Append(unsigned int k, const void* lines) {
+  if (k == 0 || lines == nullptr)
+    return 0;
+  const auto* source = static_cast<const unsigned char*>(lines);
+  std::vector<unsigned char> copy;
+  if (!lines_.empty() && source >= lines_.data() && source < lines_.data() + lines_.size()) {
+    Guarded(static_cast<std::size_t>(k) * stride_, [&] { copy.assign(source, source + static_cast<std::size_t>(k) * stride_); });
+    source = copy.data();
+  }
+  const unsigned int first = AddSize(k);
+  for (unsigned int i = 0; i < k; ++i)
+    Replace(first + i, source + static_cast<std::size_t>(i) * stride_);
+  return first;
+}
+
+unsigned int CData::Append(const void* line, const char* text) {
+  if (line == nullptr)
+    return 0;
+  std::vector<unsigned char> copy(static_cast<const unsigned char*>(line), static_cast<const unsigned char*>(line) + stride_);
+  const unsigned int n = AddSize(1);
+  Replace(n, copy.data(), text);
+  return n;
+}
+
+unsigned int CData::Append(const CData& src, unsigned int count, const unsigned int* list) {
+  const unsigned int total = count == 0 ? src.quantity_ : count;
+  unsigned int first = 0;
+  for (unsigned int i = 0; i < total; ++i) {
+    const unsigned int line = count == 0 ? i + 1 : (list == nullptr ? 0u : list[i]);
+    if (!src.ValidLine(line))
+      continue;
+    const unsigned int n = Append(line, src);
+    if (first == 0)
+      first = n;
+  }
+  return first;
+}
+
+unsigned int CData::Append(unsigned int n, const CData& src) {
+  if (!src.ValidLine(n))
+    return 0;
+  const unsigned int target = AddSize(1);
+  Replace(target, src, n);
+  return target;
+}
+
+unsigned char CData::Replace(unsigned int n, const void* line) {
+  if (!ValidLine(n) || line == nullptr)
+    return 0;
+  std::vector<unsigned char> image(static_cast<const unsigned char*>(line), static_cast<const unsigned char*>(line) + stride_);
+  SetText(n, reinterpret_cast<const SDataLine*>(image.data())->text);
+  if (dataLength_ > 0)
+    SetData(n, image.data() + imageDataOffset_);
+  for (unsigned char b = 0; b < quantityBase_; ++b) {
+    const SData* base = BaseOf(image.data(), b);
+    ReplaceBase(n, b, base->count, base->list);
+  }
+  return 1;
+}
+
+unsigned char CData::Replace(unsigned int n, const void* line, const char* text) {
+  if (Replace(n, line) == 0)
+    return 0;
+  SetText(n, text);
+  return 1;
+}
+
+unsigned char CData::Replace(unsigned int n, const CData& src, unsigned int line) {
+  if (!ValidLine(n) || !src.ValidLine(line))
+    return 0;
+  // The source line is read through a copy: when `src` is this table the
+  // edits below may move the line vector.
+  std::vector<unsigned char> image(src.LineBytes(line), src.LineBytes(line) + src.stride_);
+  SetText(n, reinterpret_cast<const SDataLine*>(image.data())->text);
+  if (dataLength_ > 0) {
+    std::vector<unsigned char> data(LineBytes(n) + imageDataOffset_, LineBytes(n) + imageDataOffset_ + dataLength_);
+    std::memcpy(data.data(), image.data() + src.imageDataOffset_, std::min(dataLength_, src.dataLength_));
+    SetData(n, data.data());
+  }
+  for (unsigned char b = 0; b < quantityBase_; ++b) {
+    const SData* base = b < src.quantityBase_ ? src.BaseOf(image.data(), b) : nullptr;
+    if (base != nullptr && src.size_[b] == size_[b])
+      ReplaceBase(n, b, base->count, base->list);
+    else
+      ReplaceBase(n, b, 0, nullptr);
+  }
+  return 1;
+}
+
+void CData::Zero(unsigned int first, unsigned int last) {
+  const unsigned int lines = GetSize();
+  if (first == 0)
+    first = 1;
+  if (last == 0 || last > lines)
+    last = lines;
+  if (first > last)
+    return;
+  std::memset(LineBytes(first), 0, static_cast<std::size_t>(last - first + 1) * stride_);
+  modify_ |= 0x11;
+}
+
+void CData::Erase(unsigned int first, unsigned int last) {
+  if (first == 0)
+    first = 1;
+  if (last == 0)
+    last = first;
+  if (last > quantity_)
+    last = quantity_;
+  if (first > last)
+    return;
+  lines_.erase(lines_.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(first) * stride_),
+               lines_.begin() + static_cast<std::ptrdiff_t>((static_cast<std::size_t>(last) + 1) * stride_));
+  RecountLines();
+  modify_ |= 0x11;
+}
+
+void CData::EraseType(unsigned char type, int offset) {
+  if (offset < 0 || static_cast<unsigned int>(offset) >= dataSize_)
+    return;
+  for (unsigned int n = quantity_; n >= 1; --n) {
+    if (LineBytes(n)[imageDataOffset_ + static_cast<unsigned int>(offset)] == type)
+      Erase(n, n);
+  }
+}
+
+void CData::EraseEmpty() {
+  if (numList_ >= quantityBase_)
+    return;
+  for (unsigned int n = quantity_; n >= 1; --n) {
+    const SData* base = GetBase(n, numList_);
+    const auto* list = static_cast<const unsigned int*>(base->list);
+    if (std::all_of(list, list + base->count, [](unsigned int v) { return v == 0; }))
+      Erase(n, n);
+  }
+  RecountLines();
+}
+
+// --- bases --------------------------------------------------------------------
+
+SData* CData::BaseOf(unsigned char* line, unsigned char base) const noexcept {
+  return reinterpret_cast<SData*>(line + sizeof(SDataLine) + sizeof(SData) * base);
+}
+
+const SData* CData::BaseOf(const unsigned char* line, unsigned char base) const noexcept {
+  return reinterpret_cast<const SData*>(line + sizeof(SDataLine) + sizeof(SData) * base);
+}
+
+SData* CData::GetBase(unsigned int n, unsigned char base) noexcept {
+  return ValidLine(n) && base < quantityBase_ ? BaseOf(LineBytes(n), base) : nullptr;
+}
+
+const SData* CData::GetBase(unsigned int n, unsigned char base) const noexcept {
+  return ValidLine(n) && base < quantityBase_ ? BaseOf(LineBytes(n), base) : nullptr;
+}
+
+void* CData::SetBase(unsigned char base, unsigned int count, const void* src) {
+  if (base > MaxBases || count == 0)
+    return nullptr;
+  const unsigned long long bytes = static_cast<unsigned long long>(count) * size_[base];
+  if (bytes > 0xFFFFFFFFull)
+    CrashMessage(202);
+  return KZAllocator::Set(count, src, size_[base]);
+}
+
+void CData::AppendBase(unsigned int n, unsigned char base, unsigned int count, const void* src) {
+  SData* data = GetBase(n, base);
+  if (data == nullptr || count == 0)
+    return;
+  const unsigned int size = size_[base];
+  const unsigned int old = data->count;
+  if (count > 0xFFFFFFFFu - old)
+    CrashMessage(202);
+  auto* piece = static_cast<unsigned char*>(SetBase(base, old + count, nullptr));
+  if (old != 0)
+    std::memcpy(piece, data->list, static_cast<std::size_t>(old) * size);
+  if (src != nullptr)
+    std::memcpy(piece + static_cast<std::size_t>(old) * size, src, static_cast<std::size_t>(count) * size);
+  data->list = piece;
+  data->count = old + count;
+  modify_ |= 0x11;
+}
+
+void CData::ReplaceBase(unsigned int n, unsigned char base, unsigned int count, const void* src) {
+  SData* data = GetBase(n, base);
+  if (data == nullptr)
+    return;
+  modify_ |= 0x11;
+  if (count == 0) {
+    data->count = 0;
+    data->list = nullptr;
+    return;
+  }
+  const std::size_t bytes = static_cast<std::size_t>(count) * size_[base];
+  if (count <= data->count && data->list != nullptr) {
+    if (src == nullptr)
+      std::memset(data->list, 0, bytes);
+    else
+      std::memmove(data->list, src, bytes);
+  } else {
+    data->list = SetBase(base, count, src);
+  }
+  data->count = count;
+}
+
+void CData::GetList(unsigned int n, unsigned int& count, unsigned int*& list) noexcept {
+  SData* data = GetBase(n, numList_);
+  count = data == nullptr ? 0u : data->count;
+  list = count == 0 ? nullptr : static_cast<unsigned int*>(data->list);
+}
+
+unsigned int CData::GetList(unsigned int n) const noexcept {
+  const SData* data = GetBase(n, numList_);
+  return data == nullptr ? 0u : data->count;
+}
+
+unsigned int CData::GetList(unsigned int n, std::vector<unsigned int>& out) const {
+  out.clear();
+  GetList(out, n);
+  return static_cast<unsigned int>(out.size());
+}
+
+unsigned char CData::GetList(std::vector<unsigned int>& out, unsigned int n) const {
+  const SData* data = GetBase(n, numList_);
+  if (data == nullptr || data->count == 0)
+    return 0;
+  const auto* list = static_cast<const unsigned int*>(data->list);
+  Guarded(data->count * sizeof(unsigned int), [&] { out.insert(out.end(), list, list + data->count); });
+  return 1;
+}
+
+unsigned char CData::GetPosList(unsigned int n, unsigned int* pos) const {
+  if (pos == nullptr)
+    return 0;
+  std::fill(pos, pos + n, 0u);
+  if (numList_ >= quantityBase_)
+    return 0;
+  // Lines in increasing order, so a later (higher) line overwrites.
+  for (unsigned int line = 1; line <= quantity_; ++line) {
+    const SData* data = BaseOf(LineBytes(line), numList_);
+    const auto* list = static_cast<const unsigned int*>(data->list);
+    for (unsigned int i = 0; i < data->count; ++i)
+      if (list[i] != 0 && list[i] <= n)
+        pos[list[i] - 1] = line;
+  }
+  return 1;
+}
+
+unsigned int CData::GetNumber(unsigned int number) const noexcept {
+  if (numList_ >= quantityBase_ || quantity_ == 0)
+    return 0;
+  for (unsigned int line = quantity_; line >= 1; --line) {
+    const SData* data = BaseOf(LineBytes(line), numList_);
+    const auto* list = static_cast<const unsigned int*>(data->list);
+    if (std::find(list, list + data->count, number) != list + data->count)
+      return line;
+  }
+  return 0;
+}
+
+void CData::RemoveList(unsigned int n, unsigned int count, const unsigned int* list, unsigned char firstOnly) {
+  SData* data = GetBase(n, numList_);
+  if (data == nullptr || data->count == 0 || count == 0 || list == nullptr)
+    return;
+  const unsigned int largest = *std::max_element(list, list + count);
+  const unsigned int marksSize = largest + 1u;
+  // The scratch marks are the last piece of this allocator and go back at once.
+  auto* marks = KZAllocator::SetPortion(marksSize == 0 ? 0xFFFFFFFFu : marksSize);
+  for (unsigned int i = 0; i < count; ++i)
+    marks[list[i]] = 1;
+  auto* values = static_cast<unsigned int*>(data->list);
+  unsigned int kept = 0;
+  for (unsigned int i = 0; i < data->count; ++i) {
+    const unsigned int v = values[i];
+    if (v <= largest && marks[v] != 0) {
+      if (firstOnly != 0)
+        marks[v] = 0;
+      continue;
+    }
+    values[kept++] = v;
+  }
+  KZAllocator::ReturnPortion(marksSize);
+  if (kept != data->count) {
+    data->count = kept;
+    if (kept == 0)
+      data->list = nullptr;
+    modify_ |= 0x11;
+  }
+}
+
+void CData::RemoveList(unsigned int count, const unsigned int* list, unsigned char firstOnly) {
+  for (unsigned int n = 1; n <= quantity_; ++n)
+    RemoveList(n, count, list, firstOnly);
+}
+
+void CData::Renumber(unsigned int n, const unsigned int* table) {
+  if (numList_ == NoNumList || n == 0)
+    return;
+  modify_ |= 0x11;
+  if (numList_ >= quantityBase_ || table == nullptr)
+    return;
+  for (unsigned int line = 1; line <= quantity_; ++line) {
+    SData* data = BaseOf(LineBytes(line), numList_);
+    auto* values = static_cast<unsigned int*>(data->list);
+    unsigned int kept = 0;
+    for (unsigned int i = 0; i < data->count; ++i)
+      if (values[i] >= 1 && values[i] <= n)
+        values[kept++] = table[values[i] - 1];
+    data->count = kept;
+    if (kept == 0)
+      data->list = nullptr;
+  }
+}
+
+void CData::CheckIndex(unsigned int n, unsigned char base) {
+  if (base == 100) {
+    if (numList_ == NoNumList)
+      return;
+    base = numList_;
+  }
+  if (base >= quantityBase_)
+    return;
+  for (unsigned int line = 1; line <= quantity_; ++line) {
+    SData* data = BaseOf(LineBytes(line), base);
+    if (data->count == 0)
+      continue;
+    const unsigned int before = data->count;
+    CheckListIndex(data->count, static_cast<unsigned int*>(data->list), n);
+    if (data->count != before)
+      modify_ |= 0x11;
+    if (data->count == 0)
+      data->list = nullptr;
+  }
+}
+
+void CData::Heritage(unsigned int number, unsigned int count, const unsigned int* list, int mode) {
+  if (count == 0 || quantity_ == 0 || list == nullptr || numList_ >= quantityBase_)
+    return;
+  for (unsigned int line = 1; line <= quantity_; ++line) {
+    const unsigned char kind = dataSize_ == 0 ? 0 : LineBytes(line)[imageDataOffset_];
+    if (mode == 0 && kind >= HeritageClass)
+      continue;
+    if (mode != 0 && mode != -1 && kind < HeritageClass)
+      continue;
+    const SData* data = BaseOf(LineBytes(line), numList_);
+    const auto* values = static_cast<const unsigned int*>(data->list);
+    if (std::find(values, values + data->count, number) != values + data->count)
+      AppendBase(line, numList_, count, list);
+  }
+}
+
+// --- comparison -------------------------------------------------------------------
+
+namespace {
+int Sign(int v) noexcept { return (v > 0) - (v < 0); }
+template <class T>
+int Order(T a, T b) noexcept { return (a > b) - (a < b); }
+} // namespace
+
+int CData::Compare(unsigned int n, const CData& src, unsigned int m, unsigned char flags) const noexcept {
+  const bool here = ValidLine(n);
+  const bool there = src.ValidLine(m);
+  if (!here || !there)
+    return Order(here, there);
+  const unsigned char* a = LineBytes(n);
+  const unsigned char* b = src.LineBytes(m);
+  if ((flags & CompareText) != 0) {
+    if (const int r = Sign(StrCmpUp(GetText(n), src.GetText(m), 0)))
+      return r;
+  }
+  if ((flags & CompareData) != 0) {
+    const unsigned short common = std::min(dataLength_, src.dataLength_);
+    if (const int r = Sign(std::memcmp(a + imageDataOffset_, b + src.imageDataOffset_, common)))
+      return r;
+    if (const int r = Order(dataLength_, src.dataLength_))
+      return r;
+  }
+  if ((flags & CompareBases) != 0) {
+    const unsigned char bases = std::max(quantityBase_, src.quantityBase_);
+    for (unsigned char i = 0; i < bases; ++i) {
+      const SData empty;
+      const SData* x = i < quantityBase_ ? BaseOf(a, i) : &empty;
+      const SData* y = i < src.quantityBase_ ? src.BaseOf(b, i) : &empty;
+      if (const int r = Order(x->count, y->count))
+        return r;
+      if (x->count == 0)
+        continue;
+      if (const int r = Order(size_[i], src.size_[i]))
+        return r;
+      if (const int r = Sign(std::memcmp(x->list, y->list, static_cast<std::size_t>(x->count) * size_[i])))
+        return r;
+    }
+  }
+  return 0;
+}
+
+int CData::Compare(const CData& src) const noexcept {
+  if (const int r = Order(quantity_, src.quantity_))
+    return r;
+  // The shape fields as their little-endian bytes, in declared order.
+  auto shape = [](const CData& d) {
+    std::vector<unsigned char> out;
+    out.push_back(d.quantityBase_);
+    out.push_back(d.numList_);
+    Put(out, d.lineSize_);
+    Put(out, d.dataOffset_);
+    Put(out, d.dataSize_);
+    Put(out, d.dataLength_);
+    for (unsigned short s : d.size_)
+      Put(out, s);
+    for (unsigned char t : d.type_)
+      out.push_back(t);
+    return out;
+  };
+  const std::vector<unsigned char> a = shape(*this);
+  const std::vector<unsigned char> b = shape(src);
+  if (const int r = Sign(std::memcmp(a.data(), b.data(), a.size())))
+    return r;
+  for (unsigned int n = 1; n <= quantity_; ++n)
+    if (const int r = Compare(n, src, n, CompareAll))
+      return r;
+  return 0;
+}
+
+unsigned int CData::Union(const CData& src, unsigned int count, const unsigned int* list) {
+  if (&src == this)
+    return 0;
+  const unsigned int total = count == 0 ? src.quantity_ : count;
+  unsigned int appended = 0;
+  for (unsigned int i = 0; i < total; ++i) {
+    const unsigned int line = count == 0 ? i + 1 : (list == nullptr ? 0u : list[i]);
+    if (!src.ValidLine(line))
+      continue;
+    bool found = false;
+    for (unsigned int n = 1; n <= quantity_ && !found; ++n)
+      found = Compare(n, src, line, CompareAll) == 0;
+    if (!found) {
+      Append(line, src);
+      ++appended;
+    }
+  }
+  return appended;
+}
+
+// --- packing ------------------------------------------------------------------------
+
+unsigned int CData::GetFullSize() const noexcept {
+  unsigned int total = 0;
+  for (unsigned int n = 1; n <= quantity_; ++n) {
+    const unsigned char* line = LineBytes(n);
+    const char* text = reinterpret_cast<const SDataLine*>(line)->text;
+    if (text != nullptr && *text != '\0')
+      total += TextLength(text) + 1u;
+    for (unsigned char b = 0; b < quantityBase_; ++b)
+      total += BaseOf(line, b)->count * size_[b];
+  }
+  return total;
+}
+
+void CData::PackInto(KZAllocator& target, const CData& src) {
+  // `src` has the same shape as this table and its images are already in
+  // this table's line vector; only the pieces move.
+  const unsigned int full = src.GetFullSize();
+  unsigned char* cursor = full == 0 ? nullptr : target.SetPortion(full);
+  for (unsigned int n = 1; n <= quantity_; ++n) {
+    unsigned char* line = LineBytes(n);
+    auto* head = reinterpret_cast<SDataLine*>(line);
+    if (head->text != nullptr && *head->text != '\0') {
+      const unsigned int length = TextLength(head->text) + 1u;
+      std::memcpy(cursor, head->text, length);
+      head->text = reinterpret_cast<char*>(cursor);
+      cursor += length;
+    } else {
+      head->text = nullptr;
+    }
+    for (unsigned char b = 0; b < quantityBase_; ++b) {
+      SData* data = BaseOf(line, b);
+      if (data->count == 0) {
+        data->list = nullptr;
+        continue;
+      }
+      const std::size_t bytes = static_cast<std::size_t>(data->count) * size_[b];
+      std::memcpy(cursor, data->list, bytes);
+      data->list = cursor;
+      cursor += bytes;
+    }
+  }
+  fullSize_ = full;
+}
+
+void CData::Compress() {
+  if (quantity_ == 0 || GetPortionCount() < 2)
+    return;
+  KZAllocator fresh;
+  PackInto(fresh, *this);
+  Swap(fresh);
+}
+
+void CData::Compress(unsigned short type, int offset, unsigned int count, const unsigned int* list,
+                     unsigned int& newQuantity, VKZUINT* map) {
+  const unsigned int old = quantity_;
+  std::vector<unsigned char> drop;
+  Guarded(old + 1u, [&] { drop.assign(static_cast<std::size_t>(old) + 1, 0); });
+  if (list != nullptr)
+    for (unsigned int i = 0; i < count; ++i)
+      if (ValidLine(list[i]))
+        drop[list[i]] = 1;
+  if (offset >= 0 && static_cast<unsigned int>(offset) < dataSize_)
+    for (unsigned int n = 1; n <= old; ++n)
+      if (LineBytes(n)[imageDataOffset_ + static_cast<unsigned int>(offset)] == type)
+        drop[n] = 1;
+  if (map != nullptr)
+    map->SetSize(old);
+  unsigned int kept = 0;
+  for (unsigned int n = 1; n <= old; ++n) {
+    if (drop[n] != 0) {
+      if (map != nullptr)
+        (*map)[n - 1] = 0;
+      continue;
+    }
+    ++kept;
+    if (kept != n)
+      std::memcpy(LineBytes(kept), LineBytes(n), stride_);
+    if (map != nullptr)
+      (*map)[n - 1] = kept;
+  }
+  if (kept != old) {
+    lines_.resize((static_cast<std::size_t>(kept) + 1) * stride_);
+    RecountLines();
+    modify_ |= 0x11;
+  }
+  newQuantity = quantity_;
+  if (quantity_ != 0 && GetPortionCount() != 0) {
+    KZAllocator fresh;
+    PackInto(fresh, *this);
+    Swap(fresh);
+  } else if (quantity_ == 0) {
+    KZAllocator::Clear();
+    fullSize_ = 0;
+  }
+}
+
+unsigned int CData::Compress(unsigned short type, int offset, unsigned int count, const unsigned int* list) {
+  unsigned int left = 0;
+  Compress(type, offset, count, list, left, nullptr);
+  return left;
+}
+
+unsigned int CData::Compress(unsigned short type, int offset, unsigned int count, const unsigned int* list,
+                             VKZUINT& map) {
+  unsigned int left = 0;
+  Compress(type, offset, count, list, left, &map);
+  return left;
+}
+
+// --- files kept as lines ----------------------------------------------------------
+
+void CData::ModifyFile(unsigned int n) noexcept {
+  if (ValidLine(n))
+    modify_ |= 0x11;
+}
+
+unsigned char CData::ReplaceFileA(unsigned int n, const char* name, CPhrase* sink) {
+  if (!ValidLine(n) || name == nullptr || *name == '\0' || quantityBase_ == 0)
+    return 0;
+  CFileBase file;
+  if (file.Open(name, "rs", sink, sink == nullptr ? 1 : 0) == 0)
+    return 0;
+  const long long length = file.GetLength();
+  if (length > 0xFFFFFFFFll / size_[0]) {
+    file.Message(110, "");
+    return 0;
+  }
+  const auto count = static_cast<unsigned int>(length / size_[0]);
+  std::vector<unsigned char> bytes;
+  Guarded(static_cast<std::size_t>(length), [&] { bytes.resize(static_cast<std::size_t>(length)); });
+  if (length != 0 && file.Read(bytes.data(), static_cast<unsigned long long>(length), 0) == 0)
+    return 0;
+  SetText(n, name);
+  ReplaceBase(n, 0, count, bytes.data());
+  return 1;
+}
+
+unsigned int CData::AppendFile(const char* name, CPhrase* sink) {
+  if (name == nullptr || *name == '\0')
+    return 0;
+  for (unsigned int n = 1; n <= quantity_; ++n)
+    if (StrCmpUp(GetText(n), name, 0) == 0)
+      return ReplaceFileA(n, name, sink) != 0 ? n : 0;
+  const unsigned int n = AddSize(1);
+  if (ReplaceFileA(n, name, sink) == 0) {
+    Erase(n, n);
+    return 0;
+  }
+  return n;
+}
+
+// --- persistence ----------------------------------------------------------------------
+
+void CData::WritePayload(CFileBase& file, bool current) {
+  std::vector<unsigned char> out;
+  Guarded(kWriteChunk * 2u, [&] { out.reserve(kWriteChunk * 2u); });
+  auto flush = [&](bool force) {
+    if (out.size() >= kWriteChunk || (force && !out.empty())) {
+      file.Write(out.data(), out.size());
+      out.clear();
+    }
+  };
+  if (current) {
+    out.push_back(version_);
+    Put(out, quantity_);
+    Put(out, GetFullSize());
+    static_assert(kPayloadHead == sizeof(unsigned char) + 2 * sizeof(unsigned int), "payload head");
+  } else {
+    Put(out, quantity_);
+    static_assert(kOldPayloadHead == sizeof(unsigned int), "old payload head");
+  }
+  if (current && dataLength_ > 0) {
+    for (unsigned int n = 1; n <= quantity_; ++n) {
+      const unsigned char* data = LineBytes(n) + imageDataOffset_;
+      out.insert(out.end(), data, data + dataLength_);
+      flush(false);
+    }
+  }
+  for (unsigned int n = 1; n <= quantity_; ++n) {
+    const unsigned char* line = LineBytes(n);
+    if (!current && dataLength_ > 0)
+      out.insert(out.end(), line + imageDataOffset_, line + imageDataOffset_ + dataLength_);
+    const char* text = reinterpret_cast<const SDataLine*>(line)->text;
+    if (text != nullptr)
+      out.insert(out.end(), text, text + std::strlen(text));
+    out.push_back(0);
+    for (unsigned char b = 0; b < quantityBase_; ++b) {
+      const SData* data = BaseOf(line, b);
+      Put(out, data->count);
+      if (data->count == 0)
+        continue;
+      const std::size_t bytes = static_cast<std::size_t>(data->count) * size_[b];
+      if (bytes >= kWriteChunk) {
+        flush(true);
+        file.Write(data->list, bytes);
+      } else {
+        const auto* p = static_cast<const unsigned char*>(data->list);
+        out.insert(out.end(), p, p + bytes);
+      }
+    }
+    flush(false);
+  }
+  flush(true);
+}
+
+void CData::Write(CFileBase& file, DOCUMENT& doc, unsigned char flag) {
+  if (quantity_ == 0 && flag == 0) {
+    doc = DOCUMENT{};
+    return;
+  }
+  if ((modify_ & 0x11) != 0)
+    Compress();
+  WriteBlock(file, doc, false, [&] { WritePayload(file, true); });
+  modify_ = 0;
+}
+
+void CData::WriteOld(CFileBase& file, DOCUMENT_OLD& doc) {
+  if ((modify_ & 0x11) != 0)
+    Compress();
+  WriteBlockOld(file, doc, quantity_ == 0, [&] { WritePayload(file, false); });
+  modify_ = 0;
+}
+
+unsigned char CData::ReadPayload(CFileBase& file, const unsigned char* block, std::size_t length, bool current) {
+  // Two passes over the block in memory: the first checks every count and
+  // text against the block and sums the pieces, so that nothing is
+  // allocated for a damaged block; the second fills one portion.
+  const std::size_t head = current ? kPayloadHead : kOldPayloadHead;
+  auto damaged = [&] {
+    ClearLines();
+    ResizeLines(0);
+    return file.Message(110, "");
+  };
+  if (length < head)
+    return damaged();
+  unsigned char version = 0;
+  unsigned int quantity = 0;
+  unsigned int full = 0;
+  std::size_t at = 0;
+  if (current)
+    version = block[at++];
+  std::memcpy(&quantity, block + at, 4);
+  at += 4;
+  if (current) {
+    std::memcpy(&full, block + at, 4);
+    at += 4;
+  }
+  const std::size_t perLine = 1u + kCountBytes * quantityBase_ + dataLength_;
+  if (quantity > (length - at) / perLine)
+    return damaged();
+  const std::size_t dataStart = at;
+  std::size_t textStart = current ? at + static_cast<std::size_t>(quantity) * dataLength_ : at;
+  unsigned long long sum = 0;
+  at = textStart;
+  for (unsigned int n = 0; n < quantity; ++n) {
+    if (!current)
+      at += dataLength_;
+    if (at >= length)
+      return damaged();
+    const void* zero = std::memchr(block + at, 0, length - at);
+    if (zero == nullptr)
+      return damaged();
+    const std::size_t text = static_cast<const unsigned char*>(zero) - (block + at);
+    sum += text == 0 ? 0 : text + 1;
+    at += text + 1;
+    for (unsigned char b = 0; b < quantityBase_; ++b) {
+      if (length - at < kCountBytes)
+        return damaged();
+      unsigned int count = 0;
+      std::memcpy(&count, block + at, 4);
+      at += 4;
+      const unsigned long long bytes = static_cast<unsigned long long>(count) * size_[b];
+      if (bytes > length - at)
+        return damaged();
+      sum += bytes;
+      at += static_cast<std::size_t>(bytes);
+    }
+  }
+  if (at != length || sum > 0xFFFFFFFFull || (current && sum != full))
+    return damaged();
+  ResizeLines(quantity);
+  version_ = current ? version : version_;
+  unsigned char* cursor = sum == 0 ? nullptr : KZAllocator::SetPortion(static_cast<unsigned int>(sum));
+  at = textStart;
+  for (unsigned int n = 1; n <= quantity; ++n) {
+    unsigned char* line = LineBytes(n);
+    if (dataLength_ > 0) {
+      const unsigned char* data = current ? block + dataStart + static_cast<std::size_t>(n - 1) * dataLength_ : block + at;
+      std::memcpy(line + imageDataOffset_, data, dataLength_);
+      if (!current)
+        at += dataLength_;
+    }
+    const std::size_t text = std::strlen(reinterpret_cast<const char*>(block + at));
+    if (text != 0) {
+      std::memcpy(cursor, block + at, text + 1);
+      reinterpret_cast<SDataLine*>(line)->text = reinterpret_cast<char*>(cursor);
+      cursor += text + 1;
+    }
+    at += text + 1;
+    for (unsigned char b = 0; b < quantityBase_; ++b) {
+      SData* data = BaseOf(line, b);
+      std::memcpy(&data->count, block + at, 4);
+      at += 4;
+      const std::size_t bytes = static_cast<std::size_t>(data->count) * size_[b];
+      if (bytes != 0) {
+        std::memcpy(cursor, block + at, bytes);
+        data->list = cursor;
+        cursor += bytes;
+      }
+      at += bytes;
+    }
+  }
+  fullSize_ = static_cast<unsigned int>(sum);
+  modify_ = 0;
+  return 1;
+}
+
+namespace {
+// Reads the whole block into memory; the record was checked against the
+// file's length by `OpenBlock`, so the buffer is bounded by the file.
+bool ReadBlockBytes(CFileBase& file, long long length, std::vector<unsigned char>& bytes) {
+  Guarded(static_cast<std::size_t>(length), [&] { bytes.resize(static_cast<std::size_t>(length)); });
+  return file.Read(bytes.data(), static_cast<unsigned long long>(length)) != 0;
+}
+} // namespace
+
+unsigned char CData::Read(CFileBase& file, const DOCUMENT& doc, unsigned int flag) {
+  (void)flag;
+  ClearLines();
+  ResizeLines(0);
+  modify_ = 0;
+  if (doc.length == 0)
+    return 1;
+  if (!OpenBlock(file, doc))
+    return 0;
+  std::vector<unsigned char> bytes;
+  if (!ReadBlockBytes(file, doc.length, bytes))
+    return 0;
+  return ReadPayload(file, bytes.data(), bytes.size(), true);
+}
+
+unsigned char CData::ReadOld(CFileBase& file, const DOCUMENT_OLD& doc) {
+  ClearLines();
+  ResizeLines(0);
+  modify_ = 0;
+  if (doc.length == 0)
+    return 1;
+  if (!OpenBlockOld(file, doc))
+    return 0;
+  std::vector<unsigned char> bytes;
+  if (!ReadBlockBytes(file, doc.length, bytes))
+    return 0;
+  return ReadPayload(file, bytes.data(), bytes.size(), false);
+}
+
+// --- _CData ---------------------------------------------------------------------------
+
+void _CData::Init(unsigned short dataSize, unsigned short dataLength, unsigned char quantityBase, unsigned int sizeHead) {
+  CData::Init(dataSize, dataLength, quantityBase);
+  head_.clear();
+  Guarded(sizeHead, [&] { head_.assign(sizeHead, 0); });
+}
+
+void _CData::Clear() {
+  CData::Clear();
+  std::fill(head_.begin(), head_.end(), 0);
+}
+
+void _CData::Copy(const _CData& src, unsigned char flag) {
+  if (this == &src)
+    return;
+  CData::Copy(src, flag);
+  Guarded(src.head_.size(), [&] { head_ = src.head_; });
+}
+
+void _CData::SetHead(const void* head, unsigned int size) {
+  if (head == nullptr)
+    return;
+  const std::size_t n = std::min<std::size_t>(size, head_.size());
+  if (n == 0 || std::memcmp(head_.data(), head, n) == 0)
+    return;
+  std::memmove(head_.data(), head, n);
+  modify_ |= 0x11;
+}
+
+void _CData::Write(CFileBase& file, DOCUMENT& doc, unsigned char flag) {
+  if (GetQuantity() == 0 && flag == 0)
+    return;
+  if (version_ < 2)
+    version_ = 2;
+  if (GetQuantity() == 0)
+    doc = DOCUMENT{};
+  else
+    CData::Write(file, doc, flag);
+  const auto size = static_cast<unsigned int>(head_.size());
+  file.Write(&size, sizeof size);
+  if (size != 0)
+    file.Write(head_.data(), size);
+}
+
+unsigned char _CData::Read(CFileBase& file, const DOCUMENT& doc, unsigned int flag) {
+  std::fill(head_.begin(), head_.end(), 0);
+  if (CData::Read(file, doc, flag) == 0)
+    return 0;
+  if (version_ < 2 || doc.length == 0)
+    return 1;
+  unsigned int stored = 0;
+  if (!ReadCount(file, stored, 1, doc.position + doc.length))
+    return 0;
+  const unsigned int n = std::min<unsigned int>(stored, static_cast<unsigned int>(head_.size()));
+  if (n != 0 && file.Read(head_.data(), n) == 0)
+    return 0;
+  return 1;
+}
+
+} // namespace zel
