@@ -30,8 +30,6 @@
 #include "zeltools/containers/vector.h"
 #include "zeltools/containers/vector_array.h"
 
-#include "zeltools/datastore/data.h"
-
 #include "zeltools/text/bits.h"
 #include "zeltools/text/compare.h"
 #include "zeltools/text/debug_print.h"
@@ -49,6 +47,8 @@
 #include "zeltools/text/read_memory.h"
 #include "zeltools/text/resource.h"
 #include "zeltools/text/strings.h"
+
+#include "zeltools/datastore/data.h"
 
 #include "zeltools/geometry/line2d.h"
 #include "zeltools/geometry/line3d.h"

@@ -13,6 +13,7 @@
 #include "zeltools/files/file_base.h"
 #include "zeltools/text/letter_case.h"
 #include "zeltools/text/list_index.h"
+#include "zeltools/text/phrase.h"
 
 namespace zel {
 
