@@ -7,6 +7,7 @@
 
 #include "zeltools/containers/small_vectors.h"
 #include "zeltools/containers/type_codes.h"
+#include "zeltools/containers/vbase.h"
 #include "zeltools/errors/exception.h"
 #include "zeltools/files/block.h"
 #include "zeltools/files/document.h"
@@ -25,7 +26,7 @@ namespace {
 constexpr unsigned int kStoredPointer = 4;
 constexpr unsigned int kStoredSData = 8;
 constexpr unsigned int kPayloadHead = 1 + 4 + 4;
-constexpr unsigned int kOldPayloadHead = 4;
+constexpr unsigned int kOldPayloadHead = 1 + 4;
 constexpr unsigned int kCountBytes = 4;
 static_assert(sizeof(unsigned int) == kCountBytes, "stored counts are 32-bit");
 static_assert(kStoredPointer + kStoredSData * CData::MaxBases + 0xFFFFu > 0xFFFFu,
@@ -840,7 +841,36 @@ unsigned int CData::AppendFile(const char* name, CPhrase* sink) {
 
 // --- persistence ----------------------------------------------------------------------
 
-void CData::WritePayload(CFileBase& file, bool current) {
+// What sets the two stored layouts apart (see the header): the current block
+// keeps every data block ahead of the lines and a full size to check them
+// by; the older one keeps per line a 16-bit counted text, a fixed part (the
+// data block or an element of a caller's vector) and the lists a mask keeps.
+struct SStoredLayout {
+  bool current = true;
+  unsigned int fixedWidth = 0;
+  const VBase* fixedIn = nullptr;
+  VBase* fixedOut = nullptr;
+  bool stored[CData::MaxBases] = {true, true, true, true, true};
+};
+
+namespace {
+
+// A character '0' at index b of `mask` leaves base b out of an older block;
+// a null or shorter mask leaves everything in.
+SStoredLayout OldLayout(const char* mask, unsigned int fixedWidth) {
+  SStoredLayout layout;
+  layout.current = false;
+  layout.fixedWidth = fixedWidth;
+  for (unsigned int b = 0; mask != nullptr && b < CData::MaxBases && mask[b] != '\0'; ++b)
+    layout.stored[b] = mask[b] != '0';
+  return layout;
+}
+
+constexpr unsigned int kMaxOldText = 0xFFFF; // the older block counts a text in 16 bits
+
+} // namespace
+
+void CData::WritePayload(CFileBase& file, const SStoredLayout& layout) {
   std::vector<unsigned char> out;
   Guarded(kWriteChunk * 2u, [&] { out.reserve(kWriteChunk * 2u); });
   auto flush = [&](bool force) {
@@ -849,17 +879,11 @@ void CData::WritePayload(CFileBase& file, bool current) {
       out.clear();
     }
   };
-  if (current) {
-    out.push_back(version_);
-    Put(out, quantity_);
+  out.push_back(version_);
+  Put(out, quantity_);
+  if (layout.current) {
     Put(out, GetFullSize());
-    static_assert(kPayloadHead == sizeof(unsigned char) + 2 * sizeof(unsigned int), "payload head");
-  } else {
-    Put(out, quantity_);
-    static_assert(kOldPayloadHead == sizeof(unsigned int), "old payload head");
-  }
-  if (current && dataLength_ > 0) {
-    for (unsigned int n = 1; n <= quantity_; ++n) {
+    for (unsigned int n = 1; n <= quantity_ && dataLength_ > 0; ++n) {
       const unsigned char* data = LineBytes(n) + imageDataOffset_;
       out.insert(out.end(), data, data + dataLength_);
       flush(false);
@@ -867,13 +891,24 @@ void CData::WritePayload(CFileBase& file, bool current) {
   }
   for (unsigned int n = 1; n <= quantity_; ++n) {
     const unsigned char* line = LineBytes(n);
-    if (!current && dataLength_ > 0)
-      out.insert(out.end(), line + imageDataOffset_, line + imageDataOffset_ + dataLength_);
     const char* text = reinterpret_cast<const SDataLine*>(line)->text;
-    if (text != nullptr)
-      out.insert(out.end(), text, text + std::strlen(text));
-    out.push_back(0);
+    const unsigned int length = TextLength(text);
+    if (layout.current) {
+      out.insert(out.end(), text, text + length);
+      out.push_back(0);
+    } else {
+      const auto kept = static_cast<unsigned short>(std::min(length, kMaxOldText));
+      Put(out, kept);
+      out.insert(out.end(), text, text + kept);
+      const unsigned char* fixed = layout.fixedIn == nullptr ? line + imageDataOffset_ : layout.fixedIn->Get(n);
+      if (fixed != nullptr)
+        out.insert(out.end(), fixed, fixed + layout.fixedWidth);
+      else
+        out.insert(out.end(), layout.fixedWidth, 0);
+    }
     for (unsigned char b = 0; b < quantityBase_; ++b) {
+      if (!layout.stored[b])
+        continue;
       const SData* data = BaseOf(line, b);
       Put(out, data->count);
       if (data->count == 0)
@@ -899,106 +934,125 @@ void CData::Write(CFileBase& file, DOCUMENT& doc, unsigned char flag) {
   }
   if ((modify_ & 0x11) != 0)
     Compress();
-  WriteBlock(file, doc, false, [&] { WritePayload(file, true); });
+  WriteBlock(file, doc, false, [&] { WritePayload(file, SStoredLayout{}); });
   modify_ = 0;
 }
 
-void CData::WriteOld(CFileBase& file, DOCUMENT_OLD& doc) {
-  if ((modify_ & 0x11) != 0)
-    Compress();
-  WriteBlockOld(file, doc, quantity_ == 0, [&] { WritePayload(file, false); });
+void CData::WriteOld(CFileBase& file, DOCUMENT_OLD& doc, const char* mask) {
+  WriteBlockOld(file, doc, false, [&] { WritePayload(file, OldLayout(mask, dataLength_)); });
   modify_ = 0;
 }
 
-unsigned char CData::ReadPayload(CFileBase& file, const unsigned char* block, std::size_t length, bool current) {
-  // Two passes over the block in memory: the first checks every count and
+void CData::WriteOld(CFileBase& file, DOCUMENT_OLD& doc, const VBase& fixed, const char* mask) {
+  SStoredLayout layout = OldLayout(mask, fixed.GetLength());
+  layout.fixedIn = &fixed;
+  WriteBlockOld(file, doc, false, [&] { WritePayload(file, layout); });
+  modify_ = 0;
+}
+
+unsigned char CData::ReadPayload(CFileBase& file, const unsigned char* block, std::size_t length,
+                                 const SStoredLayout& layout) {
+  // Two walks over the block in memory: the first checks every count and
   // text against the block and sums the pieces, so that nothing is
   // allocated for a damaged block; the second fills one portion.
-  const std::size_t head = current ? kPayloadHead : kOldPayloadHead;
   auto damaged = [&] {
     ClearLines();
     ResizeLines(0);
     return file.Message(110, "");
   };
+  const std::size_t head = layout.current ? kPayloadHead : kOldPayloadHead;
   if (length < head)
     return damaged();
-  unsigned char version = 0;
+  const unsigned char version = block[0];
   unsigned int quantity = 0;
   unsigned int full = 0;
-  std::size_t at = 0;
-  if (current)
-    version = block[at++];
-  std::memcpy(&quantity, block + at, 4);
-  at += 4;
-  if (current) {
-    std::memcpy(&full, block + at, 4);
-    at += 4;
-  }
-  const std::size_t perLine = 1u + kCountBytes * quantityBase_ + dataLength_;
-  if (quantity > (length - at) / perLine)
+  std::memcpy(&quantity, block + 1, 4);
+  if (layout.current)
+    std::memcpy(&full, block + 5, 4);
+  unsigned int lists = 0;
+  for (unsigned char b = 0; b < quantityBase_; ++b)
+    lists += layout.stored[b] ? 1u : 0u;
+  // The fewest bytes a line can take: an empty text and empty lists.
+  const std::size_t perLine =
+      layout.current ? 1u + dataLength_ + kCountBytes * lists : 2u + layout.fixedWidth + kCountBytes * lists;
+  if (quantity > (length - head) / perLine)
     return damaged();
-  const std::size_t dataStart = at;
-  std::size_t textStart = current ? at + static_cast<std::size_t>(quantity) * dataLength_ : at;
-  unsigned long long sum = 0;
-  at = textStart;
-  for (unsigned int n = 0; n < quantity; ++n) {
-    if (!current)
-      at += dataLength_;
-    if (at >= length)
-      return damaged();
-    const void* zero = std::memchr(block + at, 0, length - at);
-    if (zero == nullptr)
-      return damaged();
-    const std::size_t text = static_cast<const unsigned char*>(zero) - (block + at);
-    sum += text == 0 ? 0 : text + 1;
-    at += text + 1;
-    for (unsigned char b = 0; b < quantityBase_; ++b) {
-      if (length - at < kCountBytes)
-        return damaged();
-      unsigned int count = 0;
-      std::memcpy(&count, block + at, 4);
-      at += 4;
-      const unsigned long long bytes = static_cast<unsigned long long>(count) * size_[b];
-      if (bytes > length - at)
-        return damaged();
-      sum += bytes;
-      at += static_cast<std::size_t>(bytes);
+  const std::size_t linesStart = head + (layout.current ? static_cast<std::size_t>(quantity) * dataLength_ : 0u);
+  unsigned char* cursor = nullptr;
+  auto walk = [&](bool fill, unsigned long long& sum) {
+    std::size_t at = linesStart;
+    for (unsigned int n = 1; n <= quantity; ++n) {
+      unsigned char* line = fill ? LineBytes(n) : nullptr;
+      const unsigned char* chars = block + at;
+      std::size_t text = 0;
+      if (layout.current) {
+        const void* zero = at < length ? std::memchr(chars, 0, length - at) : nullptr;
+        if (zero == nullptr)
+          return false;
+        text = static_cast<std::size_t>(static_cast<const unsigned char*>(zero) - chars);
+        at += text + 1;
+        if (fill && dataLength_ > 0)
+          std::memcpy(line + imageDataOffset_, block + head + static_cast<std::size_t>(n - 1) * dataLength_, dataLength_);
+      } else {
+        unsigned short kept = 0;
+        if (length - at < 2)
+          return false;
+        std::memcpy(&kept, chars, 2);
+        chars += 2;
+        at += 2;
+        // A zero inside a counted text was never written: it would cut the text.
+        if (kept > length - at || std::memchr(chars, 0, kept) != nullptr)
+          return false;
+        text = kept;
+        at += text;
+        if (length - at < layout.fixedWidth)
+          return false;
+        if (fill && layout.fixedWidth > 0)
+          std::memcpy(layout.fixedOut != nullptr ? layout.fixedOut->Get(n) : line + imageDataOffset_, block + at,
+                      layout.fixedWidth);
+        at += layout.fixedWidth;
+      }
+      if (text != 0) {
+        sum += text + 1;
+        if (fill) {
+          std::memcpy(cursor, chars, text);
+          reinterpret_cast<SDataLine*>(line)->text = reinterpret_cast<char*>(cursor);
+          cursor += text + 1;
+        }
+      }
+      for (unsigned char b = 0; b < quantityBase_; ++b) {
+        if (!layout.stored[b])
+          continue;
+        unsigned int count = 0;
+        if (length - at < kCountBytes)
+          return false;
+        std::memcpy(&count, block + at, kCountBytes);
+        at += kCountBytes;
+        const unsigned long long bytes = static_cast<unsigned long long>(count) * size_[b];
+        if (bytes > length - at)
+          return false;
+        sum += bytes;
+        if (fill && bytes != 0) {
+          std::memcpy(cursor, block + at, static_cast<std::size_t>(bytes));
+          SData* data = BaseOf(line, b);
+          data->count = count;
+          data->list = cursor;
+          cursor += bytes;
+        }
+        at += static_cast<std::size_t>(bytes);
+      }
     }
-  }
-  if (at != length || sum > 0xFFFFFFFFull || (current && sum != full))
+    return at == length;
+  };
+  unsigned long long sum = 0;
+  if (!walk(false, sum) || sum > 0xFFFFFFFFull || (layout.current && sum != full))
     return damaged();
   ResizeLines(quantity);
-  version_ = current ? version : version_;
-  unsigned char* cursor = sum == 0 ? nullptr : KZAllocator::SetPortion(static_cast<unsigned int>(sum));
-  at = textStart;
-  for (unsigned int n = 1; n <= quantity; ++n) {
-    unsigned char* line = LineBytes(n);
-    if (dataLength_ > 0) {
-      const unsigned char* data = current ? block + dataStart + static_cast<std::size_t>(n - 1) * dataLength_ : block + at;
-      std::memcpy(line + imageDataOffset_, data, dataLength_);
-      if (!current)
-        at += dataLength_;
-    }
-    const std::size_t text = std::strlen(reinterpret_cast<const char*>(block + at));
-    if (text != 0) {
-      std::memcpy(cursor, block + at, text + 1);
-      reinterpret_cast<SDataLine*>(line)->text = reinterpret_cast<char*>(cursor);
-      cursor += text + 1;
-    }
-    at += text + 1;
-    for (unsigned char b = 0; b < quantityBase_; ++b) {
-      SData* data = BaseOf(line, b);
-      std::memcpy(&data->count, block + at, 4);
-      at += 4;
-      const std::size_t bytes = static_cast<std::size_t>(data->count) * size_[b];
-      if (bytes != 0) {
-        std::memcpy(cursor, block + at, bytes);
-        data->list = cursor;
-        cursor += bytes;
-      }
-      at += bytes;
-    }
-  }
+  if (layout.fixedOut != nullptr)
+    layout.fixedOut->SetSize(quantity);
+  cursor = sum == 0 ? nullptr : KZAllocator::SetPortion(static_cast<unsigned int>(sum));
+  walk(true, sum = 0);
+  version_ = version;
   fullSize_ = static_cast<unsigned int>(sum);
   modify_ = 0;
   return 1;
@@ -1013,33 +1067,30 @@ bool ReadBlockBytes(CFileBase& file, long long length, std::vector<unsigned char
 }
 } // namespace
 
-unsigned char CData::Read(CFileBase& file, const DOCUMENT& doc, unsigned int flag) {
-  (void)flag;
+unsigned char CData::ReadBlock(CFileBase& file, const DOCUMENT& doc, const SStoredLayout& layout) {
   ClearLines();
   ResizeLines(0);
   modify_ = 0;
   if (doc.length == 0)
     return 1;
-  if (!OpenBlock(file, doc))
-    return 0;
   std::vector<unsigned char> bytes;
-  if (!ReadBlockBytes(file, doc.length, bytes))
+  if (!OpenBlock(file, doc) || !ReadBlockBytes(file, doc.length, bytes))
     return 0;
-  return ReadPayload(file, bytes.data(), bytes.size(), true);
+  return ReadPayload(file, bytes.data(), bytes.size(), layout);
 }
 
-unsigned char CData::ReadOld(CFileBase& file, const DOCUMENT_OLD& doc) {
-  ClearLines();
-  ResizeLines(0);
-  modify_ = 0;
-  if (doc.length == 0)
-    return 1;
-  if (!OpenBlockOld(file, doc))
-    return 0;
-  std::vector<unsigned char> bytes;
-  if (!ReadBlockBytes(file, doc.length, bytes))
-    return 0;
-  return ReadPayload(file, bytes.data(), bytes.size(), false);
+unsigned char CData::Read(CFileBase& file, const DOCUMENT& doc, unsigned int) {
+  return ReadBlock(file, doc, SStoredLayout{});
+}
+
+unsigned char CData::ReadOld(CFileBase& file, const DOCUMENT_OLD& doc, const char* mask) {
+  return ReadBlock(file, DOCUMENT{doc.position, doc.length}, OldLayout(mask, dataLength_));
+}
+
+unsigned char CData::ReadOld(CFileBase& file, const DOCUMENT_OLD& doc, VBase& fixed, const char* mask) {
+  SStoredLayout layout = OldLayout(mask, fixed.GetLength());
+  layout.fixedOut = &fixed;
+  return ReadBlock(file, DOCUMENT{doc.position, doc.length}, layout);
 }
 
 // --- _CData ---------------------------------------------------------------------------

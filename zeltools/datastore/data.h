@@ -32,7 +32,9 @@ namespace zel {
 
 class CFileBase;
 class CPhrase;
+class VBase;
 class VKZUINT;
+struct SStoredLayout;
 struct DOCUMENT;
 struct DOCUMENT_OLD;
 
@@ -284,19 +286,36 @@ public:
   /// `dataLength` data bytes of every line, then per line its text with its
   /// zero and per base a 4-byte count and the elements. Packs first when
   /// 0x11 is set; clears `modify`. An empty table with `flag` 0 writes
-  /// nothing and clears `doc`.
+  /// nothing and clears `doc`; with `flag` set it writes the nine head
+  /// bytes. The version is written as it stands.
   void Write(CFileBase& file, DOCUMENT& doc, unsigned char flag);
-  /// Clears the table and reads the block back. A damaged block (counts or
-  /// texts beyond the block, a full size that disagrees with the lists)
-  /// reports 110 through the file and leaves the table empty. Returns 1,
-  /// or 0 on a failure reported to the file's sink. `flag` is unused and
-  /// kept for callers.
+  /// Clears the lines and reads the block back into this table's shape (the
+  /// block does not hold the shape: `Init` the reader as the writer was).
+  /// A damaged block (counts or texts beyond the block, bytes left over, a
+  /// full size that disagrees with the lists) reports 110 through the file
+  /// and leaves the table empty; nothing is allocated before the whole
+  /// block has been checked. Returns 1, or 0 on a failure reported to the
+  /// file's sink. `flag` is unused and kept for callers.
   unsigned char Read(CFileBase& file, const DOCUMENT& doc, unsigned int flag = 0);
-  /// The older layout, in a `DOCUMENT_OLD` block: quantity (4), then per
-  /// line the leading `dataLength` data bytes, the text with its zero and
-  /// per base a 4-byte count and the elements (no version, no full size).
-  void WriteOld(CFileBase& file, DOCUMENT_OLD& doc);
-  unsigned char ReadOld(CFileBase& file, const DOCUMENT_OLD& doc);
+  /// The older layout, in a `DOCUMENT_OLD` block: version (1), quantity (4,
+  /// nothing more when 0), then per line its text with a 16-bit length and
+  /// no zero (texts are cut to 65,535 characters), its fixed part (the
+  /// leading `dataLength` data bytes), and, for every base that `mask` does
+  /// not exclude, a 4-byte count and the elements. A character '0' at index
+  /// b of `mask` excludes base b; a null or shorter mask excludes nothing.
+  /// Empty tables are written too (five bytes). Clears `modify`.
+  void WriteOld(CFileBase& file, DOCUMENT_OLD& doc, const char* mask = nullptr);
+  /// The same with the fixed parts taken from `fixed`: element n (its own
+  /// width) for line n, zeros for lines beyond its count; data blocks are
+  /// not stored.
+  void WriteOld(CFileBase& file, DOCUMENT_OLD& doc, const VBase& fixed, const char* mask = nullptr);
+  /// Reads an older block written with the same `mask`; excluded bases come
+  /// back empty. Damage is handled as by `Read`.
+  unsigned char ReadOld(CFileBase& file, const DOCUMENT_OLD& doc, const char* mask = nullptr);
+  /// The same with the fixed parts read into `fixed` (resized to the lines
+  /// read, element width unchanged); data blocks come back zero. `fixed` is
+  /// left as it was when the block is refused.
+  unsigned char ReadOld(CFileBase& file, const DOCUMENT_OLD& doc, VBase& fixed, const char* mask = nullptr);
 
 protected:
   /// Clears the lines and pieces, keeping the shape and the marks.
@@ -315,8 +334,10 @@ private:
   void ResizeLines(unsigned int count);
   void RecountLines() noexcept;
   void PackInto(KZAllocator& target, const CData& src);
-  unsigned char ReadPayload(CFileBase& file, const unsigned char* block, std::size_t length, bool current);
-  void WritePayload(CFileBase& file, bool current);
+  unsigned char ReadBlock(CFileBase& file, const DOCUMENT& doc, const SStoredLayout& layout);
+  unsigned char ReadPayload(CFileBase& file, const unsigned char* block, std::size_t length,
+                            const SStoredLayout& layout);
+  void WritePayload(CFileBase& file, const SStoredLayout& layout);
 
   unsigned int quantity_ = 0;
   unsigned char quantityBase_ = 0;

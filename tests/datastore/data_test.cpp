@@ -1,0 +1,375 @@
+#include "zeltools/datastore/data.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/damage.h"
+#include "support/temp_files.h"
+#include "zeltools/containers/small_vectors.h"
+#include "zeltools/containers/vbase.h"
+#include "zeltools/files/file_base.h"
+#include "zeltools/text/phrase.h"
+
+namespace zel {
+namespace {
+
+// The table under test: a number list (base 0, 4-byte numbers), a byte list
+// (base 1) and a list of 8-byte values (base 2), with 6 data bytes per line.
+constexpr unsigned short kData = 6;
+constexpr unsigned char kBases = 3;
+constexpr unsigned int kElement[kBases] = {4, 1, 8};
+
+void Shape(CData& t) {
+  t.Init(kData, kData, kBases);
+  t.SetTypeBase(0, 12, 0);
+  t.SetTypeBase(2, 11, 0);
+  t.SetNumList(0);
+}
+
+// The plain model of a line: each list as its raw bytes.
+struct MLine {
+  std::string text;
+  std::array<unsigned char, kData> data{};
+  std::array<std::vector<unsigned char>, kBases> lists;
+
+  std::vector<unsigned int> Numbers() const {
+    std::vector<unsigned int> out(lists[0].size() / 4);
+    std::memcpy(out.data(), lists[0].data(), lists[0].size());
+    return out;
+  }
+  void SetNumbers(const std::vector<unsigned int>& v) {
+    lists[0].resize(v.size() * 4);
+    std::memcpy(lists[0].data(), v.data(), lists[0].size());
+  }
+};
+using Model = std::vector<MLine>;
+
+std::string Lower(std::string s) {
+  for (char& c : s)
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return s;
+}
+
+unsigned int ModelNumber(const Model& m, unsigned int number) {
+  for (std::size_t n = m.size(); n >= 1; --n) {
+    const auto v = m[n - 1].Numbers();
+    if (std::find(v.begin(), v.end(), number) != v.end())
+      return static_cast<unsigned int>(n);
+  }
+  return 0;
+}
+
+void ExpectSame(const CData& t, const Model& m) {
+  ASSERT_EQ(t.GetQuantity(), m.size());
+  unsigned int full = 0;
+  for (unsigned int n = 1; n <= m.size(); ++n) {
+    const MLine& line = m[n - 1];
+    ASSERT_STREQ(t.GetText(n), line.text.c_str()) << "line " << n;
+    ASSERT_EQ(std::memcmp(t.GetData(n), line.data.data(), kData), 0) << "line " << n;
+    full += line.text.empty() ? 0u : static_cast<unsigned int>(line.text.size() + 1);
+    for (unsigned char b = 0; b < kBases; ++b) {
+      const SData* s = t.GetBase(n, b);
+      ASSERT_EQ(s->count * kElement[b], line.lists[b].size()) << "line " << n << " base " << int(b);
+      ASSERT_TRUE(s->count == 0 || std::memcmp(s->list, line.lists[b].data(), line.lists[b].size()) == 0);
+      full += static_cast<unsigned int>(line.lists[b].size());
+    }
+  }
+  ASSERT_EQ(t.GetFullSize(), full);
+  for (unsigned int v = 0; v < 14; ++v)
+    ASSERT_EQ(t.GetNumber(v), ModelNumber(m, v)) << "number " << v;
+}
+
+// Both stored layouts bring the table back whole into a table of the same shape.
+void ExpectRoundTrips(CData& t, const Model& m, const std::string& path) {
+  CFileBase w;
+  ASSERT_EQ(w.Open(path.c_str(), "w"), 1);
+  DOCUMENT doc;
+  DOCUMENT_OLD old;
+  const bool changed = (t.GetModify() & 0x11) != 0 && t.GetQuantity() != 0;
+  t.Write(w, doc, 1);
+  t.WriteOld(w, old);
+  w.Close();
+  ASSERT_TRUE(!changed || t.GetPortionCount() <= 1u) << "writing packs a changed table";
+  ASSERT_EQ(t.GetModify(), 0u);
+  CFileBase r;
+  ASSERT_EQ(r.Open(path.c_str(), "r"), 1);
+  CData back, backOld;
+  Shape(back);
+  Shape(backOld);
+  ASSERT_EQ(back.Read(r, doc), 1);
+  ASSERT_EQ(backOld.ReadOld(r, old), 1);
+  ExpectSame(back, m);
+  ExpectSame(backOld, m);
+  ASSERT_EQ(back.Compare(t), 0);
+}
+
+std::vector<unsigned int> RandomNumbers(std::mt19937& rng, unsigned int most) {
+  std::vector<unsigned int> v(rng() % (most + 1));
+  for (auto& x : v)
+    x = rng() % 13;
+  return v;
+}
+
+TEST(DataModel, RandomEditsMatchAPlainModel) {
+  test::TempDir dir;
+  for (unsigned int seed = 1; seed <= 12; ++seed) {
+    std::mt19937 rng(seed);
+    CData t;
+    Shape(t);
+    Model m;
+    auto line = [&] { return static_cast<unsigned int>(rng() % (m.size() + 2)); }; // 0 and q + 1 included
+    for (int step = 0; step < 400; ++step) {
+      const unsigned int q = static_cast<unsigned int>(m.size());
+      const unsigned int n = line();
+      const unsigned int op = rng() % 16;
+      std::vector<unsigned int> nums = RandomNumbers(rng, 4);
+      SCOPED_TRACE("seed " + std::to_string(seed) + " step " + std::to_string(step) + " op " + std::to_string(op));
+      switch (op) {
+      case 0: {
+        const unsigned int k = rng() % 3;
+        ASSERT_EQ(t.AddSize(k), k == 0 ? 0u : q + 1);
+        m.resize(q + k);
+        break;
+      }
+      case 1: {
+        std::string text(rng() % 7, 'a');
+        for (char& c : text)
+          c = "abAB x"[rng() % 6];
+        t.SetText(n, text.c_str());
+        if (n >= 1 && n <= q && Lower(text) != Lower(m[n - 1].text))
+          m[n - 1].text = text;
+        break;
+      }
+      case 2: {
+        std::array<unsigned char, kData> d{};
+        for (auto& c : d)
+          c = static_cast<unsigned char>(rng() % 3 == 0 ? 241 + rng() % 3 : rng() % 3);
+        t.SetData(n, d.data());
+        if (n >= 1 && n <= q)
+          m[n - 1].data = d;
+        break;
+      }
+      case 3:
+      case 4: {
+        const unsigned char b = static_cast<unsigned char>(rng() % (kBases + 1));
+        const unsigned int count = static_cast<unsigned int>(nums.size());
+        std::vector<unsigned char> bytes(count * 8);
+        for (auto& c : bytes)
+          c = static_cast<unsigned char>(rng());
+        const void* src = b == 0 ? static_cast<const void*>(nums.data()) : bytes.data();
+        if (op == 3)
+          t.AppendBase(n, b, count, src);
+        else
+          t.ReplaceBase(n, b, count, src);
+        if (n >= 1 && n <= q && b < kBases) {
+          auto& list = m[n - 1].lists[b];
+          if (op == 4)
+            list.clear();
+          const auto* p = static_cast<const unsigned char*>(src);
+          list.insert(list.end(), p, p + count * kElement[b]);
+        }
+        break;
+      }
+      case 5: {
+        const unsigned int last = rng() % 3 == 0 ? 0u : line();
+        t.Erase(n, last);
+        const unsigned int first = n == 0 ? 1 : n, end = std::min(last == 0 ? first : last, q);
+        if (first <= end)
+          m.erase(m.begin() + (first - 1), m.begin() + end);
+        break;
+      }
+      case 6: {
+        const unsigned int last = rng() % 2 == 0 ? 0u : line();
+        t.Zero(n, last);
+        const unsigned int first = n == 0 ? 1 : n, end = last == 0 || last > q ? q : last;
+        for (unsigned int i = first; i <= end; ++i)
+          m[i - 1] = MLine{};
+        break;
+      }
+      case 7:
+      case 8: {
+        const unsigned char firstOnly = static_cast<unsigned char>(rng() % 2);
+        if (op == 7)
+          t.RemoveList(n, static_cast<unsigned int>(nums.size()), nums.data(), firstOnly);
+        else
+          t.RemoveList(static_cast<unsigned int>(nums.size()), nums.data(), firstOnly);
+        for (unsigned int i = 1; i <= q; ++i) {
+          if (op == 7 && i != n)
+            continue;
+          std::vector<unsigned int> marked = nums, kept;
+          for (unsigned int v : m[i - 1].Numbers()) {
+            auto at = std::find(marked.begin(), marked.end(), v);
+            if (at == marked.end()) {
+              kept.push_back(v);
+            } else if (firstOnly != 0) {
+              marked.erase(std::remove(marked.begin(), marked.end(), v), marked.end());
+            }
+          }
+          m[i - 1].SetNumbers(kept);
+        }
+        break;
+      }
+      case 9: {
+        const unsigned int size = rng() % 10;
+        std::vector<unsigned int> table(size);
+        for (auto& x : table)
+          x = rng() % 13;
+        t.Renumber(size, table.data());
+        for (unsigned int i = 0; i < q && size != 0; ++i) {
+          std::vector<unsigned int> kept;
+          for (unsigned int v : m[i].Numbers())
+            if (v >= 1 && v <= size)
+              kept.push_back(table[v - 1]);
+          m[i].SetNumbers(kept);
+        }
+        break;
+      }
+      case 10: {
+        const int mode = static_cast<int>(rng() % 3) - 1;
+        const unsigned int number = rng() % 13;
+        t.Heritage(number, static_cast<unsigned int>(nums.size()), nums.data(), mode);
+        for (unsigned int i = 0; i < q && !nums.empty(); ++i) {
+          const bool high = m[i].data[0] >= 241;
+          auto v = m[i].Numbers();
+          if ((mode == 0 && high) || (mode == 1 && !high) || std::find(v.begin(), v.end(), number) == v.end())
+            continue;
+          v.insert(v.end(), nums.begin(), nums.end());
+          m[i].SetNumbers(v);
+        }
+        break;
+      }
+      case 11: {
+        const unsigned char type = static_cast<unsigned char>(rng() % 3);
+        const int offset = static_cast<int>(rng() % (kData + 1)) - 1;
+        t.EraseType(type, offset);
+        if (offset >= 0)
+          m.erase(std::remove_if(m.begin(), m.end(), [&](const MLine& l) { return l.data[offset] == type; }), m.end());
+        break;
+      }
+      case 12: {
+        t.EraseEmpty();
+        m.erase(std::remove_if(m.begin(), m.end(),
+                               [](const MLine& l) {
+                                 auto v = l.Numbers();
+                                 return std::all_of(v.begin(), v.end(), [](unsigned int x) { return x == 0; });
+                               }),
+                m.end());
+        break;
+      }
+      case 13: {
+        const unsigned int from = line();
+        if (rng() % 2 == 0) {
+          ASSERT_EQ(t.Append(from, t), from >= 1 && from <= q ? q + 1 : 0u);
+          if (from >= 1 && from <= q)
+            m.push_back(m[from - 1]);
+        } else {
+          t.Replace(n, t, from);
+          if (n >= 1 && n <= q && from >= 1 && from <= q && n != from) {
+            const std::string keep = m[n - 1].text;
+            m[n - 1] = m[from - 1];
+            if (Lower(keep) == Lower(m[n - 1].text) && !m[n - 1].text.empty())
+              m[n - 1].text = keep;
+          }
+        }
+        break;
+      }
+      case 14: {
+        const unsigned int max = rng() % 13;
+        t.CheckIndex(max, 100);
+        for (auto& l : m) {
+          auto v = l.Numbers();
+          v.erase(std::remove_if(v.begin(), v.end(), [&](unsigned int x) { return x == 0 || x > max; }), v.end());
+          l.SetNumbers(v);
+        }
+        break;
+      }
+      default: {
+        const bool many = t.GetPortionCount() >= 2 && q != 0;
+        t.Compress();
+        if (many) {
+          ASSERT_EQ(t.GetPortionCount(), t.GetFullSize() == 0 ? 0u : 1u);
+          ASSERT_EQ(t.GetTotal(), t.GetFullSize());
+        }
+        break;
+      }
+      }
+      ExpectSame(t, m);
+      if (step % 50 == 49) {
+        ExpectRoundTrips(t, m, dir.File("model.bin"));
+        ExpectSame(t, m);
+      }
+    }
+  }
+}
+
+// The renumbering pack removes the listed lines and those whose data byte at
+// `offset` is `type`, and maps old numbers to new ones.
+TEST(DataModel, RenumberingCompressKeepsTheUnselectedLinesInOrder) {
+  std::mt19937 rng(7);
+  for (int round = 0; round < 40; ++round) {
+    CData t;
+    Shape(t);
+    const unsigned int q = rng() % 12;
+    t.AddSize(q);
+    for (unsigned int n = 1; n <= q; ++n) {
+      const unsigned char d[kData] = {static_cast<unsigned char>(rng() % 3), static_cast<unsigned char>(n)};
+      t.SetData(n, d);
+      t.SetText(n, std::string(n, 'x').c_str());
+      t.AppendBase(n, 0, 1, &n);
+    }
+    std::vector<unsigned int> list = RandomNumbers(rng, 5);
+    const int offset = static_cast<int>(rng() % 3) - 1;
+    const unsigned short type = static_cast<unsigned short>(rng() % 3);
+    CData before(t);
+    VKZUINT map;
+    const unsigned int left = t.Compress(type, offset, static_cast<unsigned int>(list.size()), list.data(), map);
+    ASSERT_EQ(left, t.GetQuantity());
+    ASSERT_EQ(map.size(), q);
+    unsigned int next = 0;
+    for (unsigned int n = 1; n <= q; ++n) {
+      const bool listed = std::find(list.begin(), list.end(), n) != list.end();
+      const bool typed = offset >= 0 && static_cast<const unsigned char*>(before.GetData(n))[offset] == type;
+      ASSERT_EQ(map[n - 1], listed || typed ? 0u : ++next);
+      if (map[n - 1] != 0)
+        ASSERT_EQ(t.Compare(map[n - 1], before, n, CData::CompareAll), 0);
+    }
+    ASSERT_EQ(next, left);
+    ASSERT_LE(t.GetPortionCount(), 1u);
+  }
+}
+
+// Union appends each source line that equals no line here, once.
+TEST(DataModel, UnionAppendsOnlyLinesNotYetPresent) {
+  std::mt19937 rng(3);
+  CData a, b;
+  Shape(a);
+  Shape(b);
+  for (CData* t : {&a, &b})
+    for (int i = 0; i < 30; ++i) {
+      const unsigned int n = t->AddSize(1), v = rng() % 4;
+      t->SetText(n, v % 2 ? "Pin" : "pIN");
+      t->AppendBase(n, 0, 1, &v);
+    }
+  const unsigned int before = a.GetQuantity();
+  const unsigned int added = a.Union(b, 0, nullptr);
+  ASSERT_EQ(a.GetQuantity(), before + added);
+  for (unsigned int m = 1; m <= b.GetQuantity(); ++m) {
+    unsigned int found = 0;
+    for (unsigned int n = 1; n <= a.GetQuantity(); ++n)
+      found += a.Compare(n, b, m, CData::CompareAll) == 0 ? 1 : 0;
+    ASSERT_GE(found, 1u);
+  }
+  for (unsigned int n = before + 1; n <= a.GetQuantity(); ++n)
+    for (unsigned int k = 1; k < n; ++k)
+      ASSERT_NE(a.Compare(k, n, CData::CompareAll), 0) << "appended line " << n << " repeats " << k;
+}
+
+} // namespace
+} // namespace zel
