@@ -4,6 +4,7 @@
 #include <array>
 #include <cctype>
 #include <cstring>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -369,6 +370,214 @@ TEST(DataModel, UnionAppendsOnlyLinesNotYetPresent) {
   for (unsigned int n = before + 1; n <= a.GetQuantity(); ++n)
     for (unsigned int k = 1; k < n; ++k)
       ASSERT_NE(a.Compare(k, n, CData::CompareAll), 0) << "appended line " << n << " repeats " << k;
+}
+
+// A table with a head, of two lines: "Ab" with data {7, 9} and the number 5,
+// then an empty line with data {1, 2}; head {1, 2, 3}.
+void HeadShape(_CData& t) {
+  t.Init(2, 2, 1, 3);
+  t.SetTypeBase(0, 12, 0);
+  t.SetNumList(0);
+}
+
+void SmallHeadTable(_CData& t) {
+  HeadShape(t);
+  t.AddSize(2);
+  const unsigned char d1[] = {7, 9}, d2[] = {1, 2}, head[] = {1, 2, 3};
+  const unsigned int five = 5;
+  t.SetText(1, "Ab");
+  t.SetData(1, d1);
+  t.SetData(2, d2);
+  t.AppendBase(1, 0, 1, &five);
+  t.SetHead(head, 3);
+}
+
+class DataFile : public test::FileTest {
+protected:
+  std::vector<unsigned char> Written(const std::function<void(CFileBase&)>& write) {
+    CFileBase f;
+    EXPECT_EQ(f.Open(path_.c_str(), "w"), 1);
+    f.Write("pad!", 4);
+    write(f);
+    f.Close();
+    const auto bytes = test::Bytes(path_);
+    return std::vector<unsigned char>(bytes.begin() + 4, bytes.end());
+  }
+};
+
+TEST_F(DataFile, HeadTableBlockHasTheStoredLayoutAndReadsBack) {
+  _CData t;
+  SmallHeadTable(t);
+  DOCUMENT doc;
+  const auto bytes = Written([&](CFileBase& f) { t.Write(f, doc, 0); });
+  const std::vector<unsigned char> expected = {
+      2,   2, 0, 0, 0, 7, 0, 0, 0,          // version, lines, full size
+      7,   9, 1, 2,                         // data blocks
+      'A', 'b', 0, 1, 0, 0, 0, 5, 0, 0, 0,  // line 1: text, one number
+      0,   0, 0, 0, 0,                      // line 2: empty text, no numbers
+      3,   0, 0, 0, 1, 2, 3};               // head size and head, after the block
+  EXPECT_EQ(bytes, expected);
+  EXPECT_EQ(doc.position, 4);
+  EXPECT_EQ(doc.length, 29);
+  EXPECT_EQ(t.GetVersion(), 2);
+
+  CFileBase r;
+  ASSERT_EQ(r.Open(path_.c_str(), "r"), 1);
+  _CData back;
+  HeadShape(back);
+  ASSERT_EQ(back.Read(r, doc), 1);
+  EXPECT_EQ(back.Compare(t), 0);
+  EXPECT_EQ(std::memcmp(back.GetHead(), "\1\2\3", 3), 0);
+  EXPECT_EQ(back.GetNumber(5), 1u);
+}
+
+TEST_F(DataFile, EmptyTablesAndTheHeadWrittenAlone) {
+  _CData t;
+  HeadShape(t);
+  const unsigned char head[] = {4, 5, 6};
+  t.SetHead(head, 3);
+  DOCUMENT doc{9, 9};
+  EXPECT_TRUE(Written([&](CFileBase& f) { t.Write(f, doc, 0); }).empty());
+  EXPECT_EQ(doc.length, 9) << "left as it was";
+  CData plain;
+  plain.Init(2, 2, 1);
+  EXPECT_TRUE(Written([&](CFileBase& f) { plain.Write(f, doc, 0); }).empty());
+  EXPECT_EQ(doc.length, 0) << "cleared";
+  doc = DOCUMENT{9, 9};
+  EXPECT_EQ(Written([&](CFileBase& f) { t.Write(f, doc, 1); }), (std::vector<unsigned char>{3, 0, 0, 0, 4, 5, 6}));
+  EXPECT_EQ(doc.position, 0);
+  EXPECT_EQ(doc.length, 0);
+  // That head is never read back: an empty record reads an empty table and
+  // a zero head.
+  CFileBase r;
+  ASSERT_EQ(r.Open(path_.c_str(), "r"), 1);
+  EXPECT_EQ(t.Read(r, doc), 1);
+  EXPECT_EQ(std::memcmp(t.GetHead(), "\0\0\0", 3), 0);
+  r.Close();
+  // Nor is the head of a table block older than version 2.
+  _CData old;
+  SmallHeadTable(old);
+  old.SetVersion(1);
+  Written([&](CFileBase& f) {
+    old.CData::Write(f, doc, 0);
+    const unsigned char stray[] = {3, 0, 0, 0, 9, 9, 9};
+    f.Write(stray, sizeof stray);
+  });
+  CFileBase r2;
+  ASSERT_EQ(r2.Open(path_.c_str(), "r"), 1);
+  ASSERT_EQ(t.Read(r2, doc), 1);
+  EXPECT_EQ(t.GetQuantity(), 2u);
+  EXPECT_EQ(std::memcmp(t.GetHead(), "\0\0\0", 3), 0);
+}
+
+TEST_F(DataFile, OlderBlockKeepsFixedPartsFromAVectorAndMasksLists) {
+  _CData t;
+  SmallHeadTable(t);
+  VBase fixed;
+  fixed.SetType(0, 3);
+  fixed.Append(1, "xyz");
+  DOCUMENT_OLD doc;
+  const auto bytes = Written([&](CFileBase& f) { t.WriteOld(f, doc, fixed, "0"); });
+  const std::vector<unsigned char> expected = {0, 2, 0, 0, 0, 2, 0, 'A', 'b', 'x', 'y', 'z', 0, 0, 0, 0, 0};
+  EXPECT_EQ(bytes, expected);
+  CFileBase r;
+  ASSERT_EQ(r.Open(path_.c_str(), "r"), 1);
+  VBase back;
+  back.SetType(0, 3);
+  ASSERT_EQ(t.ReadOld(r, doc, back, "0"), 1);
+  EXPECT_EQ(back.GetSize(), 2u);
+  EXPECT_EQ(std::memcmp(back.Get(1), "xyz\0\0\0", 6), 0);
+  EXPECT_STREQ(t.GetText(1), "Ab");
+  EXPECT_EQ(t.GetList(1), 0u);
+}
+
+TEST_F(DataFile, DamagedBlocksAreReportedAndLeaveTheTableEmpty) {
+  auto refusedEmpty = [](bool ok, const CData& t) {
+    EXPECT_TRUE(ok || t.GetQuantity() == 0u) << "a refused block left lines behind";
+    return ok;
+  };
+  test::ExpectEveryDamageReported(
+      path_,
+      [](CFileBase& f, DOCUMENT& doc) {
+        _CData t;
+        SmallHeadTable(t);
+        t.SetText(t.AddSize(1), "zz");
+        t.CData::Write(f, doc, 0);
+      },
+      [&](CFileBase& f, DOCUMENT doc) {
+        _CData t;
+        SmallHeadTable(t);
+        return refusedEmpty(t.CData::Read(f, doc) != 0, t);
+      });
+  test::ExpectEveryDamageReported(
+      path_,
+      [](CFileBase& f, DOCUMENT& doc) {
+        _CData t;
+        SmallHeadTable(t);
+        DOCUMENT_OLD old;
+        t.WriteOld(f, old);
+        doc = DOCUMENT{old.position, old.length};
+      },
+      [&](CFileBase& f, DOCUMENT doc) {
+        _CData t;
+        SmallHeadTable(t);
+        DOCUMENT_OLD old{static_cast<unsigned int>(doc.position), static_cast<unsigned int>(doc.length)};
+        return refusedEmpty(t.ReadOld(f, old) != 0, t);
+      });
+}
+
+TEST(Data, ModifyMarksFollowRealChangesOnly) {
+  CData t;
+  Shape(t);
+  t.AddSize(2);
+  t.SetText(1, "Pin");
+  const unsigned char d[kData] = {1, 2, 3};
+  t.SetData(1, d);
+  const unsigned int numbers[] = {7, 3, 7};
+  t.AppendList(1, 3, numbers);
+  t.ClearModify();
+  t.SetText(1, "PIN");
+  t.SetData(1, d);
+  t.SetText(2, "");
+  const unsigned int absent = 9;
+  t.RemoveList(1, 1, &absent, 1);
+  EXPECT_EQ(t.GetModify(), 0u);
+  EXPECT_STREQ(t.GetText(1), "Pin");
+  t.SetText(2, "new");
+  EXPECT_EQ(t.GetModify(), 0x22u);
+  t.ClearModifyLast();
+  EXPECT_EQ(t.GetModify(), 0x02u);
+  const unsigned char e[kData] = {1, 2, 4};
+  t.SetData(1, e);
+  EXPECT_EQ(t.GetModify(), 0x13u);
+  EXPECT_EQ(t.GetModifyLast(), 0x10u);
+  EXPECT_EQ(CData().GetMaxSize(), 0xFFFFFFFFu);
+}
+
+TEST(Data, RemoveListTakesScratchOnlyAsLargeAsTheLineNeeds) {
+  CData t;
+  Shape(t);
+  t.AddSize(1);
+  const unsigned int numbers[] = {7, 3, 7}, huge[] = {0xFFFFFFFFu, 7};
+  t.AppendList(1, 3, numbers);
+  t.RemoveList(1, 2, huge, 1);
+  std::vector<unsigned int> left;
+  t.GetList(1, left);
+  EXPECT_EQ(left, (std::vector<unsigned int>{3, 7}));
+  EXPECT_LT(t.GetTotal(), 4096u);
+}
+
+struct FixedNumbers : CData {
+  using CData::Compress;
+  void Compress(unsigned short, int, unsigned int, const unsigned int*, unsigned int&, VKZUINT*) override {
+    CompressNotApplied();
+  }
+};
+
+TEST(Data, ATableThatKeepsItsNumbersRefusesTheRenumberingPack) {
+  test::ScopedLanguage english(LanguageEnglish);
+  FixedNumbers t;
+  EXPECT_EQ(test::ThrownText([&] { t.Compress(0, -1, 0, nullptr); }), test::CatalogueText(301));
 }
 
 } // namespace

@@ -95,24 +95,30 @@ void CData::Init(unsigned short dataSize, unsigned short dataLength, unsigned ch
   ResizeLines(0);
 }
 
-void CData::ClearLines() noexcept {
+void CData::ClearLines() {
   KZAllocator::Clear();
   lines_.clear();
-  quantity_ = 0;
   fullSize_ = 0;
+  ResizeLines(0);
 }
 
 void CData::Clear() {
   if (quantity_ != 0)
     modify_ |= 0x11;
   ClearLines();
-  ResizeLines(0);
 }
 
 void CData::Copy(const CData& src, unsigned char flag) {
   if (this == &src)
     return;
-  KZAllocator::Clear();
+  // Everything that can fail happens on copies first, so a failed copy
+  // leaves this table as it was.
+  std::vector<unsigned char> lines;
+  Guarded(src.lines_.size(), [&] { lines = src.lines_; });
+  KZAllocator fresh;
+  fullSize_ = src.PackLines(fresh, lines.data(), src.quantity_);
+  Swap(fresh);
+  lines_.swap(lines);
   quantity_ = src.quantity_;
   quantityBase_ = src.quantityBase_;
   numList_ = src.numList_;
@@ -125,9 +131,6 @@ void CData::Copy(const CData& src, unsigned char flag) {
   stride_ = src.stride_;
   imageDataOffset_ = src.imageDataOffset_;
   version_ = src.version_;
-  fullSize_ = src.fullSize_;
-  Guarded(src.lines_.size(), [&] { lines_ = src.lines_; });
-  PackInto(*this, src);
   if (flag != 0) {
     modify_ = src.modify_;
   } else {
@@ -506,13 +509,19 @@ void CData::RemoveList(unsigned int n, unsigned int count, const unsigned int* l
   SData* data = GetBase(n, numList_);
   if (data == nullptr || data->count == 0 || count == 0 || list == nullptr)
     return;
-  const unsigned int largest = *std::max_element(list, list + count);
-  const unsigned int marksSize = largest + 1u;
-  // The scratch marks are the last piece of this allocator and go back at once.
-  auto* marks = KZAllocator::SetPortion(marksSize == 0 ? 0xFFFFFFFFu : marksSize);
-  for (unsigned int i = 0; i < count; ++i)
-    marks[list[i]] = 1;
   auto* values = static_cast<unsigned int*>(data->list);
+  // Listed numbers above the line's largest cannot match, so the scratch
+  // marks stop there: their size is bounded by what the line holds.
+  const unsigned int largest = std::min(*std::max_element(list, list + count),
+                                        *std::max_element(values, values + data->count));
+  if (largest == 0xFFFFFFFFu)
+    CrashMessage(202);
+  const unsigned int marksSize = largest + 1u;
+  // The marks are the last piece of this allocator and go back at once.
+  auto* marks = KZAllocator::SetPortion(marksSize);
+  for (unsigned int i = 0; i < count; ++i)
+    if (list[i] <= largest)
+      marks[list[i]] = 1;
   unsigned int kept = 0;
   for (unsigned int i = 0; i < data->count; ++i) {
     const unsigned int v = values[i];
@@ -688,26 +697,28 @@ unsigned int CData::Union(const CData& src, unsigned int count, const unsigned i
 
 // --- packing ------------------------------------------------------------------------
 
-unsigned int CData::GetFullSize() const noexcept {
-  unsigned int total = 0;
-  for (unsigned int n = 1; n <= quantity_; ++n) {
-    const unsigned char* line = LineBytes(n);
+unsigned int CData::FullSize(const unsigned char* lines, unsigned int quantity) const noexcept {
+  unsigned int full = 0;
+  for (unsigned int n = 1; n <= quantity; ++n) {
+    const unsigned char* line = lines + static_cast<std::size_t>(n) * stride_;
     const char* text = reinterpret_cast<const SDataLine*>(line)->text;
     if (text != nullptr && *text != '\0')
-      total += TextLength(text) + 1u;
+      full += TextLength(text) + 1u;
     for (unsigned char b = 0; b < quantityBase_; ++b)
-      total += BaseOf(line, b)->count * size_[b];
+      full += BaseOf(line, b)->count * size_[b];
   }
-  return total;
+  return full;
 }
 
-void CData::PackInto(KZAllocator& target, const CData& src) {
-  // `src` has the same shape as this table and its images are already in
-  // this table's line vector; only the pieces move.
-  const unsigned int full = src.GetFullSize();
+unsigned int CData::GetFullSize() const noexcept { return FullSize(lines_.data(), quantity_); }
+
+unsigned int CData::PackLines(KZAllocator& target, unsigned char* lines, unsigned int quantity) const {
+  // The one allocation comes before any pointer is rewritten, so a failure
+  // leaves `lines` pointing at the old pieces.
+  const unsigned int full = FullSize(lines, quantity);
   unsigned char* cursor = full == 0 ? nullptr : target.SetPortion(full);
-  for (unsigned int n = 1; n <= quantity_; ++n) {
-    unsigned char* line = LineBytes(n);
+  for (unsigned int n = 1; n <= quantity; ++n) {
+    unsigned char* line = lines + static_cast<std::size_t>(n) * stride_;
     auto* head = reinterpret_cast<SDataLine*>(line);
     if (head->text != nullptr && *head->text != '\0') {
       const unsigned int length = TextLength(head->text) + 1u;
@@ -729,14 +740,14 @@ void CData::PackInto(KZAllocator& target, const CData& src) {
       cursor += bytes;
     }
   }
-  fullSize_ = full;
+  return full;
 }
 
 void CData::Compress() {
   if (quantity_ == 0 || GetPortionCount() < 2)
     return;
   KZAllocator fresh;
-  PackInto(fresh, *this);
+  fullSize_ = PackLines(fresh, lines_.data(), quantity_);
   Swap(fresh);
 }
 
@@ -776,13 +787,15 @@ void CData::Compress(unsigned short type, int offset, unsigned int count, const 
   newQuantity = quantity_;
   if (quantity_ != 0 && GetPortionCount() != 0) {
     KZAllocator fresh;
-    PackInto(fresh, *this);
+    fullSize_ = PackLines(fresh, lines_.data(), quantity_);
     Swap(fresh);
   } else if (quantity_ == 0) {
     KZAllocator::Clear();
     fullSize_ = 0;
   }
 }
+
+void CData::CompressNotApplied() { CrashMessage(301); }
 
 unsigned int CData::Compress(unsigned short type, int offset, unsigned int count, const unsigned int* list) {
   unsigned int left = 0;
@@ -957,7 +970,6 @@ unsigned char CData::ReadPayload(CFileBase& file, const unsigned char* block, st
   // allocated for a damaged block; the second fills one portion.
   auto damaged = [&] {
     ClearLines();
-    ResizeLines(0);
     return file.Message(110, "");
   };
   const std::size_t head = layout.current ? kPayloadHead : kOldPayloadHead;
@@ -1069,7 +1081,6 @@ bool ReadBlockBytes(CFileBase& file, long long length, std::vector<unsigned char
 
 unsigned char CData::ReadBlock(CFileBase& file, const DOCUMENT& doc, const SStoredLayout& layout) {
   ClearLines();
-  ResizeLines(0);
   modify_ = 0;
   if (doc.length == 0)
     return 1;
@@ -1144,13 +1155,27 @@ unsigned char _CData::Read(CFileBase& file, const DOCUMENT& doc, unsigned int fl
     return 0;
   if (version_ < 2 || doc.length == 0)
     return 1;
-  unsigned int stored = 0;
-  if (!ReadCount(file, stored, 1, doc.position + doc.length))
-    return 0;
-  const unsigned int n = std::min<unsigned int>(stored, static_cast<unsigned int>(head_.size()));
-  if (n != 0 && file.Read(head_.data(), n) == 0)
-    return 0;
-  return 1;
+  // A head that cannot be read takes the table with it: never half a read.
+  auto readHead = [&] {
+    unsigned int stored = 0;
+    if (!ReadCount(file, stored, 1, doc.position + doc.length))
+      return false;
+    const unsigned int n = std::min<unsigned int>(stored, static_cast<unsigned int>(head_.size()));
+    return n == 0 || file.Read(head_.data(), n) != 0;
+  };
+  bool read = false;
+  try {
+    read = readHead();
+  } catch (...) {
+    ClearLines();
+    std::fill(head_.begin(), head_.end(), 0);
+    throw;
+  }
+  if (!read) {
+    ClearLines();
+    std::fill(head_.begin(), head_.end(), 0);
+  }
+  return read ? 1 : 0;
 }
 
 } // namespace zel

@@ -318,8 +318,13 @@ public:
   unsigned char ReadOld(CFileBase& file, const DOCUMENT_OLD& doc, VBase& fixed, const char* mask = nullptr);
 
 protected:
-  /// Clears the lines and pieces, keeping the shape and the marks.
-  void ClearLines() noexcept;
+  /// For table classes whose lines must keep their numbers (others refer to
+  /// them): their renumbering `Compress` calls this, which throws message
+  /// 301 ("… CompressObject is not applied").
+  [[noreturn]] static void CompressNotApplied();
+  /// Clears the lines and pieces down to the spare line, keeping the shape
+  /// and the marks.
+  void ClearLines();
   unsigned char* LineBytes(unsigned int n) noexcept { return lines_.data() + static_cast<std::size_t>(n) * stride_; }
   const unsigned char* LineBytes(unsigned int n) const noexcept {
     return lines_.data() + static_cast<std::size_t>(n) * stride_;
@@ -333,7 +338,10 @@ private:
   const SData* BaseOf(const unsigned char* line, unsigned char base) const noexcept;
   void ResizeLines(unsigned int count);
   void RecountLines() noexcept;
-  void PackInto(KZAllocator& target, const CData& src);
+  unsigned int FullSize(const unsigned char* lines, unsigned int quantity) const noexcept;
+  /// Moves the pieces of `quantity` line images of this table's shape at
+  /// `lines` into one new portion of `target`; returns its size.
+  unsigned int PackLines(KZAllocator& target, unsigned char* lines, unsigned int quantity) const;
   unsigned char ReadBlock(CFileBase& file, const DOCUMENT& doc, const SStoredLayout& layout);
   unsigned char ReadPayload(CFileBase& file, const unsigned char* block, std::size_t length,
                             const SStoredLayout& layout);
