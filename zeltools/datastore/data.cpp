@@ -343,6 +343,9 @@ void CData::Zero(unsigned int first, unsigned int last) {
     last = lines;
   if (first > last)
     return;
+  for (unsigned int n = first; n <= last; ++n)
+    if (GetText(n)[0] != '\0')
+      modify_ |= 0x22;
   std::memset(LineBytes(first), 0, static_cast<std::size_t>(last - first + 1) * stride_);
   modify_ |= 0x11;
 }

@@ -154,7 +154,9 @@ public:
   /// the common ones, a list being copied only when both element sizes
   /// agree (otherwise it becomes empty).
   unsigned char Replace(unsigned int n, const CData& src, unsigned int line);
-  /// Zeroes the images first..last (0: the first / the last line).
+  /// Zeroes the images first..last (`first` 0: 1; `last` 0 or beyond the
+  /// table: the last line). OR 0x11, and 0x22 when a text went with them.
+  /// The pieces stay in the allocator until `Compress`.
   void Zero(unsigned int first, unsigned int last);
   /// Removes first..last (`first` 0: 1; `last` 0: `first`), moving later
   /// lines down. OR 0x11 when something went.
