@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <random>
@@ -43,12 +44,14 @@ struct MLine {
   bool operator==(const MLine& o) const { return text == o.text && data == o.data && lists == o.lists; }
   std::vector<unsigned int> Numbers() const {
     std::vector<unsigned int> out(lists[0].size() / 4);
-    std::memcpy(out.data(), lists[0].data(), lists[0].size());
+    if (!out.empty())
+      std::memcpy(out.data(), lists[0].data(), lists[0].size());
     return out;
   }
   void SetNumbers(const std::vector<unsigned int>& v) {
     lists[0].resize(v.size() * 4);
-    std::memcpy(lists[0].data(), v.data(), lists[0].size());
+    if (!v.empty())
+      std::memcpy(lists[0].data(), v.data(), lists[0].size());
   }
 };
 using Model = std::vector<MLine>;
@@ -80,6 +83,7 @@ void ExpectSame(const CData& t, const Model& m) {
       const SData* s = t.GetBase(n, b);
       ASSERT_EQ(s->count * kElement[b], line.lists[b].size()) << "line " << n << " base " << int(b);
       ASSERT_TRUE(s->count == 0 || std::memcmp(s->list, line.lists[b].data(), line.lists[b].size()) == 0);
+      ASSERT_EQ(reinterpret_cast<std::uintptr_t>(s->list) % kElement[b], 0u) << "lists are read as typed arrays";
       full += static_cast<unsigned int>(line.lists[b].size());
     }
   }

@@ -48,6 +48,27 @@ void Guarded(std::size_t bytes, F&& f) {
 
 unsigned int TextLength(const char* text) noexcept { return text == nullptr ? 0u : static_cast<unsigned int>(std::strlen(text)); }
 
+// Lists are read through typed pointers (the number list as unsigned
+// ints), so every piece must start aligned for its elements. Pieces taken
+// while editing are rounded up to the widest alignment; a packed portion,
+// which holds exactly the full size, instead keeps its pieces in groups of
+// falling alignment: 8, 4, 2, then 1 (texts and odd sizes).
+constexpr unsigned int kPieceAlign = 8;
+constexpr unsigned int kGroups = 4;
+
+unsigned int Rounded(unsigned long long bytes) {
+  if (bytes > 0xFFFFFFFFull - (kPieceAlign - 1))
+    CrashMessage(202);
+  return static_cast<unsigned int>((bytes + kPieceAlign - 1) / kPieceAlign * kPieceAlign);
+}
+
+// The group of a list of `size`-byte elements: by the lowest set bit.
+unsigned int Group(unsigned int size) noexcept {
+  const unsigned int align = size & (~size + 1u);
+  return align >= 8 ? 0u : align == 4 ? 1u : align == 2 ? 2u : 3u;
+}
+constexpr unsigned int kTextGroup = kGroups - 1;
+
 template <class T>
 void Put(std::vector<unsigned char>& out, const T& value) {
   const auto* p = reinterpret_cast<const unsigned char*>(&value);
@@ -118,6 +139,7 @@ void CData::Copy(const CData& src, unsigned char flag) {
   KZAllocator fresh;
   fullSize_ = src.PackLines(fresh, lines.data(), src.quantity_);
   Swap(fresh);
+  DropIndex();
   lines_.swap(lines);
   quantity_ = src.quantity_;
   quantityBase_ = src.quantityBase_;
@@ -145,11 +167,13 @@ void CData::SetTypeBase(unsigned char base, unsigned char type, unsigned short s
     return;
   type_[base] = type;
   size_[base] = static_cast<unsigned short>(TypeElementSize(type, size));
+  DropIndex();
 }
 
 void CData::SetNumList(unsigned char n) noexcept {
   if (n <= quantityBase_ || n == NoNumList)
     numList_ = n;
+  DropIndex();
 }
 
 unsigned int CData::GetSize() const noexcept {
@@ -163,6 +187,7 @@ unsigned int CData::GetMaxSize() const noexcept {
 
 void CData::ResizeLines(unsigned int count) {
   const std::size_t bytes = (static_cast<std::size_t>(count) + 1) * stride_;
+  DropIndex();
   Guarded(bytes, [&] { lines_.resize(bytes); });
   quantity_ = count;
 }
@@ -237,7 +262,8 @@ void CData::SetText(unsigned int n, const char* text) {
   if (TextLength(line->text) < length) {
     // The piece is taken before the line pointer is re-read: the text may
     // live in this allocator but never in the line vector.
-    char* piece = reinterpret_cast<char*>(KZAllocator::SetPortion(length + 1u, size_[MaxBases]));
+    auto* piece = reinterpret_cast<char*>(
+        KZAllocator::SetPortion(Rounded(static_cast<unsigned long long>(length + 1u) * size_[MaxBases])));
     std::memcpy(piece, text, length + 1u);
     Get(n)->text = piece;
   } else {
@@ -359,6 +385,7 @@ void CData::Erase(unsigned int first, unsigned int last) {
     last = quantity_;
   if (first > last)
     return;
+  DropIndex();
   lines_.erase(lines_.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(first) * stride_),
                lines_.begin() + static_cast<std::ptrdiff_t>((static_cast<std::size_t>(last) + 1) * stride_));
   RecountLines();
@@ -408,9 +435,10 @@ void* CData::SetBase(unsigned char base, unsigned int count, const void* src) {
   if (base > MaxBases || count == 0)
     return nullptr;
   const unsigned long long bytes = static_cast<unsigned long long>(count) * size_[base];
-  if (bytes > 0xFFFFFFFFull)
-    CrashMessage(202);
-  return KZAllocator::Set(count, src, size_[base]);
+  unsigned char* piece = KZAllocator::SetPortion(Rounded(bytes));
+  if (src != nullptr)
+    std::memcpy(piece, src, static_cast<std::size_t>(bytes));
+  return piece;
 }
 
 void CData::AppendBase(unsigned int n, unsigned char base, unsigned int count, const void* src) {
@@ -496,9 +524,50 @@ unsigned char CData::GetPosList(unsigned int n, unsigned int* pos) const {
   return 1;
 }
 
+// Scanning stays the answer for a look-up or three between changes; past
+// that the sort pays for itself.
+constexpr unsigned int kIndexAfterLookups = 4;
+
+void CData::BuildIndex() const noexcept {
+  try {
+    std::vector<std::pair<unsigned int, unsigned int>> entries;
+    std::size_t total = 0;
+    for (unsigned int line = 1; line <= quantity_; ++line)
+      total += BaseOf(LineBytes(line), numList_)->count;
+    entries.reserve(total);
+    for (unsigned int line = 1; line <= quantity_; ++line) {
+      const SData* data = BaseOf(LineBytes(line), numList_);
+      const auto* list = static_cast<const unsigned int*>(data->list);
+      for (unsigned int i = 0; i < data->count; ++i)
+        entries.emplace_back(list[i], line);
+    }
+    std::sort(entries.begin(), entries.end());
+    // Of the entries of one number the last holds the highest line.
+    std::size_t kept = 0;
+    for (const auto& e : entries) {
+      if (kept != 0 && entries[kept - 1].first == e.first)
+        entries[kept - 1].second = e.second;
+      else
+        entries[kept++] = e;
+    }
+    entries.resize(kept);
+    index_.swap(entries);
+    indexed_ = true;
+  } catch (...) {
+    // Without memory for the index the scan still answers.
+    indexed_ = false;
+  }
+}
+
 unsigned int CData::GetNumber(unsigned int number) const noexcept {
   if (numList_ >= quantityBase_ || quantity_ == 0)
     return 0;
+  if (!indexed_ && ++lookups_ >= kIndexAfterLookups)
+    BuildIndex();
+  if (indexed_) {
+    const auto at = std::lower_bound(index_.begin(), index_.end(), std::make_pair(number, 0u));
+    return at != index_.end() && at->first == number ? at->second : 0u;
+  }
   for (unsigned int line = quantity_; line >= 1; --line) {
     const SData* data = BaseOf(LineBytes(line), numList_);
     const auto* list = static_cast<const unsigned int*>(data->list);
@@ -718,16 +787,27 @@ unsigned int CData::GetFullSize() const noexcept { return FullSize(lines_.data()
 unsigned int CData::PackLines(KZAllocator& target, unsigned char* lines, unsigned int quantity) const {
   // The one allocation comes before any pointer is rewritten, so a failure
   // leaves `lines` pointing at the old pieces.
-  const unsigned int full = FullSize(lines, quantity);
-  unsigned char* cursor = full == 0 ? nullptr : target.SetPortion(full);
+  unsigned int group[kGroups] = {};
+  for (unsigned int n = 1; n <= quantity; ++n) {
+    const unsigned char* line = lines + static_cast<std::size_t>(n) * stride_;
+    const char* text = reinterpret_cast<const SDataLine*>(line)->text;
+    if (text != nullptr && *text != '\0')
+      group[kTextGroup] += TextLength(text) + 1u;
+    for (unsigned char b = 0; b < quantityBase_; ++b)
+      group[Group(size_[b])] += BaseOf(line, b)->count * size_[b];
+  }
+  const unsigned int full = group[0] + group[1] + group[2] + group[3];
+  unsigned char* cursor[kGroups] = {full == 0 ? nullptr : target.SetPortion(full)};
+  for (unsigned int g = 1; g < kGroups; ++g)
+    cursor[g] = cursor[g - 1] == nullptr ? nullptr : cursor[g - 1] + group[g - 1];
   for (unsigned int n = 1; n <= quantity; ++n) {
     unsigned char* line = lines + static_cast<std::size_t>(n) * stride_;
     auto* head = reinterpret_cast<SDataLine*>(line);
     if (head->text != nullptr && *head->text != '\0') {
       const unsigned int length = TextLength(head->text) + 1u;
-      std::memcpy(cursor, head->text, length);
-      head->text = reinterpret_cast<char*>(cursor);
-      cursor += length;
+      std::memcpy(cursor[kTextGroup], head->text, length);
+      head->text = reinterpret_cast<char*>(cursor[kTextGroup]);
+      cursor[kTextGroup] += length;
     } else {
       head->text = nullptr;
     }
@@ -738,9 +818,10 @@ unsigned int CData::PackLines(KZAllocator& target, unsigned char* lines, unsigne
         continue;
       }
       const std::size_t bytes = static_cast<std::size_t>(data->count) * size_[b];
-      std::memcpy(cursor, data->list, bytes);
-      data->list = cursor;
-      cursor += bytes;
+      unsigned char*& at = cursor[Group(size_[b])];
+      std::memcpy(at, data->list, bytes);
+      data->list = at;
+      at += bytes;
     }
   }
   return full;
@@ -783,6 +864,7 @@ void CData::Compress(unsigned short type, int offset, unsigned int count, const 
       (*map)[n - 1] = kept;
   }
   if (kept != old) {
+    DropIndex();
     lines_.resize((static_cast<std::size_t>(kept) + 1) * stride_);
     RecountLines();
     modify_ |= 0x11;
@@ -993,8 +1075,9 @@ unsigned char CData::ReadPayload(CFileBase& file, const unsigned char* block, st
   if (quantity > (length - head) / perLine)
     return damaged();
   const std::size_t linesStart = head + (layout.current ? static_cast<std::size_t>(quantity) * dataLength_ : 0u);
-  unsigned char* cursor = nullptr;
-  auto walk = [&](bool fill, unsigned long long& sum) {
+  unsigned long long group[kGroups] = {};
+  unsigned char* cursor[kGroups] = {};
+  auto walk = [&](bool fill) {
     std::size_t at = linesStart;
     for (unsigned int n = 1; n <= quantity; ++n) {
       unsigned char* line = fill ? LineBytes(n) : nullptr;
@@ -1028,11 +1111,12 @@ unsigned char CData::ReadPayload(CFileBase& file, const unsigned char* block, st
         at += layout.fixedWidth;
       }
       if (text != 0) {
-        sum += text + 1;
         if (fill) {
-          std::memcpy(cursor, chars, text);
-          reinterpret_cast<SDataLine*>(line)->text = reinterpret_cast<char*>(cursor);
-          cursor += text + 1;
+          std::memcpy(cursor[kTextGroup], chars, text);
+          reinterpret_cast<SDataLine*>(line)->text = reinterpret_cast<char*>(cursor[kTextGroup]);
+          cursor[kTextGroup] += text + 1;
+        } else {
+          group[kTextGroup] += text + 1;
         }
       }
       for (unsigned char b = 0; b < quantityBase_; ++b) {
@@ -1046,27 +1130,32 @@ unsigned char CData::ReadPayload(CFileBase& file, const unsigned char* block, st
         const unsigned long long bytes = static_cast<unsigned long long>(count) * size_[b];
         if (bytes > length - at)
           return false;
-        sum += bytes;
-        if (fill && bytes != 0) {
-          std::memcpy(cursor, block + at, static_cast<std::size_t>(bytes));
+        unsigned char*& to = cursor[Group(size_[b])];
+        if (!fill) {
+          group[Group(size_[b])] += bytes;
+        } else if (bytes != 0) {
+          std::memcpy(to, block + at, static_cast<std::size_t>(bytes));
           SData* data = BaseOf(line, b);
           data->count = count;
-          data->list = cursor;
-          cursor += bytes;
+          data->list = to;
+          to += bytes;
         }
         at += static_cast<std::size_t>(bytes);
       }
     }
     return at == length;
   };
-  unsigned long long sum = 0;
-  if (!walk(false, sum) || sum > 0xFFFFFFFFull || (layout.current && sum != full))
+  const bool whole = walk(false);
+  const unsigned long long sum = group[0] + group[1] + group[2] + group[3];
+  if (!whole || sum > 0xFFFFFFFFull || (layout.current && sum != full))
     return damaged();
   ResizeLines(quantity);
   if (layout.fixedOut != nullptr)
     layout.fixedOut->SetSize(quantity);
-  cursor = sum == 0 ? nullptr : KZAllocator::SetPortion(static_cast<unsigned int>(sum));
-  walk(true, sum = 0);
+  cursor[0] = sum == 0 ? nullptr : KZAllocator::SetPortion(static_cast<unsigned int>(sum));
+  for (unsigned int g = 1; g < kGroups; ++g)
+    cursor[g] = cursor[g - 1] == nullptr ? nullptr : cursor[g - 1] + group[g - 1];
+  walk(true);
   version_ = version;
   fullSize_ = static_cast<unsigned int>(sum);
   modify_ = 0;

@@ -13,6 +13,11 @@
 /// Line numbers are 1-based; 0 and numbers beyond the last line are no line
 /// (null, 0, the empty text, or no effect), never an error.
 ///
+/// Every list starts aligned for its elements (up to 8 bytes), so the
+/// pointers of `GetBase` and `GetList` may be used as typed arrays. A packed
+/// portion (`Compress`, `Read`) still holds exactly the full size: its
+/// pieces are kept in groups of falling alignment rather than line by line.
+///
 /// Sizes. The stored line size is 4 + 8 × bases + data size and the data
 /// offset 4 + 8 × bases (the 32-bit image that files and callers count
 /// with, `GetLineSize`/`GetDataOffset`). In memory a line image is native:
@@ -24,6 +29,7 @@
 /// the low nibble is "changed", the high nibble "changed since the last
 /// save point".
 
+#include <utility>
 #include <vector>
 
 #include "zeltools/memory/allocator.h"
@@ -195,6 +201,16 @@ public:
   /// as `GetNumber`); other entries become 0. Returns 0 without a number list.
   unsigned char GetPosList(unsigned int n, unsigned int* pos) const;
   /// The highest line whose number list holds `number`; 0 when none.
+  ///
+  /// Repeated look-ups are answered from an index (number → highest line)
+  /// that the table builds on the fourth look-up after a change and drops
+  /// at every change. A change is any edit through this class and any
+  /// access that hands out writable line memory (`Get`, `GetData`,
+  /// `GetBase`, `GetList` with a pointer, `GetInList`, all non-const). A
+  /// list written through such a pointer after a later `GetNumber` is not
+  /// seen until the next change: take the pointer again before writing.
+  /// `GetNumber` is const but not safe to call from two threads at once on
+  /// one table.
   unsigned int GetNumber(unsigned int number) const noexcept;
   SDataLine* GetInList(unsigned int number) noexcept { return Get(GetNumber(number)); }
   /// Removes the `count` numbers of `list` from the number list of line `n`.
@@ -327,7 +343,16 @@ protected:
   /// Clears the lines and pieces down to the spare line, keeping the shape
   /// and the marks.
   void ClearLines();
-  unsigned char* LineBytes(unsigned int n) noexcept { return lines_.data() + static_cast<std::size_t>(n) * stride_; }
+  /// Writable line memory: every caller may change a number list, so the
+  /// look-up index goes.
+  unsigned char* LineBytes(unsigned int n) noexcept {
+    DropIndex();
+    return lines_.data() + static_cast<std::size_t>(n) * stride_;
+  }
+  void DropIndex() const noexcept {
+    indexed_ = false;
+    lookups_ = 0;
+  }
   const unsigned char* LineBytes(unsigned int n) const noexcept {
     return lines_.data() + static_cast<std::size_t>(n) * stride_;
   }
@@ -339,6 +364,7 @@ private:
   SData* BaseOf(unsigned char* line, unsigned char base) const noexcept;
   const SData* BaseOf(const unsigned char* line, unsigned char base) const noexcept;
   void ResizeLines(unsigned int count);
+  void BuildIndex() const noexcept;
   void RecountLines() noexcept;
   unsigned int FullSize(const unsigned char* lines, unsigned int quantity) const noexcept;
   /// Moves the pieces of `quantity` line images of this table's shape at
@@ -362,6 +388,11 @@ private:
   unsigned int imageDataOffset_ = sizeof(SDataLine);
   unsigned int fullSize_ = 0;
   std::vector<unsigned char> lines_; // quantity + 1 native images once allocated
+  // Look-up index of `GetNumber`: (number, highest line holding it), sorted
+  // by number; valid while `indexed_`.
+  mutable std::vector<std::pair<unsigned int, unsigned int>> index_;
+  mutable bool indexed_ = false;
+  mutable unsigned int lookups_ = 0; // look-ups since the last change
 };
 
 /// A `CData` with a fixed-size head record stored after the table block.
