@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <stdexcept>
 
@@ -12,6 +13,7 @@
 #include "zeltools/files/block.h"
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
+#include "zeltools/memory/memory.h"
 #include "zeltools/text/letter_case.h"
 #include "zeltools/text/list_index.h"
 #include "zeltools/text/phrase.h"
@@ -968,61 +970,86 @@ constexpr unsigned int kMaxOldText = 0xFFFF; // the older block counts a text in
 
 } // namespace
 
-void CData::WritePayload(CFileBase& file, const SStoredLayout& layout) {
-  std::vector<unsigned char> out;
-  Guarded(kWriteChunk * 2u, [&] { out.reserve(kWriteChunk * 2u); });
-  auto flush = [&](bool force) {
-    if (out.size() >= kWriteChunk || (force && !out.empty())) {
-      file.Write(out.data(), out.size());
-      out.clear();
+namespace {
+
+// Gathers a payload into pieces of kWriteChunk bytes for the file; a piece
+// at least that large goes to the file directly.
+class PayloadOut {
+public:
+  explicit PayloadOut(CFileBase& file) : file_(file) {
+    Guarded(kWriteChunk, [&] { buffer_.resize(kWriteChunk); });
+  }
+  void Add(const void* bytes, std::size_t n) {
+    if (n == 0)
+      return;
+    if (n > kWriteChunk - used_) {
+      Flush();
+      if (n >= kWriteChunk) {
+        file_.Write(bytes, n);
+        return;
+      }
     }
-  };
-  out.push_back(version_);
-  Put(out, quantity_);
+    std::memcpy(buffer_.data() + used_, bytes, n);
+    used_ += n;
+  }
+  void Zeros(std::size_t n) {
+    static constexpr unsigned char zeros[256] = {};
+    for (; n > 0; n -= std::min(n, sizeof zeros))
+      Add(zeros, std::min(n, sizeof zeros));
+  }
+  template <class T>
+  void Put(const T& value) {
+    Add(&value, sizeof value);
+  }
+  void Flush() {
+    if (used_ != 0)
+      file_.Write(buffer_.data(), used_);
+    used_ = 0;
+  }
+
+private:
+  CFileBase& file_;
+  std::vector<unsigned char> buffer_;
+  std::size_t used_ = 0;
+};
+
+} // namespace
+
+void CData::WritePayload(CFileBase& file, const SStoredLayout& layout) const {
+  PayloadOut out(file);
+  out.Put(version_);
+  out.Put(quantity_);
   if (layout.current) {
-    Put(out, GetFullSize());
-    for (unsigned int n = 1; n <= quantity_ && dataLength_ > 0; ++n) {
-      const unsigned char* data = LineBytes(n) + imageDataOffset_;
-      out.insert(out.end(), data, data + dataLength_);
-      flush(false);
-    }
+    out.Put(GetFullSize());
+    for (unsigned int n = 1; n <= quantity_ && dataLength_ > 0; ++n)
+      out.Add(LineBytes(n) + imageDataOffset_, dataLength_);
   }
   for (unsigned int n = 1; n <= quantity_; ++n) {
     const unsigned char* line = LineBytes(n);
     const char* text = reinterpret_cast<const SDataLine*>(line)->text;
     const unsigned int length = TextLength(text);
     if (layout.current) {
-      out.insert(out.end(), text, text + length);
-      out.push_back(0);
+      out.Add(text, length);
+      out.Put('\0');
     } else {
       const auto kept = static_cast<unsigned short>(std::min(length, kMaxOldText));
-      Put(out, kept);
-      out.insert(out.end(), text, text + kept);
+      out.Put(kept);
+      out.Add(text, kept);
       const unsigned char* fixed = layout.fixedIn == nullptr ? line + imageDataOffset_ : layout.fixedIn->Get(n);
       if (fixed != nullptr)
-        out.insert(out.end(), fixed, fixed + layout.fixedWidth);
+        out.Add(fixed, layout.fixedWidth);
       else
-        out.insert(out.end(), layout.fixedWidth, 0);
+        out.Zeros(layout.fixedWidth);
     }
     for (unsigned char b = 0; b < quantityBase_; ++b) {
       if (!layout.stored[b])
         continue;
       const SData* data = BaseOf(line, b);
-      Put(out, data->count);
-      if (data->count == 0)
-        continue;
-      const std::size_t bytes = static_cast<std::size_t>(data->count) * size_[b];
-      if (bytes >= kWriteChunk) {
-        flush(true);
-        file.Write(data->list, bytes);
-      } else {
-        const auto* p = static_cast<const unsigned char*>(data->list);
-        out.insert(out.end(), p, p + bytes);
-      }
+      out.Put(data->count);
+      out.Add(data->list, static_cast<std::size_t>(data->count) * size_[b]);
     }
-    flush(false);
   }
-  flush(true);
+  out.Flush();
 }
 
 void CData::Write(CFileBase& file, DOCUMENT& doc, unsigned char flag) {
@@ -1163,11 +1190,18 @@ unsigned char CData::ReadPayload(CFileBase& file, const unsigned char* block, st
 }
 
 namespace {
+struct MemoryFree {
+  void operator()(unsigned char* block) const noexcept { DoMemoryFree(&block); }
+};
+// The heap's zero-filled memory, not a vector: its pages are first touched
+// by the read itself instead of by a fill ahead of it.
+using BlockBytes = std::unique_ptr<unsigned char, MemoryFree>;
+
 // Reads the whole block into memory; the record was checked against the
 // file's length by `OpenBlock`, so the buffer is bounded by the file.
-bool ReadBlockBytes(CFileBase& file, long long length, std::vector<unsigned char>& bytes) {
-  Guarded(static_cast<std::size_t>(length), [&] { bytes.resize(static_cast<std::size_t>(length)); });
-  return file.Read(bytes.data(), static_cast<unsigned long long>(length)) != 0;
+bool ReadBlockBytes(CFileBase& file, long long length, BlockBytes& bytes) {
+  bytes.reset(static_cast<unsigned char*>(Memory(static_cast<std::uint64_t>(length), 1)));
+  return file.Read(bytes.get(), static_cast<unsigned long long>(length)) != 0;
 }
 } // namespace
 
@@ -1176,10 +1210,10 @@ unsigned char CData::ReadBlock(CFileBase& file, const DOCUMENT& doc, const SStor
   modify_ = 0;
   if (doc.length == 0)
     return 1;
-  std::vector<unsigned char> bytes;
+  BlockBytes bytes;
   if (!OpenBlock(file, doc) || !ReadBlockBytes(file, doc.length, bytes))
     return 0;
-  return ReadPayload(file, bytes.data(), bytes.size(), layout);
+  return ReadPayload(file, bytes.get(), static_cast<std::size_t>(doc.length), layout);
 }
 
 unsigned char CData::Read(CFileBase& file, const DOCUMENT& doc, unsigned int) {

@@ -373,7 +373,7 @@ private:
   unsigned char ReadBlock(CFileBase& file, const DOCUMENT& doc, const SStoredLayout& layout);
   unsigned char ReadPayload(CFileBase& file, const unsigned char* block, std::size_t length,
                             const SStoredLayout& layout);
-  void WritePayload(CFileBase& file, const SStoredLayout& layout);
+  void WritePayload(CFileBase& file, const SStoredLayout& layout) const;
 
   unsigned int quantity_ = 0;
   unsigned char quantityBase_ = 0;
