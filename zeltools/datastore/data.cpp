@@ -24,13 +24,15 @@ namespace {
 
 // Stored images: the 32-bit line counts a text pointer as 4 bytes and an
 // SData as 8 (count + pointer); the payload head is version, quantity and
-// full size.
+// full size (the older one: version and quantity).
 constexpr unsigned int kStoredPointer = 4;
 constexpr unsigned int kStoredSData = 8;
-constexpr unsigned int kPayloadHead = 1 + 4 + 4;
-constexpr unsigned int kOldPayloadHead = 1 + 4;
 constexpr unsigned int kCountBytes = 4;
+constexpr unsigned int kPayloadHead = 1 + kCountBytes + kCountBytes;
+constexpr unsigned int kOldPayloadHead = 1 + kCountBytes;
 static_assert(sizeof(unsigned int) == kCountBytes, "stored counts are 32-bit");
+static_assert(sizeof(unsigned short) == 2, "older blocks count a text in 16 bits");
+static_assert(kStoredSData == 2 * kCountBytes, "a stored SData is a count and a 32-bit pointer");
 static_assert(kStoredPointer + kStoredSData * CData::MaxBases + 0xFFFFu > 0xFFFFu,
               "the stored line size wraps in 16 bits like the fields that hold it");
 static_assert(alignof(SData) <= alignof(SDataLine), "line images are aligned for their pointers");
