@@ -1,5 +1,4 @@
 #include "zeltools/text/file_text.h"
-
 #include "zeltools/text/phrase.h"
 
 #include <algorithm>
