@@ -88,8 +88,12 @@ void ExpectSame(const CData& t, const Model& m) {
     }
   }
   ASSERT_EQ(t.GetFullSize(), full);
-  for (unsigned int v = 0; v < 14; ++v)
+  unsigned int pos[13];
+  ASSERT_EQ(t.GetPosList(13, pos), 1);
+  for (unsigned int v = 0; v < 14; ++v) {
     ASSERT_EQ(t.GetNumber(v), ModelNumber(m, v)) << "number " << v;
+    ASSERT_TRUE(v == 0 || pos[v - 1] == ModelNumber(m, v)) << "number " << v;
+  }
 }
 
 // Both stored layouts bring the table back whole into a table of the same shape.
@@ -328,6 +332,10 @@ TEST(DataModel, RandomEditsMatchAPlainModel) {
       ASSERT_TRUE(!text || m.size() != before.size() || (t.GetModify() & 0x22) == 0x22);
       ASSERT_TRUE(!other || (t.GetModify() & 0x11) == 0x11);
       if (step % 50 == 49) {
+        CData copy; // outlives its source, and holds its pieces in one portion
+        copy = CData(t);
+        ASSERT_EQ(copy.GetTotal(), copy.GetFullSize());
+        ExpectSame(copy, m);
         ExpectRoundTrips(t, m, dir.File("model.bin"));
         ExpectSame(t, m);
       }
@@ -379,9 +387,9 @@ TEST(DataModel, UnionAppendsOnlyLinesNotYetPresent) {
   Shape(b);
   for (CData* t : {&a, &b})
     for (int i = 0; i < 30; ++i) {
-      const unsigned int n = t->AddSize(1), v = rng() % 4;
-      t->SetText(n, v % 2 ? "Pin" : "pIN");
-      t->AppendBase(n, 0, 1, &v);
+      const unsigned int n = t->AddSize(1), v[] = {rng() % 3u, rng() % 3u};
+      t->SetText(n, v[0] % 2 ? "Pin" : "pIN");
+      t->AppendBase(n, 0, 1 + v[1] % 2, v); // lists that may be prefixes of one another
     }
   const unsigned int before = a.GetQuantity();
   const unsigned int added = a.Union(b, 0, nullptr);
@@ -392,6 +400,16 @@ TEST(DataModel, UnionAppendsOnlyLinesNotYetPresent) {
       found += a.Compare(n, b, m, CData::CompareAll) == 0 ? 1 : 0;
     ASSERT_GE(found, 1u);
   }
+  // Lines are equal when their texts match without case and their lists
+  // match; the order is antisymmetric.
+  for (unsigned int n = 1; n <= a.GetQuantity(); ++n)
+    for (unsigned int k = 1; k <= a.GetQuantity(); ++k) {
+      std::vector<unsigned int> x, y;
+      a.GetList(n, x);
+      a.GetList(k, y);
+      ASSERT_EQ(a.Compare(n, k, CData::CompareAll) == 0, x == y);
+      ASSERT_EQ(a.Compare(n, k, CData::CompareAll), -a.Compare(k, n, CData::CompareAll));
+    }
   for (unsigned int n = before + 1; n <= a.GetQuantity(); ++n)
     for (unsigned int k = 1; k < n; ++k)
       ASSERT_NE(a.Compare(k, n, CData::CompareAll), 0) << "appended line " << n << " repeats " << k;
@@ -597,6 +615,11 @@ TEST(Data, ModifyMarksFollowRealChangesOnly) {
   EXPECT_EQ(t.GetModify(), 0x13u);
   EXPECT_EQ(t.GetModifyLast(), 0x10u);
   EXPECT_EQ(CData().GetMaxSize(), 0xFFFFFFFFu);
+  t.SetNumList(kBases + 1);
+  EXPECT_EQ(t.GetNumList(), 0u);
+  t.SetNumList(kBases); // accepted, and addresses no list
+  EXPECT_EQ(t.GetNumList(), kBases);
+  EXPECT_EQ(t.GetNumber(7), 0u);
 }
 
 TEST(Data, RemoveListTakesScratchOnlyAsLargeAsTheLineNeeds) {
