@@ -387,7 +387,7 @@ TEST(DataModel, UnionAppendsOnlyLinesNotYetPresent) {
   Shape(b);
   for (CData* t : {&a, &b})
     for (int i = 0; i < 30; ++i) {
-      const unsigned int n = t->AddSize(1), v[] = {rng() % 3u, rng() % 3u};
+      const unsigned int n = t->AddSize(1), v[] = {static_cast<unsigned int>(rng() % 3), static_cast<unsigned int>(rng() % 3)};
       t->SetText(n, v[0] % 2 ? "Pin" : "pIN");
       t->AppendBase(n, 0, 1 + v[1] % 2, v); // lists that may be prefixes of one another
     }
@@ -587,6 +587,22 @@ TEST_F(DataFile, DamagedBlocksAreReportedAndLeaveTheTableEmpty) {
         DOCUMENT_OLD old{static_cast<unsigned int>(doc.position), static_cast<unsigned int>(doc.length)};
         return refusedEmpty(t.ReadOld(f, old) != 0, t);
       });
+}
+
+TEST_F(DataFile, FilesKeptAsLinesAreReloadedByName) {
+  CData t;
+  t.Init(0, 0, 1);
+  test::PutBytes(path_, {'a', 'b', 'c'});
+  ASSERT_EQ(t.AppendFile(path_.c_str(), nullptr), 1u);
+  test::PutBytes(path_, {'x', 'y'});
+  ASSERT_EQ(t.AppendFile(path_.c_str(), nullptr), 1u);
+  EXPECT_STREQ(t.GetText(1), path_.c_str());
+  ASSERT_EQ(t.GetBase(1, 0)->count, 2u);
+  EXPECT_EQ(std::memcmp(t.GetBase(1, 0)->list, "xy", 2), 0);
+  CPhrase sink;
+  EXPECT_EQ(t.AppendFile(dir_.File("missing").c_str(), &sink), 0u);
+  EXPECT_EQ(t.GetQuantity(), 1u) << "the line of a file that failed to load is taken back";
+  EXPECT_FALSE(sink.empty());
 }
 
 TEST(Data, ModifyMarksFollowRealChangesOnly) {
