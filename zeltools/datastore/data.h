@@ -262,14 +262,19 @@ public:
   unsigned int GetFullSize() const noexcept;
   void SetFullSize() noexcept { fullSize_ = GetFullSize(); }
   unsigned int GetStoredFullSize() const noexcept { return fullSize_; }
-  /// With lines and at least two portions, moves every live piece, in line
-  /// order, into one new portion of exactly the full size and frees the rest.
+  /// With lines and at least two portions, moves every live piece into one
+  /// new portion of exactly the full size (none when that is 0) and frees
+  /// the rest; pieces keep their contents, pointers to them change.
   virtual void Compress();
   /// Removes lines and packs. A line is removed when its number is one of
   /// the `count` numbers of `list`, or, when `offset` ≥ 0 lies inside the
   /// data block, when its data byte at `offset` equals `type`. `map`, when
   /// given, receives one entry per old line: its new number, 0 for removed
-  /// lines. `newQuantity` gets the lines left. Then packs like `Compress()`.
+  /// lines. `newQuantity` gets the lines left. The rest is then packed as by
+  /// `Compress()`, also from a single portion; with no line left every
+  /// portion goes. Numbers inside the lists are left alone: the map is in
+  /// the form `Renumber(oldQuantity, map)` takes, for the tables that refer
+  /// to these lines.
   virtual void Compress(unsigned short type, int offset, unsigned int count, const unsigned int* list,
                         unsigned int& newQuantity, VKZUINT* map);
   /// Returns the lines left.
