@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -12,6 +13,7 @@
 
 #include <zeltools/containers/vector.h>
 #include <zeltools/containers/vector_array.h>
+#include <zeltools/datastore/data.h>
 #include <zeltools/errors/language.h>
 #include <zeltools/geometry/point_vectors.h>
 #include <zeltools/numerics/band.h>
@@ -87,37 +89,77 @@ std::string Right(const std::string& text, std::size_t width) {
 constexpr unsigned Panels = 12;
 constexpr double PanelWidth = 2.0; // m
 constexpr double Height = 2.5;     // m
-constexpr double Modulus = 2.06e8; // kN/m², steel
-constexpr double Density = 7850;   // kg/m³
 constexpr double NodeLoad = -30;   // kN on each inner bottom node
 constexpr double WindLoad = 12;    // kN along x on the top left node
 
-// Design limits the warnings check against.
-constexpr unsigned DeflectionLimit = 400; // span / largest deflection
-constexpr unsigned SlendernessLimit = 120; // L / i of a compressed bar
+// The data lines of the model's tables, stored as they stand.
+struct MaterialLine {
+  double modulus; // kN/m²
+  double density; // kg/m³
+};
+static_assert(sizeof(MaterialLine) == 16, "stored layout of a material line");
+struct SectionLine {
+  double area;       // m²
+  double radius;     // m, radius of gyration
+  unsigned material; // line of the materials table
+  unsigned reserved;
+};
+static_assert(sizeof(SectionLine) == 24, "stored layout of a section line");
+// The head of the sections table: the design limits its sections are
+// checked against.
+struct DesignLimits {
+  unsigned deflection;  // span / largest deflection, at least
+  unsigned slenderness; // L / i of a compressed bar, at most
+};
+static_assert(sizeof(DesignLimits) == 8, "stored layout of the sections' head");
 
 struct SectionRow {
   const char* en;
   const char* ru;
-  double area;   // m²
-  double radius; // m, radius of gyration
+  double area;
+  double radius;
 };
 constexpr SectionRow Sections[] = {
     {"chord", "пояс", 40e-4, 0.06}, {"post", "стойка", 15e-4, 0.02}, {"diagonal", "раскос", 25e-4, 0.025}};
+constexpr MaterialLine Steel = {2.06e8, 7850};
+constexpr DesignLimits Limits = {400, 120};
 
 enum Fixity : unsigned char { FixX = 1, FixY = 2 };
 
-// What the document holds. Sections and materials become `_CData` rows with
-// names and a head, and the loads `VDblData` rows, when the data store is
-// part of the library; until then they are plain vectors of numbers.
+// What the document holds. The loads become `VDblData` rows when the data
+// store has them; until then they are a plain vector of numbers.
 struct Model {
   zel::VPoint2D nodes;                          // 1-based node numbers
-  zel::VectorArray<unsigned, unsigned> bars;    // {node, node, section}
-  zel::Vector<double> sections;                 // area, radius per section
+  zel::VectorArray<unsigned, unsigned> bars;    // {node, node, section line}
+  zel::CData materials;                         // named MaterialLine rows
+  zel::_CData sections;                         // named SectionLine rows, DesignLimits head
   zel::Vector<double> loads;                    // fx, fy per node
   zel::Vector<unsigned char> supports;          // Fixity bits per node
 };
-constexpr unsigned ModelBlocks = 5;
+constexpr unsigned ModelBlocks = 6;
+
+// The tables' shapes: a reader is shaped as the writer was.
+void ShapeTables(Model& m) {
+  m.materials.Init(sizeof(MaterialLine), sizeof(MaterialLine), 0);
+  m.sections.Init(sizeof(SectionLine), sizeof(SectionLine), 0, sizeof(DesignLimits));
+}
+
+template <class Line> Line LineOf(const zel::CData& table, unsigned n) {
+  Line line{};
+  std::memcpy(&line, table.GetData(n), sizeof line);
+  return line;
+}
+
+// The design limits of a sections table; zero when it has no such head.
+DesignLimits LimitsOf(const zel::_CData& sections) {
+  DesignLimits limits{};
+  if (sections.GetHead() != nullptr && sections.GetSizeHead() >= sizeof limits)
+    std::memcpy(&limits, sections.GetHead(), sizeof limits);
+  return limits;
+}
+
+// The program's texts go into the library in Windows-1251.
+std::string W(const char* en, const char* ru);
 
 Model BuildModel() {
   Model m;
@@ -126,25 +168,32 @@ Model BuildModel() {
     bottom.push_back(m.nodes.Add({i * PanelWidth, 0.0}, 1e-9));
   for (unsigned i = 0; i <= Panels; ++i)
     top.push_back(m.nodes.Add({i * PanelWidth, Height}, 1e-9));
+  ShapeTables(m);
+  const unsigned steel = m.materials.AddSize(1);
+  m.materials.SetData(steel, &Steel);
+  m.materials.SetText(steel, W("steel", "сталь").c_str());
+  for (const SectionRow& s : Sections) {
+    const unsigned n = m.sections.AddSize(1);
+    const SectionLine line{s.area, s.radius, steel, 0};
+    m.sections.SetData(n, &line);
+    m.sections.SetText(n, W(s.en, s.ru).c_str());
+  }
+  m.sections.SetHead(&Limits, sizeof Limits);
   auto bar = [&m](unsigned a, unsigned b, unsigned section) {
     const unsigned list[3] = {a, b, section};
     m.bars.Append(3, list);
   };
   for (unsigned i = 0; i < Panels; ++i)
-    bar(bottom[i], bottom[i + 1], 0);
+    bar(bottom[i], bottom[i + 1], 1);
   for (unsigned i = 0; i < Panels; ++i)
-    bar(top[i], top[i + 1], 0);
+    bar(top[i], top[i + 1], 1);
   for (unsigned i = 0; i <= Panels; ++i)
-    bar(bottom[i], top[i], 1);
+    bar(bottom[i], top[i], 2);
   for (unsigned i = 0; i < Panels; ++i)
     if (2 * i < Panels)
-      bar(top[i], bottom[i + 1], 2);
+      bar(top[i], bottom[i + 1], 3);
     else
-      bar(bottom[i], top[i + 1], 2);
-  for (const SectionRow& s : Sections) {
-    m.sections.Append(s.area);
-    m.sections.Append(s.radius);
-  }
+      bar(bottom[i], top[i + 1], 3);
   m.loads.SetSize(2 * m.nodes.GetSize(), 0.0);
   for (unsigned i = 1; i < Panels; ++i)
     m.loads[2 * (bottom[i] - 1) + 1] = NodeLoad;
@@ -168,9 +217,10 @@ zel::Vector<zel::DOCUMENT> WriteDocument(const std::string& path, Model& m) {
   contents.SetSize(ModelBlocks);
   m.nodes.Write(file, contents[0], 1);
   m.bars.Write(file, contents[1]);
-  m.sections.Write(file, contents[2], 1);
-  m.loads.Write(file, contents[3], 1);
-  m.supports.Write(file, contents[4], 1);
+  m.materials.Write(file, contents[2], 1);
+  m.sections.Write(file, contents[3], 1);
+  m.loads.Write(file, contents[4], 1);
+  m.supports.Write(file, contents[5], 1);
   zel::DOCUMENT where;
   EndDocument(file, contents, where);
   file.Close();
@@ -192,17 +242,31 @@ Model ReadDocument(const std::string& path) {
   Check(contents.GetSize() == ModelBlocks, T("the table of contents lists the wrong number of blocks",
                                              "оглавление перечисляет не то число блоков"));
   Model m;
+  ShapeTables(m);
   m.nodes.Read(file, contents[0]);
   m.bars.Read(file, contents[1]);
-  m.sections.Read(file, contents[2]);
-  m.loads.Read(file, contents[3]);
-  m.supports.Read(file, contents[4]);
+  m.materials.Read(file, contents[2]);
+  m.sections.Read(file, contents[3]);
+  m.loads.Read(file, contents[4]);
+  m.supports.Read(file, contents[5]);
   return m;
+}
+
+// Same lines: texts, data bytes, and the heads of tables that have them.
+bool SameTable(const zel::CData& a, const zel::CData& b) {
+  bool same = a.GetSize() == b.GetSize();
+  for (unsigned n = 1; same && n <= a.GetSize(); ++n)
+    same = std::strcmp(a.GetText(n), b.GetText(n)) == 0 &&
+           std::memcmp(a.GetData(n), b.GetData(n), a.GetDataLength()) == 0;
+  return same;
 }
 
 bool SameModel(const Model& a, const Model& b) {
   bool same = a.nodes.GetSize() == b.nodes.GetSize() && a.bars.GetSize() == b.bars.GetSize() &&
-              a.sections == b.sections && a.loads == b.loads && a.supports == b.supports;
+              SameTable(a.materials, b.materials) && SameTable(a.sections, b.sections) &&
+              LimitsOf(a.sections).deflection == LimitsOf(b.sections).deflection &&
+              LimitsOf(a.sections).slenderness == LimitsOf(b.sections).slenderness &&
+              a.loads == b.loads && a.supports == b.supports;
   for (unsigned i = 0; same && i < a.nodes.GetSize(); ++i)
     same = a.nodes[i].x == b.nodes[i].x && a.nodes[i].y == b.nodes[i].y;
   for (unsigned i = 0; same && i < a.bars.GetSize(); ++i)
@@ -225,21 +289,25 @@ struct RemoveAtEnd {
 
 struct Bar {
   unsigned a, b; // 0-based nodes
-  unsigned section;
-  double length, c, s, ea, slenderness;
+  unsigned section; // line of the sections table
+  double length, c, s, area, ea, density, slenderness;
 };
 
 std::vector<Bar> Bars(const Model& m) {
   std::vector<Bar> bars;
   for (unsigned i = 0; i < m.bars.GetSize(); ++i) {
     const unsigned* list = m.bars[i]->elements;
-    Bar e{list[0] - 1, list[1] - 1, list[2], 0, 0, 0, 0, 0};
+    Bar e{list[0] - 1, list[1] - 1, list[2], 0, 0, 0, 0, 0, 0, 0};
+    const auto section = LineOf<SectionLine>(m.sections, list[2]);
+    const auto material = LineOf<MaterialLine>(m.materials, section.material);
     const double dx = m.nodes[e.b].x - m.nodes[e.a].x, dy = m.nodes[e.b].y - m.nodes[e.a].y;
     e.length = std::sqrt(dx * dx + dy * dy);
     e.c = dx / e.length;
     e.s = dy / e.length;
-    e.ea = Modulus * m.sections[2 * list[2]];
-    e.slenderness = e.length / m.sections[2 * list[2] + 1];
+    e.area = section.area;
+    e.ea = material.modulus * section.area;
+    e.density = material.density;
+    e.slenderness = e.length / section.radius;
     bars.push_back(e);
   }
   return bars;
@@ -276,8 +344,6 @@ struct Results {
   const zel::CPhrase& notes;
 };
 
-// The printer takes Windows-1251 like every text of the library; the
-// program's texts are UTF-8.
 std::string W(const char* en, const char* ru) { return zel::Utf8ToCp1251(T(en, ru)); }
 
 // The paginated report, converted to UTF-8 so that it reads as the
@@ -301,7 +367,8 @@ unsigned WriteReport(const std::string& path, const Model& model, const Results&
                                "%u узлов, %u стержней; сталь, E = %g кН/м2. Нижний пояс нагружен силой %g кН в "
                                "каждом внутреннем узле, %g кН по x в левом верхнем узле; шарнир в узле 1, каток "
                                "в узле %u."),
-                model.nodes.GetSize(), model.bars.GetSize(), Modulus, NodeLoad, WindLoad, Panels + 1);
+                model.nodes.GetSize(), model.bars.GetSize(), LineOf<MaterialLine>(model.materials, 1).modulus,
+                NodeLoad, WindLoad, Panels + 1);
   print.Text(zel::Utf8ToCp1251(text).c_str());
   print.Blank();
 
@@ -311,10 +378,11 @@ unsigned WriteReport(const std::string& path, const Model& model, const Results&
       {section.c_str(), 10, P::AlignLeft, nullptr}, {area.c_str(), 9, P::AlignRight, "%.4f"},
       {radius.c_str(), 7, P::AlignRight, "%.3f"}};
   print.BeginTable(3, sections, 1);
-  for (unsigned i = 0; i < std::size(Sections); ++i) {
-    print.Cell(W(Sections[i].en, Sections[i].ru).c_str());
-    print.Cell(model.sections[2 * i]);
-    print.Cell(model.sections[2 * i + 1]);
+  for (unsigned n = 1; n <= model.sections.GetSize(); ++n) {
+    const auto line = LineOf<SectionLine>(model.sections, n);
+    print.Cell(model.sections.GetText(n));
+    print.Cell(line.area);
+    print.Cell(line.radius);
   }
   print.EndTable();
   print.Blank();
@@ -352,7 +420,7 @@ unsigned WriteReport(const std::string& path, const Model& model, const Results&
     print.Cell(static_cast<unsigned>(b + 1));
     print.Cell(e.a + 1);
     print.Cell(e.b + 1);
-    print.Cell(W(Sections[e.section].en, Sections[e.section].ru).c_str());
+    print.Cell(model.sections.GetText(e.section));
     print.Cell(e.length);
     print.Cell(e.slenderness);
     print.Cell(Shown(r.force[b], 3));
@@ -401,19 +469,24 @@ void Analyse(Model& model, const std::string& path, const std::string& report) {
     loaded += model.loads[2 * i] != 0 || model.loads[2 * i + 1] != 0;
     constraints += ((model.supports[i] & FixX) != 0) + ((model.supports[i] & FixY) != 0);
   }
-  std::printf(ZELTOOL_FORMAT("   %u nodes (VPoint2D), %u bars (VectorArray of node lists), %u sections,\n"
+  std::printf(ZELTOOL_FORMAT("   %u nodes (VPoint2D), %u bars (VectorArray of node lists),\n"
+                "   %u sections and %u material (named _CData rows, design limits in the head),\n"
                 "   %u loaded nodes, %u support constraints\n",
-                "   %u узлов (VPoint2D), %u стержней (VectorArray списков узлов), %u сечения,\n"
+                "   %u узлов (VPoint2D), %u стержней (VectorArray списков узлов),\n"
+                "   сечений: %u, материалов: %u (именованные строки _CData, пределы в заголовке),\n"
                 "   %u загруженных узлов, %u опорных связи\n"),
-              nodes, model.bars.GetSize(), model.sections.GetSize() / 2, loaded, constraints);
-  for (unsigned i = 0; 2 * i < model.sections.GetSize(); ++i)
-    std::printf("   %s A = %.4g %s, i = %.3g %s\n", Pad(T(Sections[i].en, Sections[i].ru), 9).c_str(),
-                model.sections[2 * i], T("m2", "м2"), model.sections[2 * i + 1], T("m", "м"));
+              nodes, model.bars.GetSize(), model.sections.GetSize(), model.materials.GetSize(), loaded, constraints);
+  for (unsigned n = 1; n <= model.sections.GetSize(); ++n) {
+    const auto line = LineOf<SectionLine>(model.sections, n);
+    std::printf("   %s A = %.4g %s, i = %.3g %s, %s\n", Pad(zel::Cp1251ToUtf8(model.sections.GetText(n)), 9).c_str(),
+                line.area, T("m2", "м2"), line.radius, T("m", "м"),
+                zel::Cp1251ToUtf8(model.materials.GetText(line.material)).c_str());
+  }
 
   Step(2, T("Document of blocks", "Документ из блоков"));
   const zel::Vector<zel::DOCUMENT> contents = WriteDocument(path, model);
-  const char* names[] = {"nodes", "bars", "sections", "loads", "supports", "contents"};
-  const char* namesRu[] = {"узлы", "стержни", "сечения", "нагрузки", "опоры", "оглавление"};
+  const char* names[] = {"nodes", "bars", "materials", "sections", "loads", "supports", "contents"};
+  const char* namesRu[] = {"узлы", "стержни", "материалы", "сечения", "нагрузки", "опоры", "оглавление"};
   std::printf("   %s %s %s\n", Pad(T("block", "блок"), 10).c_str(), Right(T("position", "позиция"), 10).c_str(),
               Right(T("length", "длина"), 8).c_str());
   for (unsigned i = 0; i < contents.GetSize(); ++i)
@@ -547,7 +620,7 @@ void Analyse(Model& model, const std::string& path, const std::string& report) {
   // Strain energy U = Σ ∫ N²/(2EA) ds and steel volume Σ ∫ A ds by the
   // two-point Gauss rule mapped onto each bar; Clapeyron's theorem gives
   // U = ½ Σ F·u, the check of the whole solution by energy.
-  double energy = 0, volume = 0, work = 0;
+  double energy = 0, volume = 0, mass = 0, work = 0;
   for (std::size_t b = 0; b < bars.size(); ++b) {
     const Bar& e = bars[b];
     unsigned count = 0;
@@ -556,7 +629,8 @@ void Analyse(Model& model, const std::string& path, const std::string& report) {
                                   count, w, x, y);
     for (unsigned k = 0; k < count; ++k) {
       energy += w[k] * force[b] * force[b] / (2 * e.ea);
-      volume += w[k] * e.ea / Modulus;
+      volume += w[k] * e.area;
+      mass += w[k] * e.area * e.density;
     }
   }
   for (unsigned d = 0; d < 2 * nodes; ++d)
@@ -566,7 +640,7 @@ void Analyse(Model& model, const std::string& path, const std::string& report) {
                              "   steel: %.4g m3, %.5g kg\n",
                              "   энергия деформации U = %.6g кН*м; работа нагрузок F*u/2 = %.6g кН*м; отн. разница %s\n"
                              "   сталь: %.4g м3, %.5g кг\n"),
-              energy, work, Below(energyGap).c_str(), volume, volume * Density);
+              energy, work, Below(energyGap).c_str(), volume, mass);
   Check(energyGap < 1e-9, T("the strain energy differs from the work of the loads",
                             "энергия деформации отличается от работы нагрузок"));
 
@@ -607,18 +681,19 @@ void Analyse(Model& model, const std::string& path, const std::string& report) {
   zel::CMessage messages;
   messages.Init(resources, notes);
   const double ratio = span / largestDeflection;
-  messages.Put((ratio < DeflectionLimit ? IDM_DEFLECTION_LARGE : IDM_DEFLECTION_OK) / 10, largestDeflection * 1e3,
-               deflected + 1, ratio, DeflectionLimit);
+  const DesignLimits limits = LimitsOf(model.sections);
+  messages.Put((ratio < limits.deflection ? IDM_DEFLECTION_LARGE : IDM_DEFLECTION_OK) / 10, largestDeflection * 1e3,
+               deflected + 1, ratio, limits.deflection);
   zel::Vector<unsigned> idle, slender;
   for (std::size_t b = 0; b < bars.size(); ++b) {
     const bool carries = std::fabs(force[b]) > 1e-9 * largestForce;
     if (!carries)
       idle.Append(static_cast<unsigned>(b + 1));
-    else if (force[b] < 0 && bars[b].slenderness > SlendernessLimit)
+    else if (force[b] < 0 && bars[b].slenderness > limits.slenderness)
       slender.Append(static_cast<unsigned>(b + 1));
   }
   messages.PutList(idle, IDM_ZERO_FORCE, idle.GetSize());
-  messages.PutList(slender, IDM_SLENDER, SlendernessLimit);
+  messages.PutList(slender, IDM_SLENDER, limits.slenderness);
   for (const zel::CPhraseText& note : notes)
     std::printf("   %s\n", zel::Cp1251ToUtf8(note.GetText()).c_str());
   std::printf(ZELTOOL_FORMAT("   %u warnings, %u errors\n", "   предупреждений: %u, ошибок: %u\n"),
