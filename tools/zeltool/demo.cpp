@@ -252,7 +252,7 @@ Model ReadDocument(const std::string& path) {
   return m;
 }
 
-// Same lines: texts, data bytes, and the heads of tables that have them.
+// Same lines: texts and stored data bytes.
 bool SameTable(const zel::CData& a, const zel::CData& b) {
   bool same = a.GetSize() == b.GetSize();
   for (unsigned n = 1; same && n <= a.GetSize(); ++n)
