@@ -1,7 +1,10 @@
 #include "zeltools/numerics/band.h"
 
+#include <cstdlib>
+#include <new>
 #include <random>
 
+#include "failing_allocations.h"
 #include "matrix_market.h"
 #include "support/test_support.h"
 #include "zeltools/numerics/dense.h"
@@ -9,6 +12,21 @@
 #include "zeltools/numerics/internal/band_plain.h"
 #include "zeltools/numerics/internal/simd_level.h"
 #include "zeltools/numerics/renumber.h"
+#include "zeltools/numerics/threads.h"
+
+namespace zel::test {
+std::atomic<std::size_t> failAllocationsFrom{~std::size_t{0}};
+} // namespace zel::test
+
+void* operator new(std::size_t size) {
+  if (size >= zel::test::failAllocationsFrom.load(std::memory_order_relaxed))
+    throw std::bad_alloc();
+  if (void* p = std::malloc(size > 0 ? size : 1))
+    return p;
+  throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace zel {
 namespace {
@@ -273,6 +291,7 @@ TEST(BandPacked, CountsFollowTheRunningUnionOfColumns) {
 // equals the plain one bit for bit, and the solution mapped back to the
 // original numbering solves the original system.
 TEST(BandSolve, StiffnessMatricesRenumbered) {
+  SetNumThreads(1);
   EXPECT_EQ(15, test::ForEachMatrix([](const test::SymmetricMatrix& mm) {
     const test::Graph g = test::GraphOf(mm.n, mm.lower);
     const SRenumber renumber = RenumberBand(mm.n, g.start.data(), g.adjacent.data());
@@ -286,6 +305,13 @@ TEST(BandSolve, StiffnessMatricesRenumbered) {
       x[position[v]] = b[v] = value(rng);
     BandMatrix fast = band;
     GaussTape(mm.n, fast.rows.data(), 1, x.data());
+    for (unsigned threads : {2u, 3u, 8u}) {
+      SetNumThreads(threads);
+      BandMatrix shared = band;
+      GaussTapeDirect(mm.n, shared.rows.data());
+      EXPECT_TRUE(BitIdentical(fast.values, shared.values)) << mm.name << " threads=" << threads;
+    }
+    SetNumThreads(1);
     if (mm.n <= 2100) {
       numerics::ForceSimdLevel(SimdLevel::Plain);
       BandMatrix slow = band;
@@ -300,6 +326,65 @@ TEST(BandSolve, StiffnessMatricesRenumbered) {
                 mm.n, renumber.profileAfter, renumber.profileBefore, residual);
     EXPECT_LT(residual, 1e-14) << mm.name;
   }));
+  SetNumThreads(0);
+}
+
+// Bands wide enough for the rows below a panel to be shared among threads,
+// and several right-hand sides: every thread count and kernel level gives
+// the bits of the steps.
+TEST(BandSolve, EveryThreadCountGivesTheBitsOfTheSteps) {
+  std::mt19937_64 rng(31);
+  for (unsigned n : {700u, 333u}) {
+    const BandMatrix original = RandomBand(rng, n, 260, n % 2 ? 0.3 : 0.0);
+    std::vector<double> b(3 * n, 1.0);
+    for (std::size_t i = 0; i < b.size(); i += 3)
+      b[i] = -0.5;
+    BandMatrix expected = original;
+    ASSERT_TRUE(ReferenceFactor(expected.rows));
+    std::vector<double> xb = b;
+    for (unsigned r = 0; r < 3; ++r)
+      ReferenceSolve(expected.rows, xb.data() + std::size_t(r) * n);
+    AtEveryLevel([&](SimdLevel level) {
+      for (unsigned threads : {1u, 2u, 3u, 8u}) {
+        SetNumThreads(threads);
+        BandMatrix f = original;
+        std::vector<double> x = b;
+        GaussTape(n, f.rows.data(), 3, x.data());
+        EXPECT_TRUE(BitIdentical(f.values, expected.values)) << "level=" << int(level) << " threads=" << threads;
+        EXPECT_TRUE(BitIdentical(x, xb)) << "level=" << int(level) << " threads=" << threads;
+      }
+    });
+  }
+  SetNumThreads(0);
+}
+
+// Without room for its panels the factorisation goes row by row, to the same
+// bits; without room even for that, the library's own exception says so and
+// nothing has changed.
+TEST(BandSolve, FailedAllocationsFallBackOrReportInTheLibrarysWords) {
+  std::mt19937_64 rng(41);
+  const unsigned n = 300;
+  const BandMatrix original = RandomBand(rng, n, 90, 0.2);
+  BandMatrix expected = original;
+  ASSERT_TRUE(ReferenceFactor(expected.rows));
+  BandMatrix m = original;
+  {
+    const test::FailingAllocations failing(4096);
+    GaussTapeDirect(n, m.rows.data());
+  }
+  EXPECT_TRUE(BitIdentical(m.values, expected.values));
+  BandMatrix refused = original;
+  const test::ScopedLanguage english(1033);
+  EXPECT_EQ(ThrownText([&] {
+              const test::FailingAllocations failing(512);
+              GaussTapeDirect(n, refused.rows.data());
+            }).rfind("Unable to allocate", 0), 0u);
+  EXPECT_TRUE(BitIdentical(refused.values, original.values));
+  std::vector<double> packed(MatrElemSize(n), 1.0), b(n, 1.0);
+  EXPECT_NE(ThrownText([&] {
+              const test::FailingAllocations failing(512);
+              GaussTape(n, packed.data(), 1, b.data());
+            }), "");
 }
 
 } // namespace

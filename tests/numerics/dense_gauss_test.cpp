@@ -1,11 +1,13 @@
 #include <numeric>
 #include <random>
 
+#include "failing_allocations.h"
 #include "matrix_market.h"
 #include "support/test_support.h"
 #include "zeltools/numerics/dense.h"
 #include "zeltools/numerics/internal/gauss_blocked.h"
 #include "zeltools/numerics/internal/simd_level.h"
+#include "zeltools/numerics/threads.h"
 
 namespace zel {
 namespace {
@@ -123,6 +125,28 @@ TEST(Gauss, MatchesTheStepsBitForBitOnRandomSystems) {
                 },
                 "level=" + std::to_string(int(level)) + " panel=" + std::to_string(panel));
       }
+}
+
+// Orders past the blocking threshold with every thread count, and without
+// room for the panels: the bits of the steps each time.
+TEST(Gauss, EveryThreadCountAndAFailedAllocationGiveTheBitsOfTheSteps) {
+  std::mt19937_64 rng(7);
+  for (unsigned threads : {1u, 2u, 3u, 8u}) {
+    SetNumThreads(threads);
+    for (SimdLevel level : {SimdLevel::Generic, SimdLevel::Avx2, SimdLevel::Avx512})
+      if (level <= numerics::DetectedSimdLevel()) {
+        numerics::ForceSimdLevel(level);
+        CompareWithReference<double>(300, 2, Flavour::Random, 0, rng,
+                                     [&](double* a, double* b) { return Gauss(300, a, 2, b, 0, 1e-12); },
+                                     "threads=" + std::to_string(threads) + " level=" + std::to_string(int(level)));
+      }
+    numerics::ResetSimdLevel();
+  }
+  SetNumThreads(0);
+  CompareWithReference<double>(200, 1, Flavour::TinyColumn, 1, rng, [&](double* a, double* b) {
+    const test::FailingAllocations failing(4096);
+    return Gauss(200, a, 1, b, 1, 1e-12);
+  }, "failed allocation");
 }
 
 TEST(Gauss, SuppressedUnknownAndTheToleranceBoundary) {
