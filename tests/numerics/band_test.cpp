@@ -150,13 +150,16 @@ BandMatrix RandomBand(std::mt19937_64& rng, unsigned n, unsigned width, double z
 }
 
 // The factorisation at every kernel level and panel height, and the solution
-// through every entry point, against the steps.
-TEST(BandSolve, EveryKernelAndEntryPointMatchesTheSteps) {
+// through every entry point, against the steps; the last trials have bands
+// wide enough, and right-hand sides enough, to be shared among 1, 2, 3 and 8
+// threads.
+TEST(BandSolve, EveryKernelThreadCountAndEntryPointMatchesTheSteps) {
   std::mt19937_64 rng(2024);
   std::uniform_real_distribution<double> value(-1.0, 1.0);
-  for (int trial = 0; trial < 60; ++trial) {
-    const unsigned n = 1 + static_cast<unsigned>(rng() % 140), width = static_cast<unsigned>(rng() % 70);
-    const unsigned m = 1 + trial % 3;
+  for (int trial = 0; trial < 64; ++trial) {
+    const bool wide = trial >= 60;
+    const unsigned n = wide ? 333 + 367 * (trial % 2) : 1 + static_cast<unsigned>(rng() % 140);
+    const unsigned width = wide ? 260 : static_cast<unsigned>(rng() % 70), m = wide ? 3 : 1 + trial % 3;
     const BandMatrix original = RandomBand(rng, n, width, (trial % 3) * 0.3);
     std::vector<double> b(std::size_t(n) * m);
     for (double& x : b) // zero components are skipped, whatever their sign
@@ -167,9 +170,12 @@ TEST(BandSolve, EveryKernelAndEntryPointMatchesTheSteps) {
     for (unsigned r = 0; r < m; ++r)
       ReferenceSolve(expected.rows, xb.data() + std::size_t(r) * n);
     AtEveryLevel([&](SimdLevel level) {
+      const unsigned threads = std::vector<unsigned>{1, 2, 3, 8}[trial % 4];
       const std::string where = "n=" + std::to_string(n) + " width=" + std::to_string(width) +
-                                " level=" + std::to_string(int(level));
+                                " level=" + std::to_string(int(level)) + " threads=" + std::to_string(threads);
       for (std::size_t panel : {1u, 3u, 8u, 13u, 32u}) {
+        if (wide)
+          break;
         BandMatrix f = original;
         if (level == SimdLevel::Plain)
           numerics::BandFactorPlain(n, f.rows.data());
@@ -177,6 +183,7 @@ TEST(BandSolve, EveryKernelAndEntryPointMatchesTheSteps) {
           numerics::BandFactorBlocked(n, f.rows.data(), level, panel);
         EXPECT_TRUE(BitIdentical(f.values, expected.values)) << where << " panel=" << panel;
       }
+      SetNumThreads(threads);
       BandMatrix one = original, split = original, later = original;
       std::vector<double> b1 = b, b2 = b, b3 = b;
       GaussTape(n, one.rows.data(), m, b1.data());
@@ -189,6 +196,7 @@ TEST(BandSolve, EveryKernelAndEntryPointMatchesTheSteps) {
         EXPECT_TRUE(BitIdentical(*x, xb)) << where;
     });
   }
+  SetNumThreads(0);
 }
 
 // A = Uᵀ·D·U with a unit upper band U of small integers and pivots D that
@@ -326,35 +334,6 @@ TEST(BandSolve, StiffnessMatricesRenumbered) {
                 mm.n, renumber.profileAfter, renumber.profileBefore, residual);
     EXPECT_LT(residual, 1e-14) << mm.name;
   }));
-  SetNumThreads(0);
-}
-
-// Bands wide enough for the rows below a panel to be shared among threads,
-// and several right-hand sides: every thread count and kernel level gives
-// the bits of the steps.
-TEST(BandSolve, EveryThreadCountGivesTheBitsOfTheSteps) {
-  std::mt19937_64 rng(31);
-  for (unsigned n : {700u, 333u}) {
-    const BandMatrix original = RandomBand(rng, n, 260, n % 2 ? 0.3 : 0.0);
-    std::vector<double> b(3 * n, 1.0);
-    for (std::size_t i = 0; i < b.size(); i += 3)
-      b[i] = -0.5;
-    BandMatrix expected = original;
-    ASSERT_TRUE(ReferenceFactor(expected.rows));
-    std::vector<double> xb = b;
-    for (unsigned r = 0; r < 3; ++r)
-      ReferenceSolve(expected.rows, xb.data() + std::size_t(r) * n);
-    AtEveryLevel([&](SimdLevel level) {
-      for (unsigned threads : {1u, 2u, 3u, 8u}) {
-        SetNumThreads(threads);
-        BandMatrix f = original;
-        std::vector<double> x = b;
-        GaussTape(n, f.rows.data(), 3, x.data());
-        EXPECT_TRUE(BitIdentical(f.values, expected.values)) << "level=" << int(level) << " threads=" << threads;
-        EXPECT_TRUE(BitIdentical(x, xb)) << "level=" << int(level) << " threads=" << threads;
-      }
-    });
-  }
   SetNumThreads(0);
 }
 
