@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <new>
 #include <random>
+#include <thread>
 
 #include "failing_allocations.h"
 #include "matrix_market.h"
@@ -335,6 +336,27 @@ TEST(BandSolve, StiffnessMatricesRenumbered) {
     EXPECT_LT(residual, 1e-14) << mm.name;
   }));
   SetNumThreads(0);
+}
+
+// Callers on several threads at once share the library's helper threads:
+// one of them gets the helpers, the others run on their own, and all get the
+// bits of one thread.
+TEST(BandSolve, ConcurrentCallersGetTheBitsOfOneThread) {
+  std::mt19937_64 rng(53);
+  const unsigned n = 700;
+  const BandMatrix original = RandomBand(rng, n, 260, 0.1);
+  BandMatrix expected = original;
+  ASSERT_TRUE(ReferenceFactor(expected.rows));
+  SetNumThreads(2);
+  std::vector<BandMatrix> copies(4, original);
+  std::vector<std::thread> callers;
+  for (BandMatrix& c : copies)
+    callers.emplace_back([&c] { GaussTapeDirect(n, c.rows.data()); });
+  for (std::thread& t : callers)
+    t.join();
+  SetNumThreads(0);
+  for (const BandMatrix& c : copies)
+    EXPECT_TRUE(BitIdentical(c.values, expected.values));
 }
 
 // Without room for its panels the factorisation goes row by row, to the same
