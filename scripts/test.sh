@@ -1,10 +1,15 @@
 #!/usr/bin/env bash
-# Builds and runs every test: the suite plainly, the suite again under
+# Checks the include graph against the layer order, then builds and runs
+# every test: the suite plainly, the suite again under
 # AddressSanitizer + UndefinedBehaviorSanitizer, a consumer project built
 # against the installed package and against the source tree, and a short
 # smoke run of every benchmark.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+echo "== layers (include graph against the layer order)"
+bash scripts/check_layers.sh
+
 source scripts/deps.sh
 zel_need_packages libgtest-dev libgmock-dev libbenchmark-dev liblapack-dev libopenblas-dev zlib1g-dev libsuitesparse-dev
 jobs="$(nproc)"

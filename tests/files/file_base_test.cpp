@@ -296,6 +296,15 @@ TEST_F(FileBaseTest, AppendsOtherFilesAndCopiesShareTheFileButNotTheCache) {
   unsigned char got[6];
   ASSERT_EQ(f.Read(got, 6, 0), 1);
   EXPECT_EQ(std::memcmp(got, "XYad", 4), 0);
+  f.Write("UV", 2, 0);
+  {
+    CFileBase copy(f); // takes f's waiting "UV" to the file, so f's cache is clean
+    copy.Write("zw", 2, 0);
+    ASSERT_EQ(copy.Close(), 1);
+  }
+  ASSERT_EQ(f.Close(), 1);
+  EXPECT_EQ(Bytes(path_)[0], 'z'); // the original's close must not undo the copy's write
+  ASSERT_EQ(f.Open(path_.c_str(), "rwa"), 1);
   ASSERT_EQ(f.Delete(), 1);
   EXPECT_EQ(SizeOnDisk(path_), -1);
 }

@@ -13,7 +13,8 @@
 #include <type_traits>
 
 #include "zeltools/containers/type_value.h"
-#include "zeltools/files/document.h"
+#include "zeltools/files/block_io.h"
+#include "zeltools/files/internal/payload_io.h"
 #include "zeltools/memory/allocator.h"
 #include "zeltools/memory/memory.h"
 
@@ -462,7 +463,8 @@ public:
 
   /// Writes the row count at `pos` (-1: the end of the file) and appends the
   /// rows after the end of the file. Returns where the row count went, -1
-  /// when the file reported a failure to its sink.
+  /// when the file reported a failure to its sink. Every plain element type
+  /// is stored; others are refused when the array is declared.
   long long Write(CFileBase& file, long long pos);
   /// Writes the payload as a block at the end of the file, described by
   /// `doc`; with no rows and `always` 0 nothing is written and `doc` is
@@ -560,29 +562,76 @@ void VArrayPlus<T>::Copy(const VArrayPlus& other) {
     Set(k, other.rows_[k].count, other.rows_[k].storage);
 }
 
-extern template class CArrayPlus<char>;
-extern template class CArrayPlus<unsigned char>;
-extern template class CArrayPlus<unsigned short>;
-extern template class CArrayPlus<int>;
-extern template class CArrayPlus<unsigned int>;
-extern template class CArrayPlus<long long>;
-extern template class CArrayPlus<unsigned long long>;
-extern template class CArrayPlus<float>;
-extern template class CArrayPlus<double>;
-extern template class CArrayPlus<char*>;
-extern template class CArrayPlus<unsigned char*>;
-extern template class CArrayPlus<unsigned short*>;
-extern template class CArrayPlus<unsigned int*>;
-extern template class CArrayPlus<double*>;
-extern template class CArrayPlus<long long*>;
-extern template class CArrayPlus<unsigned long long*>;
-extern template class CArrayPlus<void*>;
-extern template class CArrayPlus<CTypeValue<unsigned char, double>>;
-extern template class CArrayPlus<CTypeValue<unsigned short, double>>;
+template <class T>
+long long VArrayPlus<T>::Write(CFileBase& file, long long pos) {
+  const unsigned int rows = GetSize();
+  internal::PayloadWriter out(file);
+  long long at = out.Position();
+  if (pos == -1) {
+    out.PutCount(rows);
+  } else {
+    at = WriteCount(file, rows, pos);
+    if (at < 0)
+      return -1;
+  }
+  for (const Row& row : rows_) {
+    out.PutCount(row.count);
+    out.PutPiece(row.storage, sizeof(T) * row.count);
+  }
+  return out.Finish() ? at : -1;
+}
 
-extern template class VArrayPlus<double>;
-extern template class VArrayPlus<float>;
-extern template class VArrayPlus<unsigned int>;
-extern template class VArrayPlus<unsigned short>;
+template <class T>
+void VArrayPlus<T>::Write(CFileBase& file, DOCUMENT& doc, unsigned char always) {
+  WriteBlock(file, doc, GetSize() == 0 && always == 0, [&] { return Write(file, -1) >= 0; });
+}
+
+template <class T>
+unsigned char VArrayPlus<T>::Read(CFileBase& file, long long pos) {
+  try {
+    internal::PayloadReader in(file, pos);
+    unsigned int rows = 0;
+    bool ok = in.Count(rows, sizeof(unsigned int)); // every row holds at least its count
+    if (ok)
+      SetSize(rows);
+    for (unsigned int k = 0; ok && k < rows; ++k) {
+      unsigned int n = 0;
+      ok = in.Count(n, sizeof(T));
+      if (ok && n != 0)
+        ok = in.Get(Resize(k, n), sizeof(T) * n);
+      else
+        Resize(k, 0);
+    }
+    if (!ok) {
+      Clear();
+      return 0;
+    }
+    in.Finish();
+    return 1;
+  } catch (...) {
+    Clear();
+    throw;
+  }
+}
+
+template <class T>
+unsigned char VArrayPlus<T>::Read(CFileBase& file, const DOCUMENT& doc) {
+  if (!OpenBlock(file, doc)) {
+    Clear();
+    return doc.length == 0 ? 1 : 0;
+  }
+  return Read(file, doc.position);
+}
+
+// The element types whose arrays the library compiles once, for every
+// user; any other plain type is compiled where it is used.
+#define ZEL_ARRAY_PLUS_ELEMENTS(X)                                                                                    \
+  X(char) X(unsigned char) X(unsigned short) X(int) X(unsigned int) X(long long) X(unsigned long long) X(float)       \
+  X(double) X(char*) X(unsigned char*) X(unsigned short*) X(unsigned int*) X(double*) X(long long*)                  \
+  X(unsigned long long*) X(void*) X(CTypeValue<unsigned char, double>) X(CTypeValue<unsigned short, double>)
+
+#define ZEL_EXTERN_ARRAY_PLUS(...) extern template class CArrayPlus<__VA_ARGS__>;
+ZEL_ARRAY_PLUS_ELEMENTS(ZEL_EXTERN_ARRAY_PLUS)
+#undef ZEL_EXTERN_ARRAY_PLUS
 
 } // namespace zel

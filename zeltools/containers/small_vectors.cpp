@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "zeltools/text/compare.h"
-#include "zeltools/text/list_index.h"
+#include "zeltools/containers/compare.h"
+#include "zeltools/containers/list_index.h"
 
 namespace zel {
 

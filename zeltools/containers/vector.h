@@ -37,7 +37,7 @@
 
 #include "zeltools/containers/internal/element_order.h"
 #include "zeltools/containers/internal/erase_positions.h"
-#include "zeltools/files/block.h"
+#include "zeltools/files/block_io.h"
 
 namespace zel {
 
@@ -423,7 +423,7 @@ public:
 
   /// What the positional `Write` returns when the file refused the write
   /// (the file's −1).
-  static constexpr unsigned long long WriteFailed = ~0ull;
+  static constexpr unsigned long long WriteFailed = WriteArrayFailed;
 
   /// Writes the payload with its count at `pos` (−1: the end of the file)
   /// and, when the count is not 0, the elements at that position + 4.
@@ -434,18 +434,7 @@ public:
   /// Element types that are not trivially copyable (texts holding a
   /// pointer) write their object images, which mean nothing when read back.
   unsigned long long Write(CFileBase& file, long long pos) const {
-    const std::size_t n = this->size();
-    if (n > 0xFFFFFFFFu) {
-      file.Message(111, "");
-      return WriteFailed;
-    }
-    const auto count = static_cast<unsigned int>(n);
-    const long long at = file.Write(&count, sizeof count, pos);
-    if (at < 0) return WriteFailed;
-    if (count != 0 && file.Write(static_cast<const void*>(this->data()), n * sizeof(T), at + 4) < 0) {
-      return WriteFailed;
-    }
-    return static_cast<unsigned long long>(at);
+    return WriteArray(file, pos, static_cast<const void*>(this->data()), this->size(), sizeof(T));
   }
 
   /// Appends the payload as a new block and describes it in `doc` (position,
@@ -471,11 +460,11 @@ public:
     if (!ReadCount(file, count, sizeof(T), pos < 0 ? -1 : pos)) return;
     if constexpr (std::is_trivially_copyable_v<T>) {
       this->resize(count);
-      if (count != 0) file.Read(static_cast<void*>(this->data()), std::size_t{count} * sizeof(T));
+      if (count != 0) ReadBytes(file, static_cast<void*>(this->data()), std::size_t{count} * sizeof(T));
     } else {
       Base fresh(count);
       this->swap(fresh);
-      file.SetPosRead(file.GetPosRead() + static_cast<long long>(std::size_t{count} * sizeof(T)));
+      SkipBytes(file, std::size_t{count} * sizeof(T));
     }
   }
 

@@ -1,6 +1,6 @@
 #include "zeltools/containers/vector_array.h"
 
-#include "zeltools/containers/internal/payload_io.h"
+#include "zeltools/files/internal/payload_io.h"
 #include "zeltools/files/block.h"
 #include "zeltools/files/file_base.h"
 

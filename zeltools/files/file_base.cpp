@@ -1,7 +1,8 @@
 // The random-access file and its cache.
 //
-// Cache invariants (checked by CheckCache, asserted after every operation in
-// debug builds):
+// Cache invariants (all checked by CheckCache; those that need no system
+// call, 1 to 3 and 6, are asserted by DebugCheck after every operation that
+// changes the cache in builds with assertions):
 //  1. 0 <= cacheFill_ <= CacheSize. A closed file has an empty, clean cache.
 //  2. A filled cache lies inside the logical file:
 //     0 <= cachePos_ and cachePos_ + cacheFill_ <= length_.
@@ -11,14 +12,16 @@
 //  4. Clean cached bytes equal the file's bytes at the same logical
 //     positions. Uncached writes keep this by writing a dirty cache back
 //     first and then copying their own bytes into the overlapping part.
+//     (Checked where the handle can read.)
 //  5. Every logical byte lies in the physical file or in the dirty cache, so
 //     a write-back never leaves a hole; uncached reads that overlap a dirty
 //     cache write it back first.
-//  6. A small write joins the cache when it starts inside the filled part or
-//     right at its end and stays within CacheSize of the cache's start; this
-//     is what turns a run of appended records into one system call per 16 KB.
-//  7. filePointer_ is -1 (unknown) or the logical position the system's
-//     pointer was last put at; it only saves positioning calls.
+//  6. length_ >= 0, and filePointer_ is -1 (unknown) or a logical position
+//     the system's pointer was put at; it only saves positioning calls.
+//
+// A small write joins the cache when it starts inside the filled part or
+// right at its end and stays within CacheSize of the cache's start; this is
+// what turns a run of appended records into one system call per 16 KB.
 //
 // Every logical position p is physical p + markSize_.
 
@@ -38,7 +41,6 @@
 #include "zeltools/errors/last_error.h"
 #include "zeltools/memory/memory.h"
 #include "zeltools/platform/platform.h"
-#include "zeltools/text/phrase.h"
 
 namespace zel {
 namespace {
@@ -112,6 +114,10 @@ CFileBase::CFileBase(const CFileBase& other) {
     CloseQuietly();
     throw;
   }
+  // The pending bytes are now in the file, and the original's cache equals
+  // it: left dirty, its later write-back would put these old bytes over
+  // whatever the copy writes meanwhile.
+  other.dirty_ = 0;
   DebugCheck();
 }
 
@@ -161,7 +167,7 @@ void CFileBase::CloseQuietly() noexcept {
 
 unsigned char CFileBase::Message(int id, const char* text) { return Report(id, name_, text, sink_, crash_); }
 
-unsigned char CFileBase::Report(int id, const char* name, const char* text, CPhrase* sink, unsigned char crash) {
+unsigned char CFileBase::Report(int id, const char* name, const char* text, CMessageSink* sink, unsigned char crash) {
   ++errors_;
   if (text == nullptr)
     text = "";
@@ -172,12 +178,12 @@ unsigned char CFileBase::Report(int id, const char* name, const char* text, CPhr
   std::string system;
   CrashLastError(system);
   if (!system.empty())
-    sink->Append(system.c_str(), KindSystemText, code, 0);
+    sink->AppendMessage(system.c_str(), KindSystemText, code, 0);
   std::string format;
   GetLibraryMessage(messageId, format);
   char buffer[Exception::DescriptionSize] = {};
   FormatMessageText(buffer, sizeof buffer, format.c_str(), name, text);
-  sink->Append(buffer, KindMessage, messageId, 0);
+  sink->AppendMessage(buffer, KindMessage, messageId, 0);
   if (crash != 0)
     Crash(buffer);
   return 0;
@@ -193,7 +199,7 @@ unsigned char CFileBase::BadPosition() {
 
 // --- opening and closing -----------------------------------------------------
 
-unsigned char CFileBase::Open(const char* name, const char* mode, CPhrase* sink, unsigned char crash) {
+unsigned char CFileBase::Open(const char* name, const char* mode, CMessageSink* sink, unsigned char crash) {
   // The open file keeps its state (its sink and mark size included); the
   // failure goes to the sink of this call.
   if (IsOpen())
@@ -286,7 +292,7 @@ unsigned char CFileBase::Close() {
   if (!closed) {
     char name[NameSize];
     std::memcpy(name, name_, sizeof name);
-    CPhrase* sink = sink_;
+    CMessageSink* sink = sink_;
     const unsigned int error = GetLastError();
     Init();
     SetLastError(error);
@@ -301,7 +307,7 @@ unsigned char CFileBase::Delete() {
     return 1;
   char name[NameSize];
   std::memcpy(name, name_, sizeof name);
-  CPhrase* sink = sink_;
+  CMessageSink* sink = sink_;
   const unsigned char closed = Close();
   if (!platform::Calls().fileRemove(name))
     return Report(132, name, "", sink, crash_);
@@ -432,21 +438,40 @@ bool CFileBase::WriteBack() {
   return true;
 }
 
-unsigned char CFileBase::CheckCache() const noexcept {
+bool CFileBase::StateHolds() const noexcept {
   if (cacheFill_ < 0 || cacheFill_ > static_cast<int>(CacheSize))
-    return 0;
+    return false;
   if (!IsOpen() && (cacheFill_ != 0 || dirty_ != 0))
-    return 0;
+    return false;
   if (cacheFill_ > 0 && (cachePos_ < 0 || cachePos_ > length_ - cacheFill_))
-    return 0;
+    return false;
   if (dirty_ && (cacheFill_ == 0 || write_ == 0))
-    return 0;
-  if (filePointer_ < -1 || length_ < 0)
-    return 0;
-  return 1;
+    return false;
+  return filePointer_ >= -1 && length_ >= 0;
 }
 
-void CFileBase::DebugCheck() const noexcept { assert(CheckCache() == 1); }
+unsigned char CFileBase::CheckCache() const noexcept {
+  if (!StateHolds())
+    return 0;
+  if (!IsOpen())
+    return 1;
+  // The look at the file must not disturb what a caller reads afterwards.
+  const unsigned int error = GetLastError();
+  std::int64_t size = 0;
+  bool holds = platform::Calls().fileSize(handle_, size);
+  const long long physical = size - markSize_;
+  if (holds && physical < length_)
+    holds = dirty_ != 0 && cachePos_ <= physical && cachePos_ + cacheFill_ >= length_;
+  if (holds && !dirty_ && cacheFill_ > 0 && read_) {
+    unsigned char file[CacheSize];
+    const auto fill = static_cast<std::size_t>(cacheFill_);
+    holds = platform::ReadAt(handle_, file, fill, cachePos_ + markSize_) == fill && std::memcmp(file, cache_, fill) == 0;
+  }
+  SetLastError(error);
+  return holds ? 1 : 0;
+}
+
+void CFileBase::DebugCheck() const noexcept { assert(StateHolds()); }
 
 // --- transfers -----------------------------------------------------------------
 

@@ -5,7 +5,8 @@
 ///
 /// Errors are reported in one of two ways chosen at `Open`: thrown as a
 /// `zel::Exception` (code 2) whose text names the file, or appended to a
-/// caller's `CPhrase` with the operation returning 0 (or -1). Operations on a
+/// caller's message sink (a `CPhrase`, see message_sink.h) with the
+/// operation returning 0 (or -1). Operations on a
 /// file that is not open return 0 (or -1) silently, except `Close`, `Delete`
 /// and `Flush`, which return 1.
 ///
@@ -19,9 +20,9 @@
 #include <cstring>
 #include <vector>
 
-namespace zel {
+#include "zeltools/files/message_sink.h"
 
-class CPhrase;
+namespace zel {
 
 /// The operating-system file behind a `CFileBase`: opaque, null when none.
 using FileHandle = void*;
@@ -56,8 +57,9 @@ public:
   /// Copies the state (positions, name, attributes, mark and cached bytes)
   /// onto a second handle of the same open file; the sink and the crash flag
   /// are not copied (null and 0). Bytes still waiting in `other`'s cache are
-  /// written to the file first through the copy, so that neither object can
-  /// later overwrite the other's newer bytes with them. A failure throws.
+  /// written to the file first through the copy, and both caches are clean
+  /// afterwards, so that neither object can later overwrite the other's
+  /// newer bytes with them. A failure throws (and `other` keeps its bytes).
   CFileBase(const CFileBase& other);
   CFileBase& operator=(const CFileBase&) = delete;
   /// Closes the file, writing back the cache; never throws (a failure at
@@ -82,7 +84,7 @@ public:
   /// `sink` and `crash` choose the reporting (see `Message`); the crash flag
   /// takes effect only once the open has succeeded. The sink is not owned and
   /// must outlive the open file (the destructor may still report to it).
-  unsigned char Open(const char* name, const char* mode, CPhrase* sink = nullptr, unsigned char crash = 0);
+  unsigned char Open(const char* name, const char* mode, CMessageSink* sink = nullptr, unsigned char crash = 0);
   /// The raw open with Windows-numbered `access` (GenericRead/GenericWrite),
   /// `share` (ShareRead/ShareWrite; 0 means exclusive) and `creation`. Sets
   /// the read and write attributes from `access` and reads the length. A
@@ -205,14 +207,17 @@ public:
 
   // --- extras --------------------------------------------------------------
 
-  CPhrase* GetSink() const noexcept { return sink_; }
+  CMessageSink* GetSink() const noexcept { return sink_; }
   unsigned char GetCrash() const noexcept { return crash_; }
   /// How many failures this object has reported since it was made (thrown
   /// or not). Block writers compare it around a write to tell a failure that
   /// went to a sink.
   unsigned int GetErrorCount() const noexcept { return errors_; }
-  /// 1 when the cache's invariants (listed in the implementation) hold.
-  /// Debug builds assert it after every operation that changes the cache.
+  /// 1 when the cache's invariants (listed in the implementation) hold,
+  /// including those about the file's contents, which are read back to
+  /// check them (the last error is kept). Builds with assertions check the
+  /// invariants that need no system call after every operation that changes
+  /// the cache; this call is for tests.
   unsigned char CheckCache() const noexcept;
 
 protected:
@@ -234,7 +239,7 @@ private:
   bool IsOpen() const noexcept { return handle_ != nullptr; }
   unsigned char ReadCached(void* buffer, unsigned long long size, long long pos);
   long long WriteCached(const void* buffer, unsigned long long size, long long pos);
-  unsigned char Report(int id, const char* name, const char* text, CPhrase* sink, unsigned char crash);
+  unsigned char Report(int id, const char* name, const char* text, CMessageSink* sink, unsigned char crash);
   unsigned char BadPosition();
   unsigned char ReadChecked(void* buffer, unsigned long long size, long long pos, bool checkAccess);
   unsigned char ReadUncached(void* buffer, unsigned long long size, long long pos, bool checkAccess);
@@ -249,6 +254,7 @@ private:
   void CopyName(const char* name) noexcept;
   bool ReadLength(int lengthType, unsigned int& length, long long pos);
   bool ReadTerminated(std::vector<char>& out, long long pos);
+  bool StateHolds() const noexcept;
   void DebugCheck() const noexcept;
 
   // Reset by Init (everything down to the cache state).
@@ -264,9 +270,11 @@ private:
   unsigned char markSize_;
   long long cachePos_;
   int cacheFill_;
-  unsigned char dirty_;
+  // Mutable so that a copy, which writes the original's pending bytes to
+  // the file, can mark the original clean.
+  mutable unsigned char dirty_;
   // Kept by Init (the sink is detached).
-  CPhrase* sink_ = nullptr;
+  CMessageSink* sink_ = nullptr;
   unsigned char crash_ = 0;
   unsigned int errors_ = 0;
   unsigned char cache_[CacheSize];

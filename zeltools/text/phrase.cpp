@@ -175,6 +175,10 @@ void CPhrase::Append(const char* text, unsigned char kind, unsigned int param1, 
   push_back(std::move(message));
 }
 
+void CPhrase::AppendMessage(const char* text, unsigned char kind, unsigned int param1, unsigned int param2) {
+  Append(text, kind, param1, param2);
+}
+
 void CPhrase::Append(unsigned int id, unsigned char kind, unsigned int param1, unsigned int param2) {
   const char* text = internal::LibraryString(id, GetThreadUILanguage());
   Append(text != nullptr ? text : "", kind, param1, param2);

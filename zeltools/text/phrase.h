@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "zeltools/files/document.h"
+#include "zeltools/files/message_sink.h"
 
 namespace zel {
 
@@ -60,8 +61,9 @@ private:
 };
 
 /// Messages in append order. It is a standard vector of `CPhraseText`, so
-/// the messages are reached with `size()`, `operator[]` and iteration.
-class CPhrase : public std::vector<CPhraseText> {
+/// the messages are reached with `size()`, `operator[]` and iteration. It is
+/// also the sink into which files record their failures.
+class CPhrase : public std::vector<CPhraseText>, public CMessageSink {
 public:
   /// Kind of a system error text appended by `AppendSystem`.
   static constexpr unsigned char KindSystem = 3;
@@ -81,6 +83,8 @@ public:
   /// Appends copies of all messages of `other`, after removing all messages
   /// first when `replace` is not 0. `other` may be this phrase.
   void Append(const CPhrase& other, unsigned char replace);
+  /// `Append(text, kind, param1, param2)`, for the files that report here.
+  void AppendMessage(const char* text, unsigned char kind, unsigned int param1, unsigned int param2) override;
   /// When the thread's last system error is not 0, appends its text (no
   /// trailing line end) with kind 3 and parameters 0.
   void AppendSystem();
