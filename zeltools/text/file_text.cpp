@@ -1,5 +1,7 @@
 #include "zeltools/text/file_text.h"
 
+#include "zeltools/text/phrase.h"
+
 #include <algorithm>
 #include <cstring>
 
