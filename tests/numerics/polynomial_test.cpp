@@ -45,20 +45,18 @@ TEST(PolyValue, AgreesWithHornerAndSnapsTinyResults) {
   EXPECT_EQ(PolyValue(0, negativeTiny, 1.0, 0), 0.0);
 }
 
+// Zero passes, or as many as the count can hold, copy; more passes than
+// coefficients clear.
 TEST(PolyDiffer, ZeroAndLargestCountOnlyCopy) {
-  const double c[] = {1.0, 2.0, 3.0};
+  const std::vector<double> c = {1.0, 2.0, 3.0};
   for (unsigned int k : {0u, UINT_MAX}) {
-    double out[3] = {9, 9, 9};
-    PolyDiffer(k, 2, c, out);
-    EXPECT_EQ(out[0], 1.0);
-    EXPECT_EQ(out[1], 2.0);
-    EXPECT_EQ(out[2], 3.0);
+    std::vector<double> out(3, 9.0);
+    PolyDiffer(k, 2, c.data(), out.data());
+    EXPECT_EQ(out, c);
   }
-  double d[] = {1.0, 2.0, 3.0};
-  PolyDiffer(UINT_MAX - 1, 2, d, nullptr); // more passes than coefficients
-  EXPECT_EQ(d[0], 0.0);
-  EXPECT_EQ(d[1], 0.0);
-  EXPECT_EQ(d[2], 0.0);
+  std::vector<double> d = c;
+  PolyDiffer(UINT_MAX - 1, 2, d.data(), nullptr);
+  EXPECT_EQ(d, std::vector<double>(3, 0.0));
 }
 
 // The k-th derivative is k first derivatives, and evaluating it matches the
@@ -142,24 +140,18 @@ TEST(RootPoly2, RandomRootsAreRecoveredInOrder) {
   }
 }
 
+// The stored cube-root exponent (fifteen threes) shows in the last digits of
+// x³ = 8; a vanishing leading coefficient hands over to the quadratic; a
+// triple root makes the discriminant vanish. Roots not found stay as given.
 TEST(RootPoly3, KnownCubics) {
-  double x1 = 0, x2 = 0, x3 = 0;
-  // The stored cube-root exponent (fifteen threes) shows in the last digits.
-  x2 = x3 = 42.0;
-  EXPECT_EQ(RootPoly3(1.0, 0.0, 0.0, -8.0, x1, x2, x3), 1);
-  EXPECT_EQ(x1, 1.9999999999999984);
-  EXPECT_EQ(x2, 42.0);
-  EXPECT_EQ(x3, 42.0);
-  // A vanishing leading coefficient hands over to the quadratic; x3 stays.
-  EXPECT_EQ(RootPoly3(0.0, 1.0, -3.0, 2.0, x1, x2, x3), 2);
-  EXPECT_EQ(x1, 1.0);
-  EXPECT_EQ(x2, 2.0);
-  EXPECT_EQ(x3, 42.0);
-  // A triple root: the discriminant vanishes and all three coincide.
-  EXPECT_EQ(RootPoly3(1.0, -3.0, 3.0, -1.0, x1, x2, x3), 3);
-  EXPECT_EQ(x1, 1.0);
-  EXPECT_EQ(x2, 1.0);
-  EXPECT_EQ(x3, 1.0);
+  const double cases[][8] = {{1, 0, 0, -8, 1, 1.9999999999999984, 42, 42},
+                             {0, 1, -3, 2, 2, 1, 2, 42},
+                             {1, -3, 3, -1, 3, 1, 1, 1}};
+  for (const auto& c : cases) {
+    double x1 = 42, x2 = 42, x3 = 42;
+    EXPECT_EQ(RootPoly3(c[0], c[1], c[2], c[3], x1, x2, x3), int(c[4])) << c[4];
+    EXPECT_TRUE(x1 == c[5] && x2 == c[6] && x3 == c[7]) << x1 << " " << x2 << " " << x3;
+  }
 }
 
 // Three real roots come back ascending (the kept exchange sequence sorts

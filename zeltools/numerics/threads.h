@@ -5,6 +5,16 @@
 /// steps of their work among threads; every element still receives its
 /// operations in the same order, so the results are identical to the bit for
 /// every thread count, and a count of 1 runs everything on the calling thread.
+///
+/// A step is shared out only when it holds at least about a million element
+/// updates (one multiplication and one subtraction each, some tens of
+/// microseconds of work, the order of the cost of waking a helper); smaller
+/// steps, and so small systems, stay on the calling thread.
+///
+/// The helpers are a small pool of std::thread owned by the library rather
+/// than OpenMP: no run-time library is added to the callers' link, the pool
+/// starts on first need, and a caller that finds it busy (another of the
+/// application's threads is solving) simply works alone, with the same bits.
 
 namespace zel {
 
