@@ -23,10 +23,13 @@ unsigned HardwareThreads() noexcept {
 }
 
 // Helper threads sleep on a condition variable between loops. A loop is
-// published under the mutex with a new generation number; each helper whose
-// index is below the loop's helper count takes tasks from the shared counter
-// until none is left, then reports itself done. Helpers spin briefly before
-// they sleep, since the solvers' loops follow each other closely.
+// published under the mutex with a new generation number. Tasks are claimed
+// from one atomic word holding the generation (high 32 bits) and the next
+// task (low 32 bits), so a helper that wakes late, after its loop has ended,
+// claims nothing, and the caller waits only for tasks that were claimed, not
+// for helpers to wake: on a loaded machine a descheduled helper costs the
+// loop nothing unless it holds a task. Helpers spin briefly before they
+// sleep, since the solvers' loops follow each other closely.
 class Pool {
 public:
   ~Pool() {
@@ -49,21 +52,25 @@ public:
   // `helpers` helper threads, starting helpers that do not exist yet.
   void Run(std::size_t tasks, std::size_t helpers, TaskFn fn, void* context) noexcept {
     helpers = std::min(helpers, Grow(helpers));
+    std::uint64_t generation;
     {
       std::lock_guard<std::mutex> lock(mutex_);
       fn_ = fn;
       context_ = context;
       tasks_ = tasks;
-      next_.store(0, std::memory_order_relaxed);
       helpers_ = helpers;
-      running_ = helpers;
-      generation_.fetch_add(1, std::memory_order_release);
+      completed_.store(0, std::memory_order_relaxed);
+      generation = generation_.load(std::memory_order_relaxed) + 1;
+      claim_.store((generation & 0xFFFFFFFFu) << 32, std::memory_order_relaxed);
+      generation_.store(generation, std::memory_order_release);
     }
     if (helpers > 0)
       wake_.notify_all();
-    Work(0);
+    Work(generation, tasks, fn, context, 0);
+    for (int spin = 0; spin < 2000 && completed_.load(std::memory_order_acquire) != tasks; ++spin)
+      std::this_thread::yield();
     std::unique_lock<std::mutex> lock(mutex_);
-    done_.wait(lock, [&] { return running_ == 0; });
+    done_.wait(lock, [&] { return completed_.load(std::memory_order_acquire) == tasks; });
   }
 
 private:
@@ -82,9 +89,20 @@ private:
     return workers_.size();
   }
 
-  void Work(std::size_t thread) noexcept {
-    for (std::size_t t; (t = next_.fetch_add(1, std::memory_order_relaxed)) < tasks_;)
-      fn_(context_, t, thread);
+  // Claims and runs tasks of loop `generation` while it has any left.
+  void Work(std::uint64_t generation, std::size_t tasks, TaskFn fn, void* context, std::size_t thread) noexcept {
+    const std::uint64_t tag = generation & 0xFFFFFFFFu;
+    std::uint64_t word = claim_.load(std::memory_order_acquire);
+    while ((word >> 32) == tag && (word & 0xFFFFFFFFu) < tasks) {
+      if (!claim_.compare_exchange_weak(word, word + 1, std::memory_order_acq_rel, std::memory_order_acquire))
+        continue;
+      fn(context, static_cast<std::size_t>(word & 0xFFFFFFFFu), thread);
+      if (completed_.fetch_add(1, std::memory_order_acq_rel) + 1 == tasks) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        done_.notify_one();
+      }
+      word = claim_.load(std::memory_order_acquire);
+    }
   }
 
   void Loop(std::size_t index, std::uint64_t seen) noexcept {
@@ -98,11 +116,11 @@ private:
       seen = generation_.load(std::memory_order_relaxed);
       if (index > helpers_)
         continue;
+      const TaskFn fn = fn_;
+      void* const context = context_;
+      const std::size_t tasks = tasks_;
       lock.unlock();
-      Work(index);
-      lock.lock();
-      if (--running_ == 0)
-        done_.notify_one();
+      Work(seen, tasks, fn, context, index);
     }
   }
 
@@ -111,10 +129,11 @@ private:
   std::condition_variable wake_, done_;
   std::vector<std::thread> workers_;
   std::atomic<std::uint64_t> generation_{0};
-  std::atomic<std::size_t> next_{0};
+  std::atomic<std::uint64_t> claim_{0};
+  std::atomic<std::size_t> completed_{0};
   TaskFn fn_ = nullptr;
   void* context_ = nullptr;
-  std::size_t tasks_ = 0, helpers_ = 0, running_ = 0;
+  std::size_t tasks_ = 0, helpers_ = 0;
   bool stop_ = false;
 };
 
@@ -141,7 +160,8 @@ std::size_t ThreadsFor(double work, std::size_t tasks) noexcept {
 }
 
 void RunParallel(std::size_t tasks, std::size_t threads, TaskFn fn, void* context) noexcept {
-  Pool* pool = threads > 1 && tasks > 1 ? ThePool() : nullptr;
+  // Task numbers share a 64-bit word with the loop's generation.
+  Pool* pool = threads > 1 && tasks > 1 && tasks <= 0xFFFFFFFFu ? ThePool() : nullptr;
   if (pool == nullptr || !pool->TryAcquire()) {
     for (std::size_t t = 0; t < tasks; ++t)
       fn(context, t, 0);
