@@ -153,9 +153,9 @@ BandMatrix RandomBand(std::mt19937_64& rng, unsigned n, unsigned width, double z
 }
 
 // The factorisation at every kernel level and panel height, and the solution
-// through every entry point, against the steps; the last trials have bands
-// wide enough, and right-hand sides enough, to be shared among 1, 2, 3 and 8
-// threads.
+// through every entry point (the packed triangle included), against the
+// steps; the last trials have bands wide enough, and right-hand sides
+// enough, to be shared among 1, 2, 3 and 8 threads.
 TEST(BandSolve, EveryKernelThreadCountAndEntryPointMatchesTheSteps) {
   std::mt19937_64 rng(2024);
   std::uniform_real_distribution<double> value(-1.0, 1.0);
@@ -186,17 +186,40 @@ TEST(BandSolve, EveryKernelThreadCountAndEntryPointMatchesTheSteps) {
           numerics::BandFactorBlocked(n, f.rows.data(), level, panel);
         EXPECT_TRUE(BitIdentical(f.values, expected.values)) << where << " panel=" << panel;
       }
+      // Two callers at once: one of them gets the helper threads, the other
+      // works alone, and both get the bits of one thread.
       SetNumThreads(threads);
       BandMatrix one = original, split = original, later = original;
       std::vector<double> b1 = b, b2 = b, b3 = b;
-      GaussTape(n, one.rows.data(), m, b1.data());
+      std::thread other([&] { GaussTape(n, one.rows.data(), m, b1.data()); });
       GaussTape1(n, split.rows.data(), m, b2.data());
       GaussTape(n, later.rows.data(), 0, nullptr); // factorises only
       GaussTapeBack(n, later.rows.data(), m, b3.data());
+      other.join();
       for (const BandMatrix* f : {&one, &split, &later})
         EXPECT_TRUE(BitIdentical(f->values, expected.values)) << where;
       for (const auto* x : {&b1, &b2, &b3})
         EXPECT_TRUE(BitIdentical(*x, xb)) << where;
+      if (wide)
+        return;
+      // The packed triangle: rows reach as far as any row so far has a
+      // non-zero (the union rule), so rows of zeros still receive fill-in.
+      std::vector<double> packed(MatrElemSize(n), 0.0), bp = b;
+      for (unsigned i = 0; i < n; ++i)
+        std::copy_n(original.rows[i].values, original.rows[i].count, packed.begin() + IndexMatrTriang(n, i, i));
+      std::vector<double> packedExpected = packed, bpExpected = b;
+      std::vector<GAUSS_TAPE> rows(n);
+      for (unsigned i = 0, top = 0; i < n; ++i) {
+        for (unsigned j = i; j < n; ++j)
+          top = packed[IndexMatrTriang(n, i, j)] != 0.0 ? std::max(top, j) : top;
+        rows[i] = {std::max(top, i) - i + 1, packedExpected.data() + IndexMatrTriang(n, i, i)};
+      }
+      ASSERT_TRUE(ReferenceFactor(rows));
+      for (unsigned r = 0; r < m; ++r)
+        ReferenceSolve(rows, bpExpected.data() + std::size_t(r) * n);
+      GaussTape(n, packed.data(), m, bp.data());
+      EXPECT_TRUE(BitIdentical(packed, packedExpected)) << where;
+      EXPECT_TRUE(BitIdentical(bp, bpExpected)) << where;
     });
   }
   SetNumThreads(0);
@@ -263,41 +286,6 @@ TEST(BandSolve, RowsBreakingTheEnvelopeAreRefusedUntouched) {
   EXPECT_EQ(b[0], 1.0);
 }
 
-// The packed factorisation equals the record solver on rows whose counts the
-// test derives by the union rule (each row reaches the highest column any row
-// so far has a non-zero in, so zero rows still receive fill-in), bit for bit.
-TEST(BandPacked, CountsFollowTheRunningUnionOfColumns) {
-  std::mt19937_64 rng(5);
-  std::uniform_real_distribution<double> value(-1.0, 1.0);
-  for (int trial = 0; trial < 60; ++trial) {
-    const unsigned n = 1 + static_cast<unsigned>(rng() % 60);
-    std::vector<double> a(MatrElemSize(n), 0.0), b(n);
-    for (unsigned i = 0; i < n; ++i) {
-      a[IndexMatrTriang(n, i, i)] = 3.0 + n;
-      const unsigned width = static_cast<unsigned>(rng() % 12);
-      for (unsigned j = i + 1; j < n && j <= i + width; ++j)
-        if (rng() % 3 != 0)
-          a[IndexMatrTriang(n, i, j)] = value(rng);
-    }
-    for (double& x : b)
-      x = value(rng);
-    std::vector<double> expectedA = a, expectedB = b;
-    std::vector<GAUSS_TAPE> rows(n);
-    unsigned top = 0;
-    for (unsigned i = 0; i < n; ++i) {
-      for (unsigned j = i; j < n; ++j)
-        if (a[IndexMatrTriang(n, i, j)] != 0.0)
-          top = std::max(top, j);
-      rows[i] = {std::max(top, i) - i + 1, expectedA.data() + IndexMatrTriang(n, i, i)};
-    }
-    ASSERT_TRUE(ReferenceFactor(rows));
-    ReferenceSolve(rows, expectedB.data());
-    GaussTape(n, a.data(), 1, b.data());
-    EXPECT_TRUE(BitIdentical(a, expectedA)) << "n=" << n;
-    EXPECT_TRUE(BitIdentical(b, expectedB)) << "n=" << n;
-  }
-}
-
 // Every test matrix, renumbered: the fast factorisation equals the plain one
 // bit for bit, and the solution mapped back to the original numbering solves
 // the original system; so does the dense elimination on the smaller ones.
@@ -354,27 +342,6 @@ TEST(BandSolve, StiffnessMatricesRenumbered) {
     EXPECT_LT(test::RelativeResidual(mm, solution, b), 1e-14) << mm.name;
   }));
   SetNumThreads(0);
-}
-
-// Callers on several threads at once share the library's helper threads:
-// one of them gets the helpers, the others run on their own, and all get the
-// bits of one thread.
-TEST(BandSolve, ConcurrentCallersGetTheBitsOfOneThread) {
-  std::mt19937_64 rng(53);
-  const unsigned n = 700;
-  const BandMatrix original = RandomBand(rng, n, 260, 0.1);
-  BandMatrix expected = original;
-  ASSERT_TRUE(ReferenceFactor(expected.rows));
-  SetNumThreads(2);
-  std::vector<BandMatrix> copies(4, original);
-  std::vector<std::thread> callers;
-  for (BandMatrix& c : copies)
-    callers.emplace_back([&c] { GaussTapeDirect(n, c.rows.data()); });
-  for (std::thread& t : callers)
-    t.join();
-  SetNumThreads(0);
-  for (const BandMatrix& c : copies)
-    EXPECT_TRUE(BitIdentical(c.values, expected.values));
 }
 
 // Without room for its panels the factorisation goes row by row, to the same
