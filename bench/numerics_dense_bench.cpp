@@ -29,17 +29,16 @@
 #include "zeltools/numerics/band.h"
 #include "zeltools/numerics/dense.h"
 #include "zeltools/numerics/renumber.h"
+#include "support/matrix_market.h"
 
 namespace {
 
-// The shared test data sits beside the repository (../shared/data); the
-// environment variable ZEL_DATA_DIR names another place.
+// The matrices are the repository's test data; ZEL_DATA_DIR names another
+// folder of the same layout.
 std::string DataFolder() {
   if (const char* d = std::getenv("ZEL_DATA_DIR"))
     return d;
-  std::string here = __FILE__;
-  here.erase(here.find_last_of('/') + 1);
-  return here + "../../shared/data";
+  return ZEL_BENCH_DATA_DIR;
 }
 
 bool Smoke() {
@@ -242,37 +241,20 @@ SymmetricSystem GridSystem(unsigned nx, unsigned ny, unsigned nz, unsigned dof) 
 }
 
 bool ReadMatrixMarket(const std::string& path, SymmetricSystem& s) {
-  const bool gz = path.size() > 3 && path.compare(path.size() - 3, 3, ".gz") == 0;
-  FILE* f = gz ? popen(("gzip -dc '" + path + "'").c_str(), "r") : std::fopen(path.c_str(), "r");
-  if (f == nullptr)
+  zel::mtx::SymmetricMatrix m;
+  const std::string fault = zel::mtx::ReadSymmetric(path, m);
+  if (!fault.empty()) {
+    std::fprintf(stderr, "%s\n", fault.c_str());
     return false;
-  char line[1024];
-  bool ok = false;
-  unsigned rows = 0, cols = 0;
-  unsigned long entries = 0;
-  while (std::fgets(line, sizeof line, f))
-    if (line[0] != '%') {
-      ok = std::sscanf(line, "%u %u %lu", &rows, &cols, &entries) == 3 && rows == cols;
-      break;
-    }
-  for (unsigned long k = 0; ok && k < entries; ++k) {
-    unsigned i, j;
-    double v;
-    ok = std::fscanf(f, "%u %u %lf", &i, &j, &v) == 3 && i >= j && j >= 1 && i <= rows;
-    if (ok) {
-      s.rowOf.push_back(i - 1);
-      s.colOf.push_back(j - 1);
-      s.value.push_back(v);
-    }
   }
-  if (gz)
-    pclose(f);
-  else
-    std::fclose(f);
-  s.n = rows;
-  const std::size_t slash = path.find_last_of('/');
-  s.name = path.substr(slash + 1, path.find('.', slash) - slash - 1);
-  return ok;
+  s.n = m.n;
+  s.name = m.name.substr(0, m.name.find('.'));
+  for (const zel::mtx::Entry& e : m.lower) {
+    s.rowOf.push_back(e.row);
+    s.colOf.push_back(e.col);
+    s.value.push_back(e.value);
+  }
+  return true;
 }
 
 SymmetricSystem Renumbered(const SymmetricSystem& s) {
@@ -531,8 +513,8 @@ void RegisterAll() {
   }
   const std::string folder = DataFolder() + "/matrices/";
   const std::vector<std::string> real =
-      smoke ? std::vector<std::string>{"bcsstk05.mtx"}
-            : std::vector<std::string>{"bcsstk14.mtx", "bcsstk13.mtx.gz", "s3rmt3m3.mtx.gz", "bcsstk18.mtx.gz"};
+      smoke ? std::vector<std::string>{"bcsstk05.mtx.gz"}
+            : std::vector<std::string>{"bcsstk14.mtx.gz", "bcsstk13.mtx.gz", "s3rmt3m3.mtx.gz", "bcsstk18.mtx.gz"};
   for (const std::string& file : real) {
     SymmetricSystem s;
     if (!ReadMatrixMarket(folder + file, s)) {

@@ -2,24 +2,14 @@
 # zeltools/resources/ when the library is built, so that no file is needed at
 # run time.
 #
-# zel_rc_compile is a host program built from the library's own script reader
-# (and the few sources that reader stands on); it turns the scripts into the
-# constant rows that zeltools/errors/catalogue.cpp includes. The same program
-# serves zel_add_string_tables (ZelStringTables.cmake) for applications.
-# A cross build would need a host-built zel_rc_compile; it is not provided.
+# zel_rc_compile is a host program built on the library's bottom layers (the
+# objects of zeltools_base: the platform and the script reader); it turns the
+# scripts into the constant rows that zeltools/errors/catalogue.cpp includes.
+# The same program serves zel_add_string_tables (ZelStringTables.cmake) for
+# applications. A cross build would need a host-built zel_rc_compile; it is
+# not provided.
 
-file(GLOB zel_platform_common_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/zeltools/platform/*.cpp)
-add_executable(zel_rc_compile
-  ${PROJECT_SOURCE_DIR}/tools/rc_compile/rc_compile.cpp
-  ${PROJECT_SOURCE_DIR}/zeltools/errors/rc_script.cpp
-  ${PROJECT_SOURCE_DIR}/zeltools/errors/rc_lexer.cpp
-  ${PROJECT_SOURCE_DIR}/zeltools/errors/rc_expression.cpp
-  ${PROJECT_SOURCE_DIR}/zeltools/errors/table_image.cpp
-  ${PROJECT_SOURCE_DIR}/zeltools/errors/exception.cpp
-  ${PROJECT_SOURCE_DIR}/zeltools/errors/language.cpp
-  ${PROJECT_SOURCE_DIR}/zeltools/text/encoding.cpp
-  ${zel_platform_common_sources}
-  ${ZEL_PLATFORM_SOURCES})
+add_executable(zel_rc_compile ${PROJECT_SOURCE_DIR}/tools/rc_compile/rc_compile.cpp $<TARGET_OBJECTS:zeltools_base>)
 add_executable(ZelTools::rc_compile ALIAS zel_rc_compile)
 set_target_properties(zel_rc_compile PROPERTIES EXPORT_NAME rc_compile)
 target_compile_features(zel_rc_compile PRIVATE cxx_std_17)
@@ -50,12 +40,12 @@ endif()
 # tests/, after this file is read, hence the deferred call.
 if(ZELTOOLS_BUILD_TESTS)
   add_library(zel_test_string_tables MODULE)
-  zel_add_string_tables(zel_test_string_tables ${PROJECT_SOURCE_DIR}/tests/errors/data/module_strings.rc)
+  zel_add_string_tables(zel_test_string_tables ${PROJECT_SOURCE_DIR}/tests/text/data/module_strings.rc)
   set_target_properties(zel_test_string_tables PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
   function(zel_wire_test_string_tables)
-    if(TARGET zel_errors_tests)
-      add_dependencies(zel_errors_tests zel_test_string_tables)
-      target_compile_definitions(zel_errors_tests PRIVATE
+    if(TARGET zel_text_tests)
+      add_dependencies(zel_text_tests zel_test_string_tables)
+      target_compile_definitions(zel_text_tests PRIVATE
         ZEL_TEST_STRING_TABLES="$<TARGET_FILE:zel_test_string_tables>")
     endif()
   endfunction()

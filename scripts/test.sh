@@ -1,13 +1,26 @@
 #!/usr/bin/env bash
-# Builds and runs every test: the suite plainly, the suite again under
+# Checks the include graph against the layer order, then builds and runs
+# every test: the suite plainly, the suite again under
 # AddressSanitizer + UndefinedBehaviorSanitizer, a consumer project built
 # against the installed package and against the source tree, and a short
 # smoke run of every benchmark.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+echo "== layers (include graph against the layer order)"
+bash scripts/check_layers.sh
+
 source scripts/deps.sh
-zel_need_packages libgtest-dev libgmock-dev libbenchmark-dev liblapack-dev libopenblas-dev
+zel_need_packages libgtest-dev libgmock-dev libbenchmark-dev liblapack-dev libopenblas-dev zlib1g-dev libsuitesparse-dev
 jobs="$(nproc)"
+
+echo "== the repository stands alone"
+# Nothing may reach for data beside the repository: its tests, benchmarks and
+# tools read only what it holds.
+if grep -rnI --exclude-dir=.git --exclude-dir=build -e '\.\./shared' . ; then
+  echo "the files above name a folder outside the repository" >&2
+  exit 1
+fi
 
 echo "== tests (release)"
 cmake --preset release >/dev/null

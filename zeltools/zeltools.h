@@ -2,10 +2,14 @@
 /// \file
 /// Umbrella header: every public declaration of ZelTools.
 
+#include "zeltools/platform/last_error.h"
+
+#include "zeltools/rcscript/encoding.h"
+#include "zeltools/rcscript/language_ids.h"
+
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/language.h"
 #include "zeltools/errors/last_error.h"
-#include "zeltools/errors/resource.h"
 
 #include "zeltools/memory/allocator.h"
 #include "zeltools/memory/memory.h"
@@ -30,6 +34,7 @@
 #include "zeltools/text/compare.h"
 #include "zeltools/text/debug_print.h"
 #include "zeltools/text/encoding.h"
+#include "zeltools/text/file_text.h"
 #include "zeltools/text/font.h"
 #include "zeltools/text/guid.h"
 #include "zeltools/text/letter_case.h"
@@ -39,6 +44,9 @@
 #include "zeltools/text/params.h"
 #include "zeltools/text/phrase.h"
 #include "zeltools/text/point_line.h"
+#include "zeltools/text/read_memory.h"
+#include "zeltools/text/resource.h"
+#include "zeltools/text/strings.h"
 
 #include "zeltools/geometry/line2d.h"
 #include "zeltools/geometry/line3d.h"

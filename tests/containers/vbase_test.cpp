@@ -106,14 +106,13 @@ TEST(VBase, EqualityAndOrderLookAtDifferentThings) {
   EXPECT_TRUE(a < b);
 }
 
-TEST(VBase, ReadTakesAByteCountAndKeepsTypeAndLength) {
-  test::ScopedLanguage english(LanguageEnglish);
-  test::TempDir dir;
-  const std::string path = dir.File("vbase.bin");
+using VBaseFile = test::FileTest;
+
+TEST_F(VBaseFile, ReadTakesAByteCountAndKeepsTypeAndLength) {
   // Two payloads back to back: 6 bytes, then a count far beyond the file.
-  test::PutBytes(path, {6, 0, 0, 0, 1, 2, 3, 4, 5, 6, 0xFF, 0xFF, 0, 0, 9});
+  test::PutBytes(path_, {6, 0, 0, 0, 1, 2, 3, 4, 5, 6, 0xFF, 0xFF, 0, 0, 9});
   CFileBase f;
-  ASSERT_EQ(f.Open(path.c_str(), "r"), 1);
+  ASSERT_EQ(f.Open(path_.c_str(), "r"), 1);
   VBase v;
   v.SetType(4, 0);
   v.Append(5, nullptr);
@@ -121,9 +120,7 @@ TEST(VBase, ReadTakesAByteCountAndKeepsTypeAndLength) {
   EXPECT_EQ(v.GetType(), 4);
   EXPECT_EQ(v.GetSize(), 3u);
   EXPECT_EQ(v.Bytes(), (std::vector<unsigned char>{1, 2, 3, 4, 5, 6}));
-  char expected[1024];
-  std::snprintf(expected, sizeof expected, test::CatalogueText(110).c_str(), path.c_str());
-  EXPECT_EQ(test::ThrownText([&] { v.Read(f); }), expected);
+  EXPECT_EQ(test::ThrownText([&] { v.Read(f); }), test::FileMessage(110, path_));
   EXPECT_EQ(v.GetSize(), 3u);  // unchanged
 }
 

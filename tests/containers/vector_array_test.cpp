@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include "support/damage.h"
 #include "support/temp_files.h"
 #include "support/test_support.h"
-#include "zeltools/errors/language.h"
 #include "zeltools/files/file_base.h"
 #include "zeltools/text/phrase.h"
 
@@ -44,7 +44,7 @@ void ExpectEqual(const VectorArray<T, unsigned int>& a, const Model<T>& model) {
 }
 
 template <class T>
-class ListsOf : public ::testing::Test {};
+class ListsOf : public test::FileTest {};
 using ElementTypes = ::testing::Types<char, unsigned char, unsigned int, double, CTypeValue<unsigned char, unsigned int>,
                                       CTypeValue<unsigned short, double>>;
 TYPED_TEST_SUITE(ListsOf, ElementTypes);
@@ -55,9 +55,8 @@ TYPED_TEST_SUITE(ListsOf, ElementTypes);
 TYPED_TEST(ListsOf, RandomEditsMatchAModelThroughWriteReadAndCompress) {
   using T = TypeParam;
   std::mt19937 rng(17);
-  test::TempDir dir;
   CFileBase file;
-  ASSERT_EQ(file.Open(dir.File("lists").c_str(), "wr"), 1);
+  ASSERT_EQ(file.Open(this->path_.c_str(), "wr"), 1);
   for (int round = 0; round < 8; ++round) {
     VectorArray<T, unsigned int> a;
     Model<T> model;
@@ -137,9 +136,11 @@ TYPED_TEST(ListsOf, RandomEditsMatchAModelThroughWriteReadAndCompress) {
   }
 }
 
+using VectorArrayFile = test::FileTest;
+
 // Lists of every length up to a few hundred bytes and some larger than the
 // streaming buffers cross every copy path and buffer boundary of the payload.
-TEST(VectorArray, RunsOfEveryLengthAndLongerThanTheBuffersRoundTrip) {
+TEST_F(VectorArrayFile, RunsOfEveryLengthAndLongerThanTheBuffersRoundTrip) {
   VectorArray<char, unsigned int> a;
   std::mt19937 rng(31);
   std::vector<std::string> model;
@@ -150,9 +151,8 @@ TEST(VectorArray, RunsOfEveryLengthAndLongerThanTheBuffersRoundTrip) {
     a.Append(static_cast<unsigned int>(text.size()), text.data());
     model.push_back(text);
   }
-  test::TempDir dir;
   CFileBase file;
-  ASSERT_EQ(file.Open(dir.File("runs").c_str(), "wr"), 1);
+  ASSERT_EQ(file.Open(path_.c_str(), "wr"), 1);
   DOCUMENT doc;
   a.Write(file, doc);
   VectorArray<char, unsigned int> back;
@@ -184,11 +184,9 @@ TEST(VectorArray, OutOfRangeNumbersAndHeadChanges) {
 
 // Exact bytes: an empty array, lists with their total, heads before counts
 // (head arrays keep their marks), and pairs packed in 5 bytes.
-TEST(VectorArray, PayloadBytes) {
-  test::TempDir dir;
-  const std::string path = dir.File("bytes");
+TEST_F(VectorArrayFile, PayloadBytes) {
   CFileBase file;
-  ASSERT_EQ(file.Open(path.c_str(), "wr"), 1);
+  ASSERT_EQ(file.Open(path_.c_str(), "wr"), 1);
   UIntArray empty, a;
   const unsigned int seven = 7;
   a.Append(1, &seven);
@@ -215,61 +213,37 @@ TEST(VectorArray, PayloadBytes) {
     for (int k = 0; k < 4; ++k)
       expected.push_back(static_cast<unsigned char>(w >> (8 * k)));
   expected.insert(expected.end(), {1, 4, 3, 2, 1, 2, 5, 0, 0, 0});
-  EXPECT_EQ(test::Bytes(path), expected);
+  EXPECT_EQ(test::Bytes(path_), expected);
 }
 
-// Every truncation of a valid block, a record beyond the file, counts that no
-// file could hold and random payloads are reported (110) and leave the array
-// empty; through a sink the result is 0. A file that cannot be written leaves
-// the record empty and the marks set.
-TEST(VectorArray, DamagedPayloadsAndFailingFilesAreReportedAndLoseNothingStored) {
-  test::ScopedLanguage english(LanguageEnglish);
-  test::TempDir dir;
-  const std::string path = dir.File("damaged");
-  const std::string overrun = "When reading, size of file \"" + path + "\" was exceeded";
-  // Head arrays: 2 lists, total 1, {head 5, {7}}, {head 6, {}}.
-  const std::vector<unsigned char> whole = {2, 0, 0, 0, 1, 0, 0, 0, 5, 0, 0, 0, 1, 0, 0, 0,
-                                            7, 0, 0, 0, 6, 0, 0, 0, 0, 0, 0, 0};
-  const std::vector<std::vector<unsigned char>> huge = {{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
-                                                        {1, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0x40, 7, 0, 0, 0}};
-  std::mt19937 rng(23);
-  for (int round = 0; round < 400; ++round) {
-    const bool cut = round < static_cast<int>(whole.size()), lying = round == 28 || round == 29;
-    std::vector<unsigned char> bytes(whole.begin(), whole.begin() + (cut ? round : 0));
-    if (lying)
-      bytes = huge[round - 28];
-    for (std::size_t k = cut || lying ? 0 : 1 + rng() % 60; k > 0; --k)
-      bytes.push_back(static_cast<unsigned char>(rng() % 4 == 0 ? rng() : rng() % 3));
-    test::PutBytes(path, bytes);
-    CFileBase file;
-    ASSERT_EQ(file.Open(path.c_str(), "r"), 1);
-    HeadArray h;
-    h.Append(1, 0, nullptr);
-    try {
-      // Round 0 asks for a record one byte beyond the (empty) file.
-      EXPECT_EQ(h.Read(file, DOCUMENT{0, static_cast<long long>(bytes.size()) + (round == 0)}), 1);
-      ASSERT_FALSE(cut || lying) << "a damaged payload was accepted in round " << round;
-      unsigned long long stored = h.GetSize() != 0 ? 8 : 4;
-      for (unsigned int i = 0; i < h.GetSize(); ++i)
-        stored += 8 + 4ull * h.GetElemSize(i);
-      EXPECT_LE(stored, bytes.size()); // whatever was accepted fits the bytes that were there
-    } catch (const Exception& e) {
-      EXPECT_EQ(e.GetDescription(), overrun);
-      EXPECT_EQ(h.GetSize(), 0u);
-    }
-  }
-  test::PutBytes(path, huge[1]);
+// A damaged payload leaves the array empty; whatever is accepted fits the
+// bytes that were there. A file that cannot be written leaves the record
+// empty and the marks set.
+TEST_F(VectorArrayFile, DamagedPayloadsAndFailingFilesAreReportedAndLoseNothingStored) {
+  const unsigned int seven = 7;
+  test::ExpectEveryDamageReported(
+      path_,
+      [&](CFileBase& f, DOCUMENT& doc) {
+        HeadArray h; // {head 5, {7}}, {head 6, {}}
+        h.Append(5, 1, &seven);
+        h.Append(6, 0, nullptr);
+        h.Write(f, doc);
+      },
+      [](CFileBase& f, DOCUMENT doc) {
+        HeadArray h;
+        h.Append(1, 0, nullptr);
+        const bool accepted = h.Read(f, doc) == 1;
+        unsigned long long stored = h.GetSize() != 0 ? 8 : 4;
+        for (unsigned int i = 0; i < h.GetSize(); ++i)
+          stored += 8 + 4ull * h.GetElemSize(i);
+        EXPECT_TRUE(accepted ? stored <= static_cast<unsigned long long>(doc.length) : h.GetSize() == 0);
+        return accepted;
+      });
   CPhrase sink;
   CFileBase file;
-  ASSERT_EQ(file.Open(path.c_str(), "r", &sink), 1);
+  ASSERT_EQ(file.Open(path_.c_str(), "r", &sink), 1);
   UIntArray a;
-  a.Append(0, nullptr);
-  EXPECT_EQ(a.Read(file, DOCUMENT{0, 16}), 0);
-  EXPECT_EQ(a.GetSize(), 0u);
-  ASSERT_GE(sink.GetQuantity(), 1u);
-  EXPECT_EQ(std::string(sink[sink.GetQuantity() - 1].GetText()), overrun);
-  const unsigned int five = 5;
-  a.Append(1, &five);
+  a.Append(1, &seven);
   DOCUMENT doc{7, 7};
   a.Write(file, doc); // the file is open for reading only
   EXPECT_EQ(doc.position + doc.length, 0);

@@ -12,25 +12,23 @@ namespace {
 
 using test::ThrownText;
 
-std::string Unable(const char* bytes) {
-  return std::string("Unable to allocate ") + bytes + " bytes.\nMemory resource does not allow to continue the solution";
-}
+std::string Unable(long bytes) { return test::Message(201, bytes); }
 
 TEST(Memory, RequestsAreCheckedOnTheProductAgainstTheCeiling) {
   test::ScopedLanguage english(LanguageEnglish);
-  const std::string over = "Memory allocation request exceeds  4Gb.";
+  const std::string over = test::Message(202);
   EXPECT_EQ(ThrownText([] { Memory(0x90000001ull, 1); }), over);
   EXPECT_EQ(ThrownText([] { Memory(0x48000001ull, 2); }), over);
   EXPECT_EQ(ThrownText([] { _Memory(0x90000001ull, 1); }), over);
   EXPECT_EQ(ThrownText([] { ReAlloc(nullptr, 0x90000001ull, 1); }), over);
   EXPECT_EQ(_Memory(0, 8), nullptr);
-  EXPECT_EQ(ThrownText([] { Memory(0, 8); }), Unable("0"));
+  EXPECT_EQ(ThrownText([] { Memory(0, 8); }), Unable(0));
   void* p = Memory(0x90000000ull, 1); // at the ceiling: allowed (the pages are never touched)
   ASSERT_NE(p, nullptr);
   DoMemoryFree(&p);
   EXPECT_EQ(p, nullptr);
   test::ScopedLanguage russian(LanguageRussian);
-  EXPECT_EQ(ThrownText([] { Memory(0x90000001ull, 1); }), test::CatalogueText(202));
+  EXPECT_EQ(ThrownText([] { Memory(0x90000001ull, 1); }), test::Message(202));
 }
 
 // Against a std::vector: the kept prefix survives, growth reads as zero
@@ -62,9 +60,9 @@ TEST(Memory, ExhaustionReportsTheProductOrTheGrowthSizeArgument) {
     platform::Calls().allocate = platform::Calls().allocateZero = [](std::size_t) -> void* { return nullptr; };
     platform::Calls().reallocate = [](void*, std::size_t) -> void* { return nullptr; };
     EXPECT_EQ(_Memory(10, 10), nullptr);
-    EXPECT_EQ(ThrownText([] { Memory(10, 10); }), Unable("100"));
-    EXPECT_EQ(ThrownText([] { ReAlloc(nullptr, 3, 7); }), Unable("21"));
-    EXPECT_EQ(ThrownText([&] { ReAlloc(block, 100, 7); }), Unable("7")); // the size argument, not the product
+    EXPECT_EQ(ThrownText([] { Memory(10, 10); }), Unable(100));
+    EXPECT_EQ(ThrownText([] { ReAlloc(nullptr, 3, 7); }), Unable(21));
+    EXPECT_EQ(ThrownText([&] { ReAlloc(block, 100, 7); }), Unable(7)); // the size argument, not the product
   }
   static_cast<unsigned char*>(block)[15] = 1; // the block survived its failed growth
   DoMemoryFree(&block);

@@ -1,11 +1,10 @@
 #pragma once
 // Shared by the numerics tests: the symmetric Matrix Market files of the
-// shared test data (lower triangle stored, 1-based, some gzip-compressed),
-// their graphs and residuals, and bit-for-bit comparison of results.
+// repository's test data (tests/data/matrices), their graphs and residuals,
+// and bit-for-bit comparison of results.
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -13,20 +12,14 @@
 
 #include <gtest/gtest.h>
 
+#include "support/matrix_market.h"
+
 namespace zel::test {
 
-struct SymmetricEntry {
-  unsigned row, col; // row >= col, 0-based
-  double value;
-};
+using SymmetricEntry = mtx::Entry;
+using SymmetricMatrix = mtx::SymmetricMatrix;
 
-struct SymmetricMatrix {
-  std::string name;
-  unsigned n = 0;
-  std::vector<SymmetricEntry> lower; // as stored, diagonal included
-};
-
-/// Reads every matrix of the shared data folder, in name order, hands it to
+/// Reads every matrix of the test data folder, in name order, hands it to
 /// `use` and returns how many there were; a file that cannot be read fails.
 template <class Use>
 int ForEachMatrix(Use use) {
@@ -37,23 +30,9 @@ int ForEachMatrix(Use use) {
   std::sort(files.begin(), files.end());
   for (const std::string& path : files) {
     SymmetricMatrix m;
-    m.name = std::filesystem::path(path).filename().string();
-    FILE* f = popen(("gzip -dcf '" + path + "'").c_str(), "r"); // -f passes plain files through
-    char line[1024] = "";
-    bool ok = f != nullptr && std::fgets(line, sizeof line, f) != nullptr &&
-              std::string(line).rfind("%%MatrixMarket matrix coordinate real symmetric", 0) == 0;
-    while (ok && std::fgets(line, sizeof line, f) != nullptr && line[0] == '%') {
-    }
-    unsigned cols = 0, i = 0, j = 0;
-    std::size_t entries = 0;
-    double v = 0;
-    ok = ok && std::sscanf(line, "%u %u %zu", &m.n, &cols, &entries) == 3 && m.n == cols;
-    for (; ok && entries-- > 0; m.lower.push_back({i - 1, j - 1, v}))
-      ok = std::fscanf(f, "%u %u %lf", &i, &j, &v) == 3 && i >= 1 && j >= 1 && i <= m.n && j <= i;
-    if (f != nullptr)
-      pclose(f);
-    EXPECT_TRUE(ok) << path;
-    if (ok)
+    const std::string fault = mtx::ReadSymmetric(path, m);
+    EXPECT_EQ(fault, "");
+    if (fault.empty())
       use(m);
   }
   return static_cast<int>(files.size());

@@ -3,8 +3,8 @@
 // way to look at what a file holds (plain POSIX, not the library).
 
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,18 +21,14 @@ namespace zel::test {
 class TempDir {
 public:
   TempDir() {
-    const char* base = std::getenv("TMPDIR");
-    std::string pattern = std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/zeltest.XXXXXX";
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back('\0');
-    if (::mkdtemp(buffer.data()) == nullptr)
+    std::string pattern = (std::filesystem::temp_directory_path() / "zeltest.XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr)
       ADD_FAILURE() << "mkdtemp failed";
-    path_ = buffer.data();
+    path_ = pattern;
   }
   ~TempDir() {
-    const std::string command = "rm -rf '" + path_ + "'";
-    if (std::system(command.c_str()) != 0)
-      std::fprintf(stderr, "could not remove %s\n", path_.c_str());
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
   }
   TempDir(const TempDir&) = delete;
   TempDir& operator=(const TempDir&) = delete;
@@ -96,10 +92,6 @@ inline long long SizeOnDisk(const std::string& path) {
 
 /// Catalogue message `id` as a file reports it: filled with the file's name
 /// and an empty text, in the thread's language.
-inline std::string FileMessage(unsigned int id, const std::string& name) {
-  char buffer[1024];
-  std::snprintf(buffer, sizeof buffer, CatalogueText(id).c_str(), name.c_str(), "");
-  return buffer;
-}
+inline std::string FileMessage(unsigned int id, const std::string& name) { return Message(id, name.c_str(), ""); }
 
 } // namespace zel::test

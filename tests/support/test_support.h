@@ -2,6 +2,7 @@
 // Helpers shared by the test programs.
 
 #include <cstddef>
+#include <cstdio>
 #include <functional>
 #include <string>
 
@@ -37,6 +38,19 @@ inline bool AllZero(const void* p, std::size_t n) {
 /// The library message `id` formatted as the catalogue has it in the calling
 /// thread's language.
 std::string CatalogueText(unsigned int id);
+
+/// Message `id` filled with `args` as the library fills it, in the calling
+/// thread's language: the one way the tests build an expected message.
+template <class... Args>
+std::string Message(unsigned int id, Args... args) {
+  if constexpr (sizeof...(Args) == 0) {
+    return CatalogueText(id);
+  } else {
+    char buffer[1024];
+    std::snprintf(buffer, sizeof buffer, CatalogueText(id).c_str(), args...);
+    return buffer;
+  }
+}
 
 /// Sets the thread's language for the lifetime of the object.
 class ScopedLanguage {

@@ -1,32 +1,26 @@
 #include "zeltools/text/font.h"
 
-#include <algorithm>
 #include <climits>
-#include <cmath>
 
 #include <gtest/gtest.h>
 
 namespace zel {
 namespace {
 
-// Model: em = points·96/72, cell height em + 15 %, width 45 % of the em, each
-// rounded to nearest; points below 1 give 0 × 0, above 10,000 count as 10,000.
-void ExpectCell(int points) {
-  const long em = points < 1 ? 0 : std::lround(std::min(points, 10000) * 96 / 72.0);
-  int w = -1, h = -1;
-  FontSize(points, w, h);
-  ASSERT_EQ(w, std::lround(em * 45 / 100.0)) << points;
-  ASSERT_EQ(h, em + std::lround(em * 15 / 100.0)) << points;
-}
-
+// Worked sizes (em 13, 17, 96 and 13,333 pixels), the clamps, and a cell
+// that never shrinks as the point size grows.
 TEST(FontSize, CellFollowsTheEmOfA96DpiScreen) {
-  for (int points = -3; points <= 10003; ++points)
-    ExpectCell(points);
-  ExpectCell(INT_MAX);
-  ExpectCell(INT_MIN);
-  int w = 0, h = 0;
-  FontSize(10, w, h);
-  EXPECT_TRUE(w == 6 && h == 15);
+  const struct { int points, width, height; } cases[] = {
+      {10, 6, 15}, {13, 8, 20}, {72, 43, 110}, {10000, 6000, 15333}, {INT_MAX, 6000, 15333}, {0, 0, 0}, {INT_MIN, 0, 0}};
+  int w = -1, h = -1;
+  for (const auto& c : cases) {
+    FontSize(c.points, w, h);
+    EXPECT_TRUE(w == c.width && h == c.height) << c.points << ": " << w << " x " << h;
+  }
+  for (int points = 1, lastW = 0, lastH = 0; points <= 10001; ++points, lastW = w, lastH = h) {
+    FontSize(points, w, h);
+    ASSERT_TRUE(w >= lastW && h > lastH - (points == 10001) && h > w) << points;
+  }
 }
 
 } // namespace

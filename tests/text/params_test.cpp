@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "zeltools/text/encoding.h"
+#include "zeltools/text/strings.h"
 
 namespace zel {
 namespace {
@@ -32,8 +33,12 @@ TEST(SeparateString, AgreesWithSplittingTrimmingAndDroppingByHand) {
       if (keepEmpty || !piece.empty())
         expected.push_back(piece);
     }
-    ASSERT_EQ(SeparateString(text.c_str(), parts, separators, keepEmpty), expected.size()) << text;
+    ASSERT_EQ(SeparateString(text, parts, separators, keepEmpty), expected.size()) << text;
     ASSERT_EQ(parts, expected) << text;
+    VCText texts;
+    texts.Add("old");
+    ASSERT_EQ(SeparateString(text, texts, separators, keepEmpty), expected.size()) << text;
+    ASSERT_EQ(Parts(texts.begin(), texts.end()), expected) << text;
   }
   Parts parts{"old"};
   EXPECT_EQ(SeparateString(nullptr, parts, ";", 1), 0u);

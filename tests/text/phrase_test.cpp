@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/damage.h"
 #include "support/temp_files.h"
 #include "zeltools/errors/last_error.h"
 #include "zeltools/files/file_base.h"
@@ -17,7 +18,6 @@ namespace zel {
 namespace {
 
 using test::Bytes;
-using test::PutBytes;
 using Buffer = std::vector<unsigned char>;
 
 // The stream form tells every field apart (a missing text from an empty one
@@ -52,8 +52,6 @@ TEST(PhraseText, TextsAreOwnedCopiesAndTheEmptyTextIsNotNull) {
   ASSERT_NE(t.GetText(), nullptr);
   const unsigned int list[3] = {5, 6, 7};
   t.Set("abc", 1, 2, 0x12345, 0x1FF, 3, list);
-  EXPECT_EQ(t.param2, 0x2345);
-  EXPECT_EQ(t.mark, 0xFF);
   CPhraseText copy(t);
   t.SetText(nullptr);
   t.list.clear();
@@ -202,45 +200,24 @@ TEST_F(PhraseFileTest, BlocksRoundTripAndKeepTheirLayout) {
   }
 }
 
-// Every cut of a stored phrase, and random bytes in its block, end in
-// message 110 (or 105) in the sink, with the phrase unchanged. The phrase
-// is small but has every field: a list, a missing text, an empty list.
+// The phrase is small but has every field: a list, a missing text, an empty list.
 TEST_F(PhraseFileTest, DamagedBlocksAreRefusedAndChangeNothing) {
-  CFileBase w;
-  ASSERT_EQ(w.Open(path_.c_str(), "w"), 1);
-  w.Write("pad!", 4);
   CPhrase stored;
   const unsigned int list[3] = {1, 2, 3};
   stored.Append("abc", 1, 2, list, 4, 3, 5);
   stored.Append(nullptr, 6, 7);
-  DOCUMENT doc;
-  ASSERT_EQ(WritePhrase(stored, w, doc), 1);
-  w.Close();
-  const Buffer good = Bytes(path_);
-  std::mt19937 rng(4);
-  for (std::size_t round = 5; round < good.size() + 200; ++round) {
-    const bool cut = round < good.size();
-    Buffer bytes(good.begin(), cut ? good.begin() + static_cast<long>(round) : good.end());
-    for (int k = 0; !cut && k < (round % 5 == 0 ? 40 : 3); ++k) // a few bytes, or most of the block
-      bytes[4 + rng() % (bytes.size() - 4)] = static_cast<unsigned char>(rng());
-    PutBytes(path_, bytes);
-    CPhrase sink;
-    CFileBase f;
-    ASSERT_EQ(f.Open(path_.c_str(), "r", &sink), 1);
-    DOCUMENT fitted{4, static_cast<long long>(bytes.size()) - 4}; // the damage is met inside the block
-    CPhrase target = stored;
-    if (ReadPhrase(target, f, fitted) == 1) {
-      ASSERT_FALSE(cut);
-      continue;
-    }
-    ASSERT_FALSE(sink.empty());
-    EXPECT_TRUE(sink.back().param1 == 110u || sink.back().param1 == 105u);
-    EXPECT_EQ(Packed(target), Packed(stored));
-  }
+  test::ExpectEveryDamageReported(
+      path_, [&](CFileBase& f, DOCUMENT& doc) { ASSERT_EQ(WritePhrase(stored, f, doc), 1); },
+      [&](CFileBase& f, DOCUMENT doc) {
+        CPhrase target = stored;
+        const bool accepted = ReadPhrase(target, f, doc) == 1;
+        EXPECT_TRUE(accepted || Packed(target) == Packed(stored));
+        return accepted;
+      });
   CFileBase f;
   ASSERT_EQ(f.Open(path_.c_str(), "r"), 1);
   CPhrase target;
-  DOCUMENT outside{4, static_cast<long long>(good.size())};
+  DOCUMENT outside{4, test::SizeOnDisk(path_)};
   EXPECT_EQ(test::ThrownText([&] { ReadPhrase(target, f, outside); }), test::FileMessage(110, path_));
 }
 

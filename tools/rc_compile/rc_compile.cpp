@@ -17,19 +17,12 @@
 #include <iterator>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "zeltools/errors/exception.h"
-#include "zeltools/errors/internal/catalogue.h"
-#include "zeltools/errors/internal/rc_script.h"
-#include "zeltools/errors/internal/table_image.h"
-
-namespace zel::internal {
-// This program builds the library's catalogue, so it runs without one; it
-// reports only its own texts and the script reader's, never a catalogue id.
-const char* LibraryString(unsigned int, unsigned short) noexcept { return nullptr; }
-} // namespace zel::internal
+#include "zeltools/rcscript/internal/rc_script.h"
+#include "zeltools/rcscript/internal/table_image.h"
 
 namespace {
 
@@ -108,7 +101,7 @@ void WriteIfChanged(const std::string& path, const std::string& contents) {
   out << contents;
   out.close();
   if (!out)
-    zel::CrashFormat("%s: cannot write the file", path.c_str());
+    throw std::runtime_error(path + ": cannot write the file");
 }
 
 std::string MakeEscaped(const std::string& path) {
@@ -163,8 +156,8 @@ int main(int argc, char** argv) {
         rule += " " + MakeEscaped(file);
       WriteIfChanged(depfile, rule + "\n");
     }
-  } catch (const zel::Exception& e) {
-    std::fprintf(stderr, "zel_rc_compile: %s\n", e.GetDescription());
+  } catch (const std::exception& e) { // the reader's ScriptError and the tool's own
+    std::fprintf(stderr, "zel_rc_compile: %s\n", e.what());
     return 1;
   }
   return 0;

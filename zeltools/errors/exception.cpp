@@ -7,7 +7,7 @@
 
 #include "zeltools/errors/internal/catalogue.h"
 #include "zeltools/errors/language.h"
-#include "zeltools/errors/last_error.h"
+#include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
 
 namespace zel {

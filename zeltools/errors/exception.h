@@ -24,8 +24,9 @@ public:
   };
 
   static constexpr std::size_t DescriptionSize = 1024;
-  /// The description the original gave an exception whose text could not be
-  /// copied; kept for applications that compare against it.
+  /// The description of an exception whose text could not be copied, for
+  /// applications that compare against it (the constructor cannot meet such
+  /// a text: see exception.cpp).
   static constexpr const char* CopyFailureText = "Internal error in <zel::Exception>";
 
   /// Stores `code`; copies `text` cut at 1023 characters. A null `text`

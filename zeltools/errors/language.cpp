@@ -1,15 +1,16 @@
 #include "zeltools/errors/language.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
+
+#include "zeltools/platform/platform.h"
 
 namespace zel {
 namespace {
 
 unsigned short LanguageFromEnvironment() noexcept {
   for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-    const char* value = std::getenv(name);
+    const char* value = platform::Calls().environment(name);
     if (value != nullptr && *value != '\0')
       return (std::strncmp(value, "ru", 2) == 0) ? LanguageRussian : LanguageEnglish;
   }

@@ -3,13 +3,9 @@
 /// The calling thread's user-interface language, which selects the table that
 /// catalogue look-ups read (the library's own and applications' scripts).
 
-namespace zel {
+#include "zeltools/rcscript/language_ids.h"
 
-/// Language ids of the two catalogue tables.
-enum : unsigned short {
-  LanguageEnglish = 1033,
-  LanguageRussian = 1049,
-};
+namespace zel {
 
 /// Sets the calling thread's user-interface language (1033 or 1049; other ids
 /// are kept and read as English by the catalogue). Returns the id set.

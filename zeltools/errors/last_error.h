@@ -1,14 +1,7 @@
 #pragma once
 /// \file
-/// The calling thread's last system error, kept the way the library's system
-/// layer reports it: every system call made through that layer sets it, to the
-/// `errno` value on failure and to 0 on success.
+/// `GetLastError` / `SetLastError`, declared in
+/// <zeltools/platform/last_error.h>; this path is kept so that code written
+/// against it still compiles.
 
-namespace zel {
-
-/// The last error code of the calling thread (0 after a successful call).
-unsigned int GetLastError() noexcept;
-/// Overrides the calling thread's last error code.
-void SetLastError(unsigned int code) noexcept;
-
-} // namespace zel
+#include "zeltools/platform/last_error.h"

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstdint>
 
-#include "zeltools/errors/last_error.h"
+#include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
 
 namespace zel::platform {

@@ -6,8 +6,8 @@
 // The system calls are reached through one table, `Calls()`, so that tests
 // can replace an entry and make the system fail for real (exhausted memory,
 // short reads, full disks) instead of only misusing a class. Every call made
-// through the table sets the thread's last error: errno on failure, 0 on
-// success.
+// through the table sets the thread's last error, errno on failure and 0 on
+// success; only the environment read, which cannot fail, leaves it alone.
 //
 // Not part of the installed interface.
 
@@ -16,6 +16,11 @@
 #include <string>
 
 namespace zel::platform {
+
+/// A local wall-clock time.
+struct LocalTime {
+  int year, month, day, hour, minute, second, millisecond;
+};
 
 struct SystemCalls {
   // Process heap. `allocate` does not clear; `allocateZero` does.
@@ -50,6 +55,40 @@ struct SystemCalls {
   bool (*fileRemove)(const char* name);
   // True when `name` names an existing file system object.
   bool (*fileExists)(const char* name);
+
+  // --- Whole-file reads, the debugging file, shared objects, environment ---
+  // Opens an existing regular file for reading without waiting on it: a
+  // directory (EISDIR), a FIFO or a device (EINVAL) is refused, so that no
+  // name given to a reader can block it.
+  void* (*fileOpenRegular)(const char* name);
+  // What identifies the open file whatever name reached it (device and
+  // index node here): links and spellings of one path give the same pair.
+  bool (*fileIdentity)(void* handle, std::uint64_t& device, std::uint64_t& node);
+  // Opens `name` for appending, creating it readable and writable by its
+  // owner only. A symbolic link at the name is not followed (ELOOP) and
+  // anything but a regular file is refused (EISDIR, EINVAL), without waiting
+  // on a FIFO: the debugging file lives in a folder that others can write to.
+  void* (*fileOpenAppend)(const char* name);
+  // One write at the end of a file from `fileOpenAppend`: the bytes written,
+  // or -1.
+  std::int64_t (*fileAppend)(void* handle, const void* buffer, std::size_t bytes);
+  // One write to the process's debugging output (standard error): the bytes
+  // written, or -1.
+  std::int64_t (*debugOutput)(const void* buffer, std::size_t bytes);
+  // The local wall-clock time now.
+  bool (*localTime)(LocalTime& time);
+  // Shared objects. `sharedObjectOpen` binds every symbol at once and keeps
+  // them local, so that a broken object fails there and two objects' tables
+  // cannot be mistaken; a name without '/' is searched for on the system's
+  // library path. The loader reports in text, not in codes: a failed open or
+  // a missing symbol reads as ENOENT, a failed close as EINVAL.
+  void* (*sharedObjectOpen)(const char* path);
+  void* (*sharedObjectSymbol)(void* object, const char* name);
+  bool (*sharedObjectClose)(void* object);
+  // The value of the environment variable `name`, or null when it is not
+  // set. It cannot fail, and it leaves the last error alone: the catalogue
+  // language is read from the environment while an error is being reported.
+  const char* (*environment)(const char* name);
 };
 
 /// The table in force. Tests may assign entries and must restore them
@@ -98,8 +137,8 @@ std::uint64_t ReadAt(void* handle, void* buffer, std::uint64_t bytes, std::int64
 /// system call that writes nothing counts as a full device, ENOSPC).
 std::uint64_t WriteAt(void* handle, const void* buffer, std::uint64_t bytes, std::int64_t offset);
 
-/// The system's text for error `code`, without a trailing line end (the
-/// stand-in for FormatMessageA from the system table).
+/// The system's text for error `code` (the C library's message for the
+/// errno value), without a trailing line end.
 std::string SystemErrorText(unsigned int code);
 
 } // namespace zel::platform

@@ -80,7 +80,7 @@ int StrCmpUp(const char* a, const char* b, unsigned int n) noexcept;
 /// 0xC2 0xCC) by the bytes 'E', 0x00, 'd', '%', 'e', 0x80, '@', ' ', 0x10,
 /// 0x08, 0x04, 0x02 respectively. Only the first of these is a look-alike;
 /// the others are kept byte for byte because stored keys were built with
-/// them. A 'Т' therefore ends the text at its place. The whole original text
+/// them. A 'Т' therefore ends the text at its place. The whole text as given
 /// is converted: characters after such a new terminator are converted too.
 /// A null pointer is left alone.
 void StrLetterAng(char* text) noexcept;

@@ -5,6 +5,7 @@
 
 #include "zeltools/text/letter_case.h"
 #include "zeltools/text/number_text.h"
+#include "zeltools/text/strings.h"
 
 namespace zel {
 namespace {
@@ -29,13 +30,11 @@ bool SameName(std::string_view a, std::string_view b) {
 
 bool IsItemEnd(char c) { return c == ';' || c == '\n' || c == '\r'; }
 
-} // namespace
-
-unsigned int SeparateString(const char* text, std::vector<std::string>& parts, const char* separators,
-                            unsigned char keepEmpty) {
-  parts.clear();
+// Calls `take` with every part of `text` (see the header).
+template <class TakePart>
+void SplitParts(const char* text, const char* separators, unsigned char keepEmpty, TakePart&& take) {
   if (text == nullptr || *text == '\0')
-    return 0;
+    return;
   const std::string_view cuts = separators != nullptr && *separators != '\0' ? std::string_view(separators) : blanks;
   const std::string_view all(text);
   std::size_t start = 0;
@@ -43,12 +42,37 @@ unsigned int SeparateString(const char* text, std::vector<std::string>& parts, c
     const std::size_t end = all.find_first_of(cuts, start);
     const std::string_view part = Trim(all.substr(start, end == std::string_view::npos ? all.npos : end - start));
     if (!part.empty() || keepEmpty)
-      parts.emplace_back(part);
+      take(part);
     if (end == std::string_view::npos)
       break;
     start = end + 1;
   }
+}
+
+} // namespace
+
+unsigned int SeparateString(const char* text, VCText& parts, const char* separators, unsigned char keepEmpty) {
+  VCText found;  // `text` may lie in one of the parts
+  SplitParts(text, separators, keepEmpty, [&found](std::string_view part) { found.Add(std::string(part).c_str()); });
+  parts.swap(found);
+  return parts.GetSize();
+}
+
+unsigned int SeparateString(const std::string& text, VCText& parts, const char* separators, unsigned char keepEmpty) {
+  return SeparateString(text.c_str(), parts, separators, keepEmpty);
+}
+
+unsigned int SeparateString(const char* text, std::vector<std::string>& parts, const char* separators,
+                            unsigned char keepEmpty) {
+  std::vector<std::string> found;
+  SplitParts(text, separators, keepEmpty, [&found](std::string_view part) { found.emplace_back(part); });
+  parts.swap(found);
   return static_cast<unsigned int>(parts.size());
+}
+
+unsigned int SeparateString(const std::string& text, std::vector<std::string>& parts, const char* separators,
+                            unsigned char keepEmpty) {
+  return SeparateString(text.c_str(), parts, separators, keepEmpty);
 }
 
 unsigned char ParamText(const char* text, const char* name, std::string& value) {

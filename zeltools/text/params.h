@@ -7,15 +7,24 @@
 
 namespace zel {
 
+class VCText;
+
 /// Splits `text` at every character of `separators` (null or empty: the
 /// blanks space, tab, line feed, carriage return, vertical tab and form
 /// feed) into `parts`, replacing their contents, and returns the number of
 /// parts. Each part is trimmed of blanks. Empty parts are dropped unless
 /// `keepEmpty` is 1: then "a;;b" at ';' gives "a", "", "b" (an empty or
-/// null text gives no part either way). The parts are standard strings, the
-/// stand-in of the library's vector of heap strings.
+/// null text gives no part either way).
+unsigned int SeparateString(const char* text, VCText& parts, const char* separators = nullptr,
+                            unsigned char keepEmpty = 0);
+/// The same for a standard string.
+unsigned int SeparateString(const std::string& text, VCText& parts, const char* separators = nullptr,
+                            unsigned char keepEmpty = 0);
+/// The same into standard strings, for callers that keep their texts so.
 unsigned int SeparateString(const char* text, std::vector<std::string>& parts, const char* separators = nullptr,
                             unsigned char keepEmpty = 0);
+unsigned int SeparateString(const std::string& text, std::vector<std::string>& parts,
+                            const char* separators = nullptr, unsigned char keepEmpty = 0);
 
 /// Looks up parameter `name` in a text of items "name = value" separated by
 /// ';' or line ends, such as "E = 2.1e5; Name = \"Steel; grade 3\"; nu=0.3".

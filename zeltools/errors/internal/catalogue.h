@@ -5,8 +5,8 @@
 namespace zel::internal {
 
 /// The text of library message `id` in language `langId`; when that table
-/// lacks the id, the other language's text (as the system resource loader
-/// falls back). Null when neither table has it. The texts are Windows-1251.
+/// lacks the id, the other language's text, so that a message missing from
+/// one table still reads. Null when neither table has it. The texts are Windows-1251.
 const char* LibraryString(unsigned int id, unsigned short langId) noexcept;
 
 } // namespace zel::internal

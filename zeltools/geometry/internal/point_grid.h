@@ -14,13 +14,17 @@
 //     cell of its coordinates; the others are counted and in no chain (they
 //     coincide with nothing).
 //  3. The cell of a coordinate v is floor(clamp(v / cell_)): a monotone
-//     function of v. Every coordinate within [v - tol, v + tol] therefore
-//     falls between the cells of the rounded v - tol and v + tol, so a search
-//     of those cells finds every coincident point whatever the rounding.
+//     function of v. IsEqual accepts a coordinate q when the rounded |v - q|
+//     is at most tol, which lets q lie up to half an ulp of tol beyond
+//     v -/+ tol; computing the bounds rounds once more. A search therefore
+//     looks at the cells of v -/+ (tol + m), m = (|v| + tol) * 2^-50, which
+//     exceeds both roundings together, so every point IsEqual can accept
+//     sits in a cell searched.
 //  4. reach_ is the largest magnitude of a coordinate of an indexed point.
 //     Points are only indexed while every coordinate is within limit_: there
-//     v / cell_ stays below 2^50, where rounding widens a search by less than
-//     a quarter of a cell, so a search spans at most four cells per axis.
+//     v / cell_ stays below about 2^50, where m is at most about a cell, so
+//     a search box (2 tol + 2 m, under 2.3 cells) spans at most four cells
+//     per axis.
 //  5. The hash table holds every non-empty cell once; it is never more than
 //     half full, so every probe sequence ends at an empty slot.
 
@@ -133,8 +137,9 @@ public:
       if (std::fabs(v) > (reach_ + tol_) * (1.0 + 0x1p-40))
         return true;
       const auto axis = static_cast<std::size_t>(k);
-      lo[axis] = CellOf(v - tol_);
-      hi[axis] = CellOf(v + tol_);
+      const double margin = (std::fabs(v) + tol_) * 0x1p-50; // invariant 3
+      lo[axis] = CellOf(v - tol_ - margin);
+      hi[axis] = CellOf(v + tol_ + margin);
       const std::int64_t span = hi[axis] - lo[axis];
       if (span < 0 || span > 3)
         return false;

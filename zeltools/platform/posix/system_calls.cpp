@@ -3,25 +3,20 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/sysinfo.h>
+#include <sys/time.h>
 #include <unistd.h>
 
-#include "zeltools/errors/last_error.h"
+#include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
 
 namespace zel {
-
-namespace {
-thread_local unsigned int lastError = 0;
-}
-
-unsigned int GetLastError() noexcept { return lastError; }
-void SetLastError(unsigned int code) noexcept { lastError = code; }
-
 namespace platform {
 namespace {
 
@@ -229,11 +224,112 @@ bool PosixFileExists(const char* name) noexcept {
   return ok;
 }
 
+// Keeps an open descriptor only when it is a regular file: the opens below
+// ask not to wait (O_NONBLOCK), so that a FIFO at the name is refused here
+// instead of blocking the open.
+void* RegularOrRefused(int fd) noexcept {
+  struct stat info {};
+  unsigned int error = 0;
+  if (::fstat(fd, &info) != 0)
+    error = static_cast<unsigned int>(errno);
+  else if (!S_ISREG(info.st_mode))
+    error = S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
+  else if (const int flags = ::fcntl(fd, F_GETFL); flags < 0 || ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0)
+    error = static_cast<unsigned int>(errno);
+  if (error != 0) {
+    ::close(fd);
+    SetLastError(error);
+    return nullptr;
+  }
+  SetLastError(0);
+  return HandleOf(fd);
+}
+
+void* OpenRegular(const char* name, int flags, mode_t mode) noexcept {
+  int fd;
+  do {
+    errno = 0;
+    fd = ::open(name, flags | O_NONBLOCK | O_CLOEXEC, mode);
+  } while (fd < 0 && errno == EINTR);
+  if (fd < 0) {
+    Record(false);
+    return nullptr;
+  }
+  return RegularOrRefused(fd);
+}
+
+void* PosixFileOpenRegular(const char* name) noexcept { return OpenRegular(name, O_RDONLY, 0); }
+
+bool PosixFileIdentity(void* handle, std::uint64_t& device, std::uint64_t& node) noexcept {
+  struct stat info {};
+  errno = 0;
+  const bool ok = ::fstat(DescriptorOf(handle), &info) == 0;
+  device = ok ? static_cast<std::uint64_t>(info.st_dev) : 0;
+  node = ok ? static_cast<std::uint64_t>(info.st_ino) : 0;
+  Record(ok);
+  return ok;
+}
+
+void* PosixFileOpenAppend(const char* name) noexcept {
+  return OpenRegular(name, O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+}
+
+std::int64_t PosixFileAppend(void* handle, const void* buffer, std::size_t bytes) noexcept {
+  errno = 0;
+  const ssize_t n = ::write(DescriptorOf(handle), buffer, bytes);
+  Record(n >= 0);
+  return n;
+}
+
+std::int64_t PosixDebugOutput(const void* buffer, std::size_t bytes) noexcept {
+  errno = 0;
+  const ssize_t n = ::write(STDERR_FILENO, buffer, bytes);
+  Record(n >= 0);
+  return n;
+}
+
+bool PosixLocalTime(LocalTime& time) noexcept {
+  struct timeval now {};
+  struct tm local {};
+  errno = 0;
+  if (::gettimeofday(&now, nullptr) != 0 || ::localtime_r(&now.tv_sec, &local) == nullptr) {
+    Record(false);
+    return false;
+  }
+  time = {local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
+          local.tm_min,         local.tm_sec,     static_cast<int>(now.tv_usec / 1000)};
+  SetLastError(0);
+  return true;
+}
+
+void* PosixSharedObjectOpen(const char* path) noexcept {
+  void* object = path != nullptr ? ::dlopen(path, RTLD_NOW | RTLD_LOCAL) : nullptr;
+  SetLastError(object != nullptr ? 0u : static_cast<unsigned int>(ENOENT));
+  return object;
+}
+
+void* PosixSharedObjectSymbol(void* object, const char* name) noexcept {
+  void* address = object != nullptr ? ::dlsym(object, name) : nullptr;
+  SetLastError(address != nullptr ? 0u : static_cast<unsigned int>(ENOENT));
+  return address;
+}
+
+bool PosixSharedObjectClose(void* object) noexcept {
+  const bool ok = object != nullptr && ::dlclose(object) == 0;
+  SetLastError(ok ? 0u : static_cast<unsigned int>(EINVAL));
+  return ok;
+}
+
+const char* PosixEnvironment(const char* name) noexcept { return std::getenv(name); }
+
 constexpr SystemCalls posixCalls = {
     PosixAllocate,     PosixAllocateZero, PosixReallocate,    PosixRelease,      PosixPhysicalMemory,
     PosixFileOpen,     PosixFileLock,     PosixFileClose,     PosixFileDuplicate, PosixFileReadAt,
     PosixFileWriteAt,  PosixFileSeek,     PosixFileTruncate,  PosixFileSync,     PosixFileSize,
     PosixFileRemove,   PosixFileExists,
+    // Whole-file reads, the debugging file, shared objects, environment.
+    PosixFileOpenRegular, PosixFileIdentity, PosixFileOpenAppend, PosixFileAppend, PosixDebugOutput, PosixLocalTime,
+    PosixSharedObjectOpen, PosixSharedObjectSymbol, PosixSharedObjectClose, PosixEnvironment,
 };
 
 SystemCalls currentCalls = posixCalls;

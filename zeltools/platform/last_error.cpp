@@ -1,0 +1,13 @@
+#include "zeltools/platform/last_error.h"
+
+namespace zel {
+namespace {
+
+thread_local unsigned int lastError = 0;
+
+} // namespace
+
+unsigned int GetLastError() noexcept { return lastError; }
+void SetLastError(unsigned int code) noexcept { lastError = code; }
+
+} // namespace zel

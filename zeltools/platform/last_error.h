@@ -1,0 +1,17 @@
+#pragma once
+/// \file
+/// The calling thread's last system error, kept the way the library's system
+/// layer reports it: every system call made through that layer sets it, to the
+/// `errno` value on failure and to 0 on success.
+///
+/// The one public header of the platform layer: the layer keeps the code, and
+/// everything above it reads it.
+
+namespace zel {
+
+/// The last error code of the calling thread (0 after a successful call).
+unsigned int GetLastError() noexcept;
+/// Overrides the calling thread's last error code.
+void SetLastError(unsigned int code) noexcept;
+
+} // namespace zel
