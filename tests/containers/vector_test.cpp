@@ -364,7 +364,7 @@ TEST_F(VectorFile, DamagedBlocksAndCountsLeaveTheVectorAsItWas) {
       [](CFileBase& f, DOCUMENT doc) {
         Vector<int> v{1, 2};
         v.Read(f, doc);
-        const bool accepted = f.GetSink()->empty();
+        const bool accepted = static_cast<CPhrase*>(f.GetSink())->empty();
         EXPECT_TRUE(accepted || Std(v) == (std::vector<int>{1, 2}));
         return accepted;
       });

@@ -1,4 +1,5 @@
 #include "zeltools/text/file_text.h"
+#include "zeltools/text/phrase.h"
 
 #include <algorithm>
 #include <cstring>
