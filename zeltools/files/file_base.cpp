@@ -114,7 +114,7 @@ CFileBase::CFileBase(const CFileBase& other) {
     CloseQuietly();
     throw;
   }
-  // The pending bytes are now in the file, and the original's cache equals
+  // The pending bytes are now in the file, and the copied object's cache equals
   // it: left dirty, its later write-back would put these old bytes over
   // whatever the copy writes meanwhile.
   other.dirty_ = 0;
