@@ -69,7 +69,7 @@ TEST(AllocationFailure, EveryGrowingEntryPointFailsWithTheLibrarysException) {
   // clang-format on
   for (const auto& [name, operation] : operations) {
     int refused = 0;
-    for (const std::size_t limit : {1024u, 4096u}) {
+    for (const std::size_t limit : {16u, 1024u, 4096u}) {
       try {
         from = limit;
         operation();
