@@ -10,6 +10,8 @@
 
 #include "support/failing_allocations.h"
 #include "support/temp_files.h"
+#include "zeltools/containers/list_index.h"
+#include "zeltools/containers/small_vectors.h"
 #include "zeltools/containers/vbase.h"
 #include "zeltools/containers/vector.h"
 #include "zeltools/files/file_base.h"
@@ -58,6 +60,8 @@ TEST(AllocationFailure, EveryGrowingEntryPointFailsWithTheLibrarysException) {
       {"Vector::AddStr", [&] { Vector<char> v; const auto failing = refuse(); v.AddStr(text.data(), ' '); }},
       {"Vector of objects", [&] { Vector<std::string> v(words); const auto failing = refuse(); v.Append(words); }},
       {"Vector::Read", [&] { Vector<double> v; const auto failing = refuse(); v.Read(file, numbersBlock); }},
+      {"VKZUINT::InitOrder", [&] { VKZUINT v; const auto failing = refuse(); v.InitOrder(2000, 1); }},
+      {"SetListByte", [&] { Vector<unsigned char> marks; const auto failing = refuse(); SetListByte(1, &count, marks); }},
       {"VBase copy", [&] { const auto failing = refuse(); const VBase v(bytes); }},
       {"VBase::Append", [&] { VBase v(bytes); const auto failing = refuse(); v += v; }},
       {"VBase::Set", [&] { VBase v; const auto failing = refuse(); v.Set(2000, nullptr); }},
