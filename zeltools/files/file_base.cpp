@@ -102,7 +102,7 @@ CFileBase::CFileBase(const CFileBase& other) {
   read_ = other.read_;
   write_ = other.write_;
   share_ = other.share_;
-  std::memcpy(mark_, other.mark_, sizeof mark_);
+  mark_ = other.mark_;
   markSize_ = other.markSize_;
   cachePos_ = other.cachePos_;
   cacheFill_ = other.cacheFill_;
@@ -140,7 +140,7 @@ void CFileBase::Init() noexcept {
   filePointer_ = -1;
   std::memset(name_, 0, sizeof name_);
   read_ = write_ = share_ = 0;
-  std::memset(mark_, 0, sizeof mark_);
+  mark_ = FILE_MARK{};
   markSize_ = 0;
   cachePos_ = 0;
   cacheFill_ = 0;

@@ -20,6 +20,7 @@
 #include <cstring>
 #include <vector>
 
+#include "zeltools/files/file_mark.h"
 #include "zeltools/files/message_sink.h"
 
 namespace zel {
@@ -38,7 +39,7 @@ public:
   /// Longest file name kept (the rest is cut).
   static constexpr unsigned int NameSize = 260;
   /// Bytes of the mark that every file object carries (see the work files).
-  static constexpr unsigned int MarkBytes = 32;
+  static constexpr unsigned int MarkBytes = FILE_MARK::Size;
 
   /// Access, sharing and creation values of the raw `Open`, numbered as the
   /// Windows ones so that callers' constants carry over.
@@ -221,11 +222,14 @@ public:
   unsigned char CheckCache() const noexcept;
 
 protected:
+  /// `Message` with the name, sink and crash flag given: for failures of an
+  /// open, whose sink the object may not hold (yet or any more).
+  unsigned char Report(int id, const char* name, const char* text, CMessageSink* sink, unsigned char crash);
   /// For the work-file layer, which must read a mark even from a file opened
   /// for writing only: `_Read` without the access check.
   unsigned char _ReadRaw(void* buffer, unsigned long long size, long long pos);
-  unsigned char* GetMarkBytes() noexcept { return mark_; }
-  const unsigned char* GetMarkBytes() const noexcept { return mark_; }
+  FILE_MARK& GetFileMark() noexcept { return mark_; }
+  const FILE_MARK& GetFileMark() const noexcept { return mark_; }
   unsigned char GetMarkSize() const noexcept { return markSize_; }
   /// Bytes at the start of the physical file that are not part of the
   /// logical file; logical position p is physical p + mark size.
@@ -239,7 +243,6 @@ private:
   bool IsOpen() const noexcept { return handle_ != nullptr; }
   unsigned char ReadCached(void* buffer, unsigned long long size, long long pos);
   long long WriteCached(const void* buffer, unsigned long long size, long long pos);
-  unsigned char Report(int id, const char* name, const char* text, CMessageSink* sink, unsigned char crash);
   unsigned char BadPosition();
   unsigned char ReadChecked(void* buffer, unsigned long long size, long long pos, bool checkAccess);
   unsigned char ReadUncached(void* buffer, unsigned long long size, long long pos, bool checkAccess);
@@ -266,7 +269,7 @@ private:
   unsigned char read_;
   unsigned char write_;
   unsigned char share_;
-  unsigned char mark_[MarkBytes];
+  FILE_MARK mark_;
   unsigned char markSize_;
   long long cachePos_;
   int cacheFill_;

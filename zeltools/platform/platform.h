@@ -22,6 +22,27 @@ struct LocalTime {
   int year, month, day, hour, minute, second, millisecond;
 };
 
+/// Local calendar fields of one moment (the `localCalendar` entry).
+struct CalendarTime {
+  int year, month, day;      // month 1-12, day 1-31
+  int hour, minute, second;  // second 0-60 (a leap second reads as 60)
+  int dayOfWeek;             // 0 Sunday .. 6 Saturday
+  long utcOffset;            // seconds east of UTC in force at that moment
+};
+
+/// One file time: seconds since 1970 UTC and the nanoseconds within them.
+struct FileStamp {
+  std::int64_t seconds;
+  std::uint32_t nanoseconds;
+};
+
+/// A file's three times (the `fileTimes` entry).
+struct FileStamps {
+  FileStamp created;  // birth time where the file system keeps one, else the change time
+  FileStamp accessed;
+  FileStamp written;
+};
+
 struct SystemCalls {
   // Process heap. `allocate` does not clear; `allocateZero` does.
   void* (*allocate)(std::size_t bytes);
@@ -89,6 +110,35 @@ struct SystemCalls {
   // set. It cannot fail, and it leaves the last error alone: the catalogue
   // language is read from the environment while an error is being reported.
   const char* (*environment)(const char* name);
+
+  // --- Work files, mapped files, times, paths and dialogs ------------------
+  // Maps the first `bytes` of an open file, shared with the file, readable
+  // and, when `write`, writable. Null on failure.
+  void* (*fileMap)(void* handle, std::size_t bytes, bool write);
+  bool (*fileUnmap)(void* view, std::size_t bytes);
+  // Bytes available to an unprivileged caller on the file system holding
+  // `path` (which must exist).
+  bool (*diskFree)(const char* path, std::uint64_t& bytes);
+  // The times of the open file `handle`, or, when it is null, of `name`
+  // (symbolic links followed).
+  bool (*fileTimes)(void* handle, const char* name, FileStamps& stamps);
+  // Seconds since 1970 UTC now.
+  std::int64_t (*timeNow)();
+  // The local calendar fields of `seconds` since 1970 UTC; false when the
+  // moment cannot be represented.
+  bool (*localCalendar)(std::int64_t seconds, CalendarTime& fields);
+  // The full path of the running executable into `path` of `size` bytes,
+  // terminated; false when it is unknown or does not fit.
+  bool (*executablePath)(char* path, std::size_t size);
+  // Runs `arguments[0]`, found on the search path, with the null-terminated
+  // `arguments`, no shell, standard input and error on the null device, and
+  // waits for it. Its standard output is read to the end; the first
+  // `size - 1` bytes are kept in `output`, terminated, and their count in
+  // `length`. Returns the exit status (0-255; 128 + the signal's number when
+  // a signal ended it), or -1 only when the program could not be started.
+  // When the status is lost (SIGCHLD ignored by the process), the result is
+  // 0 if the program wrote something, else 1.
+  int (*runProgram)(const char* const* arguments, char* output, std::size_t size, std::size_t& length);
 };
 
 /// The table in force. Tests may assign entries and must restore them

@@ -15,6 +15,7 @@
 
 #include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
+#include "zeltools/platform/posix/file_services.h"
 
 namespace zel {
 namespace platform {
@@ -330,6 +331,9 @@ constexpr SystemCalls posixCalls = {
     // Whole-file reads, the debugging file, shared objects, environment.
     PosixFileOpenRegular, PosixFileIdentity, PosixFileOpenAppend, PosixFileAppend, PosixDebugOutput, PosixLocalTime,
     PosixSharedObjectOpen, PosixSharedObjectSymbol, PosixSharedObjectClose, PosixEnvironment,
+    // Work files, mapped files, times, paths and dialogs.
+    posix::FileMap, posix::FileUnmap, posix::DiskFree, posix::FileTimes, posix::TimeNow, posix::LocalCalendar,
+    posix::ExecutablePath, posix::RunProgram,
 };
 
 SystemCalls currentCalls = posixCalls;
