@@ -56,6 +56,8 @@
 #include "zeltools/text/resource.h"
 #include "zeltools/text/strings.h"
 
+#include "zeltools/datastore/data.h"
+
 #include "zeltools/geometry/line2d.h"
 #include "zeltools/geometry/line3d.h"
 #include "zeltools/geometry/point2d.h"
