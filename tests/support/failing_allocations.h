@@ -13,12 +13,6 @@
 
 namespace zel::test {
 
-#if defined(__SANITIZE_ADDRESS__)
-inline constexpr bool allocationsCanFail = false;
-#else
-inline constexpr bool allocationsCanFail = true;
-#endif
-
 inline std::atomic<std::size_t> failAllocationsFrom{~std::size_t{0}};
 
 class FailingAllocations {
@@ -32,8 +26,10 @@ public:
 } // namespace zel::test
 
 #if defined(__SANITIZE_ADDRESS__)
+namespace zel::test { inline constexpr bool allocationsCanFail = false; }
 #define ZEL_TEST_FAILING_OPERATOR_NEW()
 #else
+namespace zel::test { inline constexpr bool allocationsCanFail = true; }
 #define ZEL_TEST_FAILING_OPERATOR_NEW()                                                                                \
   void* operator new(std::size_t size) {                                                                               \
     if (size >= zel::test::failAllocationsFrom.load(std::memory_order_relaxed))                                        \
