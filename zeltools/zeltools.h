@@ -71,4 +71,5 @@
 #include "zeltools/numerics/polynomial.h"
 #include "zeltools/numerics/quadrature.h"
 #include "zeltools/numerics/renumber.h"
+#include "zeltools/numerics/threads.h"
 #include "zeltools/numerics/vector3d.h"

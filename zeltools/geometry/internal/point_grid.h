@@ -140,9 +140,11 @@ public:
       const double margin = (std::fabs(v) + tol_) * 0x1p-50; // invariant 3
       lo[axis] = CellOf(v - tol_ - margin);
       hi[axis] = CellOf(v + tol_ + margin);
-      // Unsigned: cells far apart would overflow a signed difference.
+      // Cells are clamped to +-2^62, so the width is taken unsigned.
+      if (hi[axis] < lo[axis])
+        return false;
       const std::uint64_t span = static_cast<std::uint64_t>(hi[axis]) - static_cast<std::uint64_t>(lo[axis]);
-      if (hi[axis] < lo[axis] || span > 3)
+      if (span > 3)
         return false;
       cells *= span + 1;
     }
