@@ -1,0 +1,245 @@
+#include "zeltools/datastore/data_file.h"
+
+#include <cstdio>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/damage.h"
+#include "support/temp_files.h"
+#include "zeltools/containers/small_vectors.h"
+#include "zeltools/errors/exception.h"
+#include "zeltools/files/document.h"
+#include "zeltools/files/file_base.h"
+#include "zeltools/files/file_system.h"
+#include "zeltools/text/file_print.h"
+#include "zeltools/text/phrase.h"
+#include "zeltools/text/read_memory.h"
+
+using namespace zel;
+
+namespace {
+
+// The folder with its final separator.
+std::string Folder(const test::TempDir& dir) { return dir.File(""); }
+
+std::string Str(const std::vector<unsigned char>& b) { return std::string(b.begin(), b.end()); }
+
+// A folder of text and binary files, one named in Cyrillic (1251 bytes).
+std::vector<std::string> MakeFolder(const test::TempDir& dir) {
+  std::string binary;
+  for (int i = 0; i < 3 * 256; ++i)
+    binary += static_cast<char>(i * 7);
+  return {dir.Write("readme.txt", "line one\r\nline two\n"), dir.Write("\xCF\xF0\xEE\xE5\xEA\xF2.dat", binary),
+          dir.Write("empty", "")};
+}
+
+} // namespace
+
+TEST(DataFiles, AFolderGoesIntoADocumentAndBackOutByteForByte) {
+  test::TempDir src, dst;
+  const auto paths = MakeFolder(src);
+  VDataFile files;
+  for (unsigned short k = 0; k < paths.size(); ++k)
+    ASSERT_EQ(files.Append(paths[k].c_str(), static_cast<unsigned short>(k + 40)), k + 1u);
+  files.Append("memo", 3, "abc", 7);
+
+  // Stored between other blocks, read back from the document.
+  const std::string docPath = src.File("doc.bin");
+  DOCUMENT doc, rowsDoc;
+  VDblData rows;
+  const double v[2] = {1.5, -2};
+  rows.Append("r", 2, v, 1);
+  {
+    CFileBase f;
+    ASSERT_EQ(f.Open(docPath.c_str(), "w"), 1);
+    f.Write("head", 4);
+    files.Write(f, doc, 0);
+    rows.Write(f, rowsDoc, 0);
+  }
+  VDataFile back;
+  {
+    CFileBase f;
+    ASSERT_EQ(f.Open(docPath.c_str(), "r"), 1);
+    ASSERT_EQ(back.Read(f, doc), 1);
+  }
+  EXPECT_EQ(back.Compare(files), 0);
+  EXPECT_EQ(back.GetContent(2), 41);
+  EXPECT_EQ(back.GetContent(4), 7);
+
+  back.ExportDisk(Folder(dst).c_str());
+  for (const auto& p : paths) {
+    char name[PathSize];
+    FileGetName(p.c_str(), name);
+    EXPECT_EQ(test::Bytes(dst.File(name)), test::Bytes(p)) << name;
+  }
+  EXPECT_EQ(test::Bytes(dst.File("memo")), std::vector<unsigned char>({'a', 'b', 'c'}));
+  EXPECT_EQ(back.CheckDisk(Folder(dst).c_str()), 1);
+
+  // One file changed, one gone: the check names both, the reload takes the
+  // changed one in under its old name.
+  dst.Write("readme.txt", "new");
+  std::remove(dst.File("memo").c_str());
+  CPhrase report;
+  EXPECT_EQ(back.CheckDisk(Folder(dst).c_str(), &report), 0);
+  ASSERT_EQ(report.GetQuantity(), 1u);
+  EXPECT_EQ(std::string(report[0].GetText()),
+            Folder(dst) + "\n1 " + paths[0] + ": differs\n4 memo: missing");
+  EXPECT_EQ(back.SetDisk(Folder(dst).c_str()), 3u);
+  EXPECT_EQ(Str(std::vector<unsigned char>(static_cast<unsigned char*>(back.GetBase(1, 0)->list),
+                                           static_cast<unsigned char*>(back.GetBase(1, 0)->list) + 3)),
+            "new");
+  EXPECT_STREQ(back.GetText(1), paths[0].c_str());
+  EXPECT_EQ(back.GetContent(1), 40);
+
+  VKZUINT stale;
+  EXPECT_EQ(back.CheckDisk(stale), 2u); // line 1 differs from its source now, "memo" has no file
+  EXPECT_EQ(stale, VKZUINT({1, 4}));
+}
+
+TEST(DataFiles, TheOlderLayoutReadsBackAsTheSameTable) {
+  test::TempDir dir;
+  VDataFile files;
+  files.Append("a", 2, "xy", 513);
+  files.Append("\xC1", 0, nullptr, 2);
+  {
+    CFileBase f;
+    DOCUMENT_OLD old;
+    ASSERT_EQ(f.Open(dir.File("plain.bin").c_str(), "rw"), 1);
+    files.Write11(f, old);
+    VDataFile back;
+    ASSERT_EQ(back.ReadOld(f, old), 1);
+    EXPECT_EQ(back.Compare(files), 0);
+  }
+  test::ExpectEveryDamageReported(
+      dir.File("old.bin"),
+      [&](CFileBase& f, DOCUMENT& doc) {
+        DOCUMENT_OLD old;
+        files.Write11(f, old);
+        doc = DOCUMENT{old.position, old.length};
+      },
+      [&](CFileBase& f, DOCUMENT doc) {
+        VDataFile back;
+        const DOCUMENT_OLD old{static_cast<unsigned int>(doc.position), static_cast<unsigned int>(doc.length)};
+        const bool ok = back.ReadOld(f, old) != 0;
+        EXPECT_TRUE(ok || back.GetQuantity() == 0u);
+        return ok;
+      });
+}
+
+TEST(DataFiles, ImportTakesOneEntryOrNothing) {
+  test::TempDir dir;
+  const std::string path = dir.Write("f.txt", "12345");
+  VDataFile files;
+  files.Append("kept", 1, "k", 9);
+  const std::string good = "3 : " + path;
+  EXPECT_EQ(files.Import(good.c_str(), good.size()), 3u);
+  EXPECT_EQ(files.GetBase(3, 0)->count, 5u);
+  EXPECT_EQ(files.GetContent(3), 0);
+  for (const std::string& bad : {"x:" + path, "0:" + path, "3 " + path, std::string("3:"), std::string(":") + path})
+    EXPECT_EQ(files.Import(bad.c_str(), bad.size()), 0u) << bad;
+  const std::string missing = "9:" + dir.File("gone");
+  EXPECT_THROW(files.Import(missing.c_str(), missing.size()), Exception);
+  EXPECT_EQ(files.GetQuantity(), 3u);
+  EXPECT_STREQ(files.GetText(1), "kept");
+}
+
+TEST(DataFiles, DiskOperationsReportVanishedFoldersAndLongNames) {
+  VDataFile files;
+  files.Append("a", 1, "a", 0);
+  std::string gone;
+  {
+    test::TempDir dir;
+    gone = Folder(dir);
+  }
+  CPhrase report;
+  EXPECT_EQ(files.CheckDisk(gone.c_str(), &report), 0);
+  EXPECT_EQ(std::string(report[0].GetText()), test::FileMessage(116, gone));
+  EXPECT_EQ(report[0].param1, 116u);
+  EXPECT_THROW(files.ExportDisk(gone.c_str()), Exception);
+  EXPECT_THROW(files.SetDisk(gone.c_str()), Exception);
+
+  test::TempDir dir;
+  files.Append(std::string(300, 'n').c_str(), 1, "n", 0);
+  CPhrase longName;
+  EXPECT_EQ(files.CheckDisk(Folder(dir).c_str(), &longName), 0);
+  EXPECT_EQ(longName[0].param1, 116u);
+  EXPECT_EQ(files.GetQuantity(), 2u);
+}
+
+// Duplicate search against a model: values are a base vector scaled by a
+// level (1 + level/10^4) and a jitter far inside the tolerance, so two value
+// lists match exactly when base and level agree.
+TEST(DblRows, AppendReturnsTheFirstLineWithTheSameTypeNameAndValues) {
+  struct Row {
+    std::string name;
+    int type, base, level;
+  };
+  std::vector<Row> model;
+  VDblData rows;
+  std::mt19937 rng(13);
+  const char* names[] = {nullptr, "A", "a", "\xC0"};
+  for (int step = 0; step < 400; ++step) {
+    const char* name = names[rng() % 4];
+    const int type = static_cast<int>(rng() % 3), base = static_cast<int>(rng() % 3),
+              level = static_cast<int>(rng() % 3), count = 1 + base;
+    std::vector<double> values;
+    for (int i = 0; i < count; ++i)
+      values.push_back((i + 1.5) * (1 + level * 1e-4) * (1 + (static_cast<int>(rng() % 21) - 10) * 1e-9));
+    unsigned int expected = 0;
+    for (unsigned int n = 0; n < model.size() && expected == 0; ++n)
+      if (model[n].type == type && (name == nullptr || model[n].name == name) && model[n].base == base &&
+          model[n].level == level)
+        expected = n + 1;
+    if (expected == 0) {
+      model.push_back({name == nullptr ? "" : name, type, base, level});
+      expected = static_cast<unsigned int>(model.size());
+    }
+    ASSERT_EQ(rows.Append(name, static_cast<unsigned int>(count), values.data(), static_cast<unsigned char>(type)),
+              expected);
+    ASSERT_EQ(rows.GetQuantity(), model.size());
+  }
+  EXPECT_EQ(rows.GetType(0), 0);
+  EXPECT_EQ(rows.GetType(rows.GetQuantity() + 1), 0);
+}
+
+TEST(DblRows, ExportPrintsWhatImportReadsBackAndBadTextChangesNothing) {
+  test::TempDir dir;
+  VDblData rows;
+  std::mt19937_64 rng(5);
+  const char* names[] = {"", "beam 1", "\xD1\xF2\xEE\xE9\xEA\xE0", "x"};
+  for (unsigned int n = 0; n < 30; ++n) {
+    std::vector<double> values(rng() % 5);
+    for (double& v : values)
+      v = std::ldexp(static_cast<double>(rng() % 2000001) - 1e6, static_cast<int>(rng() % 80) - 40);
+    rows.Replace(0, names[n % 4], static_cast<unsigned int>(values.size()), values.data(),
+                 static_cast<unsigned char>(rng() % 256));
+  }
+  const std::string report = dir.File("rows.txt");
+  {
+    CFilePrint out;
+    ASSERT_EQ(out.Open(report.c_str()), 1);
+    out.SetPage(0, CFilePrint::MaxLineLength);
+    out.SetPageNumber(nullptr, 1);
+    rows.Export(0, out, ' ', ' ', ' ');
+  }
+  const std::string text = Str(test::Bytes(report));
+  VDblData back;
+  CReadMemory reader(text.c_str());
+  EXPECT_EQ(back.Import(reader), 30u);
+  EXPECT_EQ(back.Compare(rows), 0);
+
+  for (const char* bad : {"1 NAME a : 1 x ;", "1 COLOR 2 : 1;", "1 TYPE 256 : 1;", "0 : 1;", "1 NAME : 1;",
+                          "2 : 1 ; z : 2"}) {
+    CReadMemory r(bad);
+    EXPECT_EQ(back.Import(r), 0u) << bad;
+    EXPECT_EQ(back.Compare(rows), 0) << bad;
+  }
+  CReadMemory lower("32 name q type 4 : 2.5");
+  EXPECT_EQ(back.Import(lower), 1u);
+  EXPECT_EQ(back.GetQuantity(), 32u);
+  EXPECT_EQ(back.GetType(32), 4);
+  EXPECT_STREQ(back.GetText(32), "q");
+}
