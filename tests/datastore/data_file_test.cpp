@@ -146,6 +146,23 @@ TEST(DataFiles, ImportTakesOneEntryOrNothing) {
   EXPECT_STREQ(files.GetText(1), "kept");
 }
 
+TEST(DataFiles, ExportPrintsOneLineOrAllWithTheCallersSeparators) {
+  test::TempDir dir;
+  VDataFile files;
+  files.Append("a b", 3, "\x00\x7F\xFF", 513);
+  files.Append("c", 1, "\x10", 1);
+  const std::string path = dir.File("files.txt");
+  {
+    CFilePrint out;
+    ASSERT_EQ(out.Open(path.c_str()), 1);
+    out.SetPage(0, 80);
+    out.SetPageNumber(nullptr, 1);
+    files.Export(2, out, ',', '|', ' ');
+    files.Export(0, out, ' ', 0, 0);
+  }
+  EXPECT_EQ(Str(test::Bytes(path)), "2/\"c\",1,1|10\n\n1/\"a b\" 513 3007FFF\n\n2/\"c\" 1 110\n");
+}
+
 TEST(DataFiles, DiskOperationsReportVanishedFoldersAndLongNames) {
   VDataFile files;
   files.Append("a", 1, "a", 0);

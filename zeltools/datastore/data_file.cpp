@@ -128,7 +128,7 @@ void VDataFile::SetContent(unsigned int n, unsigned short content) noexcept {
 }
 
 unsigned int VDataFile::Import(const char* text, unsigned long length) {
-  if (text == nullptr)
+  if (text == nullptr || length > 0xFFFFFFFFul) // the reader counts in 32 bits
     return 0;
   CReadMemory reader;
   reader.Init(text, static_cast<unsigned int>(length));
