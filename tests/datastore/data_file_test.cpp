@@ -130,6 +130,7 @@ TEST(DataFiles, ImportTakesOneEntryOrNothing) {
   files.SetContent(1, 4);
   const std::string missing = "9:" + dir.File("gone");
   EXPECT_THROW(files.Import(missing.c_str(), missing.size()), Exception);
+  EXPECT_THROW(files.Append(dir.File("gone").c_str(), 1), Exception);
   EXPECT_EQ(files.GetModify(), 0);
   EXPECT_EQ(files.GetQuantity(), 3u);
 }

@@ -51,12 +51,14 @@ bool FolderPath(const char* folder, const char* name, std::string& path, CPhrase
     ReportMissing(base.c_str(), messages);
     return false;
   }
+  // Only the name part goes into the folder, so only it must fit there.
   char leaf[PathSize] = {};
-  if (std::strlen(name) >= PathSize || base.size() + std::strlen(name) + 2 > PathSize) {
+  if (std::strlen(name) < PathSize)
+    FileGetName(name, leaf);
+  if (std::strlen(name) >= PathSize || base.size() + std::strlen(leaf) + 2 > PathSize) {
     ReportMissing((base + "/" + name).c_str(), messages);
     return false;
   }
-  FileGetName(name, leaf);
   const char last = base.back();
   const std::string dir = last == '/' || last == '\\' ? base : base + "/";
   char full[PathSize] = {};
@@ -79,9 +81,18 @@ void AddSeparator(std::string& s, char c) {
 VDataFile::VDataFile() { Init(2, 2, 1); }
 
 unsigned int VDataFile::Append(const char* name, unsigned short content) {
-  const unsigned int n = AppendFile(name, nullptr);
-  if (n != 0)
+  // Collected first, so that the line added for a file that fails to load
+  // is taken back before the failure is thrown.
+  CPhrase failure;
+  const unsigned char marks = GetModify();
+  const unsigned int n = AppendFile(name, &failure);
+  if (n != 0) {
     SetContent(n, content);
+  } else if (!failure.empty()) {
+    ClearModify();
+    SetModify(marks);
+    Crash(failure.back().GetText());
+  }
   return n;
 }
 

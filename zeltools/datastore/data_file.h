@@ -93,7 +93,9 @@ public:
 
   /// Reloads every line whose file exists in `folder`; lines keep their
   /// names. Returns the number of lines reloaded. A vanished folder or a
-  /// path too long throws message 116; nothing is changed then.
+  /// path too long throws message 116; nothing is changed then. A file that
+  /// exists but cannot be read throws; its line stays as it was, lines
+  /// before it are reloaded.
   unsigned int SetDisk(const char* folder);
   /// Checks every line against its file in `folder`. 1 when every file
   /// exists and holds exactly the line's bytes; otherwise the report
