@@ -124,7 +124,7 @@ TEST(DataFiles, ImportTakesOneEntryOrNothing) {
   const std::string good = "3 : " + path;
   EXPECT_EQ(files.Import(good.c_str(), good.size()), 3u);
   EXPECT_EQ(files.GetBase(3, 0)->count, 5u);
-  for (const std::string& bad : {"x:" + path, "0:" + path, "3 " + path, std::string("3:"), std::string(":") + path})
+  for (const std::string& bad : {"x:" + path, "0:" + path, "99999:" + path, "3 " + path, std::string("3:"), std::string(":") + path})
     EXPECT_EQ(files.Import(bad.c_str(), bad.size()), 0u) << bad;
   files.ClearModify();
   files.SetContent(1, 4);
@@ -174,8 +174,8 @@ TEST(DataFiles, DiskOperationsReportVanishedFoldersAndLongNames) {
 }
 
 // Duplicate search against a model: values are a base vector scaled by a
-// level (1 + level/10^4) and a jitter far inside the tolerance, so two value
-// lists match exactly when base and level agree.
+// level (1 + 3·10^-6 level, just outside the tolerance) and a jitter far
+// inside it, so two value lists match exactly when base and level agree.
 TEST(DblRows, AppendReturnsTheFirstLineWithTheSameTypeNameAndValues) {
   struct Row {
     std::string name;
@@ -191,7 +191,7 @@ TEST(DblRows, AppendReturnsTheFirstLineWithTheSameTypeNameAndValues) {
               level = static_cast<int>(rng() % 3), count = 1 + base;
     std::vector<double> values;
     for (int i = 0; i < count; ++i)
-      values.push_back((i + 1.5) * (1 + level * 1e-4) * (1 + (static_cast<int>(rng() % 21) - 10) * 1e-9));
+      values.push_back((i + 1.5) * (1 + level * 3e-6) * (1 + (static_cast<int>(rng() % 21) - 10) * 1e-9));
     unsigned int expected = 0;
     for (unsigned int n = 0; n < model.size() && expected == 0; ++n)
       if (model[n].type == type && (name == nullptr || model[n].name == name) && model[n].base == base &&
@@ -234,7 +234,7 @@ TEST(DblRows, ExportPrintsWhatImportReadsBackAndBadTextChangesNothing) {
   EXPECT_EQ(back.Import(reader), 30u);
   EXPECT_EQ(back.Compare(rows), 0);
 
-  for (const char* bad : {"1 NAME a : 1 x ;", "1 COLOR 2 : 1;", "1 TYPE 256 : 1;", "0 : 1;", "1 NAME : 1;",
+  for (const char* bad : {"1 NAME a : 1 x ;", "1 COLOR 2 : 1;", "1 TYPE 256 : 1;", "0 : 1;", "2000000000 : 1;", "1 NAME : 1;",
                           "2 : 1 ; z : 2"}) {
     CReadMemory r(bad);
     EXPECT_EQ(back.Import(r), 0u) << bad;

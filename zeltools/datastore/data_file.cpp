@@ -67,6 +67,12 @@ bool FolderPath(const char* folder, const char* name, std::string& path, CPhrase
   return true;
 }
 
+// A line number may lie beyond the table by no more than the text has
+// bytes, so that a text cannot make the table grow out of proportion to it.
+bool WithinText(unsigned int number, unsigned int quantity, unsigned long long length) {
+  return number <= quantity || number - quantity <= length;
+}
+
 std::string Quoted(const char* text) { return std::string("\"") + text + "\""; }
 
 void AddSeparator(std::string& s, char c) {
@@ -146,7 +152,7 @@ unsigned int VDataFile::Import(const char* text, unsigned long length) {
   std::vector<char> word;
   int number = 0;
   if (reader.GetWord(word, EntryDelimiters) != 0 || word.size() > WordSize || CharInt(word.data(), number) == 0 ||
-      number <= 0)
+      number <= 0 || !WithinText(static_cast<unsigned int>(number), GetSize(), length))
     return 0;
   if (reader.GetWord(word, EntryDelimiters) != ':')
     return 0;
@@ -329,13 +335,14 @@ struct SRow {
 };
 
 // One row; 0 at the end of the text, -1 when malformed.
-int ReadRow(CReadMemory& text, SRow& row) {
+int ReadRow(CReadMemory& text, unsigned int quantity, SRow& row) {
   std::vector<char> word;
   int code = text.GetWord(word, ImportDelimiters);
   if (code == -1)
     return 0;
   int number = 0;
-  if (code != 0 || word.size() > WordSize || CharInt(word.data(), number) == 0 || number <= 0)
+  if (code != 0 || word.size() > WordSize || CharInt(word.data(), number) == 0 || number <= 0 ||
+      !WithinText(static_cast<unsigned int>(number), quantity, text.GetLength()))
     return -1;
   row.number = static_cast<unsigned int>(number);
   code = text.GetWord(word, ImportDelimiters);
@@ -372,7 +379,7 @@ unsigned int VDblData::Import(CReadMemory& text) {
   std::vector<SRow> rows;
   for (;;) {
     SRow row;
-    const int state = ReadRow(text, row);
+    const int state = ReadRow(text, GetSize(), row);
     if (state < 0)
       return 0;
     if (state == 0)

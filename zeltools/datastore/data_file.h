@@ -22,7 +22,8 @@
 /// '/' (only ':' in a `VDataFile` entry, whose file name may hold folders):
 /// a name with blanks or delimiters is written in double quotes. Keywords are
 /// matched without case. A row without NAME has the empty name, without
-/// TYPE type 0.
+/// TYPE type 0. A number may exceed the table's line count by at most the
+/// text's length in bytes, so that a short text never makes a huge table.
 ///
 /// `Export(n, out, c1, c2, c3)` prints one entry per line `n` (every line
 /// for `n` 0), each beginning on a new line with "\n<number>/":
