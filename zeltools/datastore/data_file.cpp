@@ -303,10 +303,20 @@ void VDblData::SetType(unsigned int n, unsigned char type) {
 }
 
 unsigned int VDblData::Append(const char* name, unsigned int count, const double* values, unsigned char type) {
-  for (unsigned int n = 1; n <= GetSize(); ++n) {
-    if (GetType(n) != type || (name != nullptr && std::strcmp(GetText(n), name) != 0))
+  // Walks the line images in place: this scan runs over the whole table on
+  // every append, and the per-line accessors cost several times the
+  // comparisons. An image is the text pointer, base 0's record, then the data
+  // block with the type byte first.
+  const VDblData& self = *this; // the read-only image, which keeps the look-up index
+  const unsigned char* image = self.LineBytes(1);
+  const unsigned int stride = GetLineImageSize(), dataAt = GetImageDataOffset();
+  for (unsigned int n = 1; n <= GetSize(); ++n, image += stride) {
+    if (image[dataAt] != type)
       continue;
-    const SData* stored = GetBase(n, 0);
+    const char* text = reinterpret_cast<const SDataLine*>(image)->text;
+    if (name != nullptr && std::strcmp(text == nullptr ? "" : text, name) != 0)
+      continue;
+    const auto* stored = reinterpret_cast<const SData*>(image + sizeof(SDataLine));
     if (CompareDouble(stored->count, static_cast<const double*>(stored->list), count, values, DuplicateTolerance) == 0)
       return n;
   }
