@@ -1,5 +1,6 @@
 #include "zeltools/datastore/data_file.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <random>
 #include <string>
@@ -14,6 +15,7 @@
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
 #include "zeltools/files/file_system.h"
+#include "zeltools/platform/platform.h"
 #include "zeltools/text/file_print.h"
 #include "zeltools/text/phrase.h"
 #include "zeltools/text/read_memory.h"
@@ -152,7 +154,7 @@ TEST(DataFiles, ExportPrintsOneLineOrAllWithTheCallersSeparators) {
   EXPECT_EQ(Str(test::Bytes(path)), "2/\"c\",1,1|10\n\n1/\"a b\" 513 3007FFF\n\n2/\"c\" 1 110\n");
 }
 
-TEST(DataFiles, DiskOperationsReportVanishedFoldersAndLongNames) {
+TEST(DataFiles, DiskOperationsReportVanishedFoldersLongNamesAndFullDevices) {
   VDataFile files;
   files.Append("a", 1, "a", 0);
   std::string gone;
@@ -163,7 +165,6 @@ TEST(DataFiles, DiskOperationsReportVanishedFoldersAndLongNames) {
   CPhrase report;
   EXPECT_EQ(files.CheckDisk(gone.c_str(), &report), 0);
   EXPECT_EQ(std::string(report[0].GetText()), test::FileMessage(116, gone));
-  EXPECT_EQ(report[0].param1, 116u);
   EXPECT_THROW(files.ExportDisk(gone.c_str()), Exception);
 
   test::TempDir dir;
@@ -171,6 +172,14 @@ TEST(DataFiles, DiskOperationsReportVanishedFoldersAndLongNames) {
   CPhrase longName;
   EXPECT_EQ(files.CheckDisk(Folder(dir).c_str(), &longName), 0);
   EXPECT_EQ(longName[0].param1, 116u);
+
+  platform::ScopedCalls saved;
+  platform::Calls().fileWriteAt = [](void*, const void*, std::size_t, std::int64_t) -> std::int64_t {
+    errno = ENOSPC;
+    return -1;
+  };
+  EXPECT_EQ(files.ExportDisk(1, dir.File("a").c_str(), &longName), 0);
+  EXPECT_EQ(longName.back().param1, 107u);
 }
 
 // Duplicate search against a model: values are a base vector scaled by a
