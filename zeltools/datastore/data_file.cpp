@@ -1,5 +1,6 @@
 #include "zeltools/datastore/data_file.h"
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
 #include "zeltools/files/file_system.h"
+#include "zeltools/memory/memory.h"
 #include "zeltools/platform/platform.h"
 #include "zeltools/text/file_print.h"
 #include "zeltools/text/letter_case.h"
@@ -26,6 +28,8 @@ constexpr unsigned char KindError = 3;     // the kind files give their catalogu
 constexpr char ImportDelimiters[] = ":;/";
 constexpr char EntryDelimiters[] = ":"; // a file name may hold folders
 constexpr unsigned int WordSize = 1025; // words of up to 1024 bytes
+static_assert(sizeof(unsigned short) == 2, "the content code is stored as the 2-byte data block");
+static_assert(sizeof(double) == 8, "row values are stored as 8-byte doubles (element type 11)");
 
 // The texts go to `messages` when given, else they are thrown: the one error
 // path of the files, for reports that are not about one open file.
@@ -173,27 +177,36 @@ unsigned int VDataFile::Import(const char* text, unsigned long length) {
   }
 }
 
+namespace {
+
+std::string FileEntry(const VDataFile& files, unsigned int line, char c1, char c2, char c3) {
+  static constexpr char hex[] = "0123456789ABCDEF";
+  std::string s = "\n" + std::to_string(line) + "/" + Quoted(files.GetText(line));
+  const SData* bytes = files.GetBase(line, 0);
+  AddSeparator(s, c1);
+  s += std::to_string(files.GetContent(line));
+  AddSeparator(s, c1);
+  s += std::to_string(bytes->count);
+  AddSeparator(s, c2);
+  const auto* b = static_cast<const unsigned char*>(bytes->list);
+  for (unsigned int i = 0; i < bytes->count; ++i) {
+    if (i != 0)
+      AddSeparator(s, c3);
+    s += hex[b[i] >> 4];
+    s += hex[b[i] & 15];
+  }
+  return s;
+}
+
+} // namespace
+
 void VDataFile::Export(unsigned int n, CFilePrint& out, char c1, char c2, char c3) const {
   const unsigned int first = n == 0 ? 1 : n, last = n == 0 ? GetSize() : n;
   if (!ValidLine(first) || last > GetSize())
     return;
-  static constexpr char hex[] = "0123456789ABCDEF";
   for (unsigned int line = first; line <= last; ++line) {
-    std::string s = "\n" + std::to_string(line) + "/" + Quoted(GetText(line));
-    const SData* bytes = GetBase(line, 0);
-    AddSeparator(s, c1);
-    s += std::to_string(GetContent(line));
-    AddSeparator(s, c1);
-    s += std::to_string(bytes->count);
-    AddSeparator(s, c2);
-    const auto* b = static_cast<const unsigned char*>(bytes->list);
-    for (unsigned int i = 0; i < bytes->count; ++i) {
-      if (i != 0)
-        AddSeparator(s, c3);
-      s += hex[b[i] >> 4];
-      s += hex[b[i] & 15];
-    }
-    out.Text(s.c_str());
+    const std::uint64_t bytes = 3ull * GetBase(line, 0)->count + std::strlen(GetText(line)) + 40;
+    out.Text(GuardAllocation(bytes, [&] { return FileEntry(*this, line, c1, c2, c3); }).c_str());
   }
 }
 
@@ -226,7 +239,8 @@ unsigned char VDataFile::CheckLine(unsigned int n, const char* path) const {
   const SData* bytes = GetBase(n, 0);
   if (file.GetLength() != static_cast<long long>(bytes->count))
     return 2;
-  std::vector<unsigned char> disk(bytes->count);
+  std::vector<unsigned char> disk;
+  GuardAllocation(bytes->count, [&] { disk.resize(bytes->count); });
   if (bytes->count != 0 && file.Read(disk.data(), bytes->count, 0) == 0)
     return 2;
   return bytes->count == 0 || std::memcmp(disk.data(), bytes->list, bytes->count) == 0 ? 0 : 2;
@@ -387,15 +401,17 @@ unsigned int VDblData::Import(CReadMemory& text) {
   // Read whole before anything changes, so that a malformed text leaves the
   // table as it was.
   std::vector<SRow> rows;
-  for (;;) {
-    SRow row;
-    const int state = ReadRow(text, GetSize(), row);
-    if (state < 0)
-      return 0;
-    if (state == 0)
-      break;
-    rows.push_back(std::move(row));
-  }
+  const bool wellFormed = GuardAllocation(text.GetLength(), [&] {
+    for (;;) {
+      SRow row;
+      const int state = ReadRow(text, GetSize(), row);
+      if (state <= 0)
+        return state == 0;
+      rows.push_back(std::move(row));
+    }
+  });
+  if (!wellFormed)
+    return 0;
   for (const SRow& row : rows) {
     if (GetSize() < row.number)
       SetSize(row.number);
@@ -405,33 +421,42 @@ unsigned int VDblData::Import(CReadMemory& text) {
   return static_cast<unsigned int>(rows.size());
 }
 
+namespace {
+
+std::string RowEntry(const VDblData& rows, unsigned int line, char c1, char c2, char c3) {
+  std::string s = "\n" + std::to_string(line) + "/";
+  if (*rows.GetText(line) != '\0') { // "" would read as one quote character
+    s += "NAME";
+    AddSeparator(s, c1);
+    s += Quoted(rows.GetText(line));
+    AddSeparator(s, c1);
+  }
+  s += "TYPE";
+  AddSeparator(s, c1);
+  s += std::to_string(rows.GetType(line));
+  AddSeparator(s, c1);
+  s += ':';
+  const SData* values = rows.GetBase(line, 0);
+  for (unsigned int i = 0; i < values->count; ++i) {
+    AddSeparator(s, i == 0 ? c2 : c3);
+    char number[32] = {};
+    DoubleChar(static_cast<const double*>(values->list)[i], number, sizeof number);
+    s += number;
+  }
+  AddSeparator(s, c2);
+  s += ';';
+  return s;
+}
+
+} // namespace
+
 void VDblData::Export(unsigned int n, CFilePrint& out, char c1, char c2, char c3) const {
   const unsigned int first = n == 0 ? 1 : n, last = n == 0 ? GetSize() : n;
   if (!ValidLine(first) || last > GetSize())
     return;
   for (unsigned int line = first; line <= last; ++line) {
-    std::string s = "\n" + std::to_string(line) + "/";
-    if (*GetText(line) != '\0') { // "" would read as one quote character
-      s += "NAME";
-      AddSeparator(s, c1);
-      s += Quoted(GetText(line));
-      AddSeparator(s, c1);
-    }
-    s += "TYPE";
-    AddSeparator(s, c1);
-    s += std::to_string(GetType(line));
-    AddSeparator(s, c1);
-    s += ':';
-    const SData* values = GetBase(line, 0);
-    for (unsigned int i = 0; i < values->count; ++i) {
-      AddSeparator(s, i == 0 ? c2 : c3);
-      char number[32] = {};
-      DoubleChar(static_cast<const double*>(values->list)[i], number, sizeof number);
-      s += number;
-    }
-    AddSeparator(s, c2);
-    s += ';';
-    out.Text(s.c_str());
+    const std::uint64_t bytes = 26ull * GetBase(line, 0)->count + std::strlen(GetText(line)) + 40;
+    out.Text(GuardAllocation(bytes, [&] { return RowEntry(*this, line, c1, c2, c3); }).c_str());
   }
 }
 
