@@ -66,6 +66,9 @@ TEST(DataFiles, AFolderGoesIntoADocumentAndBackOutByteForByte) {
     ASSERT_EQ(back.Read(f, doc), 1);
   }
   EXPECT_EQ(back.Compare(files), 0);
+  EXPECT_EQ(CDataFile(back, 2).Compare(1, back, 2, CData::CompareAll), 0);
+  EXPECT_EQ(VDataByte(back).Compare(back), 0);
+  EXPECT_EQ(CDblData("r", 0, nullptr, 1).Compare(rows), 0);
 
   back.ExportDisk(Folder(dst).c_str());
   for (const auto& p : paths) {
