@@ -11,8 +11,10 @@
 /// All generic table operations (numbering from 1, `Compress`, `Write`/
 /// `Read`, modify marks) apply unchanged.
 ///
-/// Text forms. `Import` reads and `Export` writes these texts; what `Export`
-/// writes with blank separators `Import` reads back.
+/// Text forms. What `VDblData::Export` writes with blank separators
+/// `VDblData::Import` reads back. A `VDataFile` entry names a disk file to
+/// take in (one entry per call; the text after the name is not read), while
+/// `VDataFile::Export` lists the stored bytes.
 ///
 ///     VDataFile entry:  number ':' file-name
 ///     VDblData rows:    { number ['/'] { NAME name | TYPE integer } ':'
@@ -38,7 +40,8 @@
 /// for the text to read back.
 ///
 /// Disk operations take a folder and put each line's file in it under the
-/// name part of the line's text (folders in the text are dropped). A path
+/// name part of the line's text (folders in the text are dropped; lines whose
+/// names end alike share one file, the later line's bytes winning). A path
 /// that does not fit `PathSize` bytes is reported with message 116, like a
 /// folder that does not exist.
 
