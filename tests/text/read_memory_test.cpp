@@ -61,8 +61,8 @@ TEST(ReadMemory, CharactersLinesPhrasesAndPositions) {
   reader.Init("abc\ndefgh\n\n\nxyz");
   char line[4];
   std::vector<std::string> lines;
-  for (int n; (n = reader.GetString(line, sizeof line, 1)) >= 0;)
-    lines.emplace_back(line, static_cast<std::size_t>(n));
+  while (!reader.IsEnd())
+    lines.emplace_back(line, static_cast<std::size_t>(reader.GetString(line, sizeof line, 1)));
   EXPECT_EQ(lines, (std::vector<std::string>{"abc", "def", "gh", "xyz"}));
   reader.Init("a;b\n;c");
   std::vector<char> phrase;
@@ -155,12 +155,13 @@ TEST(ReadMemory, RandomTextsEndAndAgree) {
     std::vector<std::string> lines;
     std::string line;
     char big[512];
-    for (int n; (n = a.GetString(line)) >= 0;) {
-      ASSERT_EQ(b.GetString(big, sizeof big), n);
+    while (!a.IsEnd()) {
+      ASSERT_EQ(b.GetString(big, sizeof big), a.GetString(line));
       lines.push_back(line);
       ASSERT_EQ(line, big);
     }
-    ASSERT_EQ(b.GetString(big, sizeof big), -1);
+    ASSERT_EQ(b.GetString(big, sizeof big), 0) << "the end reads as an empty line";
+    ASSERT_EQ(CReadMemory().GetString(line), -1) << "only a missing text gives -1";
     ASSERT_EQ(lines, model) << text;
     a.Init(text.data(), static_cast<unsigned int>(text.size()));
     std::vector<int> list;

@@ -234,7 +234,7 @@ int CReadMemory::LineInto(Out& out, std::size_t limit, unsigned char skipEmpty) 
     }
     out.Finish();
     if (!any)
-      return -1;
+      return HasText() ? 0 : -1;
     if (n != 0 || skipEmpty == 0)
       return ClampToInt(n);
   }
