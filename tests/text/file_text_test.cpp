@@ -48,5 +48,53 @@ TEST_F(FileText, ReadsAsMemoryDoesAcrossWindows) {
   EXPECT_EQ(a, b);
 }
 
+// A parameter file as the applications write it, read back in full by the
+// keyword loop such a reader runs.
+TEST_F(FileText, ParameterFileReadsBack) {
+  const char* lines[] = {"# frame model",       "NAME Frame\"A\"",  "MATERIAL NAME=\"Steel  S235\" E=2.1e5",
+                         "NODES 1 - 4 10 r 20 5;", "BEAMS 7 8 /",      "TITLE \"Unclosed quote",
+                         "",                    "END"};
+  {
+    CFileText out;
+    ASSERT_TRUE(out.Open(path_.c_str(), "w"));
+    for (const char* line : lines) {
+      ASSERT_TRUE(out.PutString(line));
+      ASSERT_TRUE(out.PutChar('\n'));
+    }
+  }
+  CFileText in;
+  ASSERT_TRUE(in.Open(path_.c_str(), "r"));
+  std::string comment, title;
+  std::vector<char> name, material, e;
+  std::vector<int> nodes, beams;
+  in.GetString(comment);
+  ASSERT_EQ(comment, lines[0]);
+  EXPECT_EQ(in.GetName(name), 1);
+  EXPECT_STREQ(name.data(), "Frame");
+  EXPECT_TRUE(in.GetWord(title) == 0 && title == "A") << "a quote ends the name and opens the next word";
+  std::string word;
+  for (int r; (r = in.GetWord(word, nullptr, 1)) >= 0 && word != "END";) {
+    if (word == "MATERIAL") {
+      ASSERT_EQ(in.GetName(material), 1);
+      in.GetWord(word, nullptr, 1);
+      in.GetWord(e, nullptr, 1);
+    } else if (word == "NODES") {
+      EXPECT_EQ(in.GetListInt(nodes), 0);
+    } else if (word == "BEAMS") {
+      EXPECT_EQ(in.GetListInt(beams), '/');
+    } else if (word == "TITLE") {
+      EXPECT_EQ(in.GetWord(title), 0);
+    }
+  }
+  EXPECT_EQ(word, "END");
+  EXPECT_STREQ(material.data(), "Steel  S235");
+  EXPECT_STREQ(e.data(), "2.1e5");
+  EXPECT_EQ(nodes, (std::vector<int>{1, 2, 3, 4, 10, 11, 16}));
+  EXPECT_EQ(beams, (std::vector<int>{7, 8}));
+  EXPECT_EQ(title, "Unclosed quote") << "a quote left open ends at the line end";
+  EXPECT_EQ(in.GetString(word), 0);
+  EXPECT_TRUE(in.IsEnd());
+}
+
 } // namespace
 } // namespace zel

@@ -165,11 +165,18 @@ TEST(ReadMemory, RandomTextsEndAndAgree) {
     ASSERT_EQ(lines, model) << text;
     a.Init(text.data(), static_cast<unsigned int>(text.size()));
     std::vector<int> list;
+    std::vector<char> phrase;
     for (int i = 0, r = 0; r >= 0; ++i) {
       ASSERT_LT(i, 1000) << "every reader advances";
-      r = i % 3 == 0 ? a.GetWord(line, i % 2 ? "-" : nullptr, 1) : i % 3 == 1 ? a.GetListInt(list) : a.GetString(big, 2);
-      if (r < 0 && i % 3 == 1)
-        r = a.GetPosBuf() != nullptr ? 0 : -1;
+      switch (i % 5) {
+      case 0: r = a.GetWord(line, i % 2 ? "-" : nullptr, 1); break;
+      case 1: r = a.GetListInt(list); break;
+      case 2: r = a.GetString(big, 2); break;
+      case 3: r = a.GetPhrase(phrase, ';'); break;
+      default: r = a.GetName(phrase) + a.GetChar();
+      }
+      if (r < 0 && i % 5 != 3)
+        r = a.IsEnd() ? -1 : 0;
     }
   }
 }

@@ -171,7 +171,9 @@ public:
   void Add(char c);
   /// Resizes the vector to `n` + 1 bytes (new bytes zero) and ends it with a
   /// zero: a longer text is cut to `n` characters, a shorter one keeps its
-  /// characters followed by zeros.
+  /// characters followed by zeros. The last byte is set even when the vector
+  /// shrinks, because a non-empty vector always ends with its zero and every
+  /// reader of the text relies on it.
   void SetLength(unsigned int n);
   /// Measured length in characters (up to the first zero).
   unsigned int GetLength() const noexcept;
