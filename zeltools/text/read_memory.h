@@ -105,7 +105,8 @@ public:
   /// the number of characters stored: 0 with `out` empty at the end (a final
   /// line end is not followed by an empty line), so a caller reading to the
   /// end asks `IsEnd` first; −1 only when there is no text at all (a null
-  /// text, a file not open).
+  /// text, a file not open). Bytes of `out` behind the terminating zero may
+  /// be overwritten (the line is copied in whole blocks).
   int GetString(char* out, unsigned int size, unsigned char skipEmpty = 0);
   /// The same without a limit: `out` holds the characters and a zero.
   int GetString(std::vector<char>& out, unsigned char skipEmpty = 0);
