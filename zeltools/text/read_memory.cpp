@@ -305,7 +305,8 @@ int CReadMemory::GetString(std::string& out, unsigned char skipEmpty) {
     const std::size_t left = length_ - position_;
     const std::size_t run = PlainRun(p, left);
     if (run < left && p[run] == '\n' && (run != 0 || skipEmpty == 0)) {
-      out.assign(p, run);
+      out.clear();  // then the plain append: no overlap to consider
+      out.append(p, run);
       position_ += static_cast<unsigned int>(run + 1);
       return ClampToInt(run);
     }
