@@ -168,14 +168,10 @@ TEST(ReadMemory, RandomTextsEndAndAgree) {
     std::vector<char> phrase;
     for (int i = 0, r = 0; r >= 0; ++i) {
       ASSERT_LT(i, 1000) << "every reader advances";
-      switch (i % 5) {
-      case 0: r = a.GetWord(line, i % 2 ? "-" : nullptr, 1); break;
-      case 1: r = a.GetListInt(list); break;
-      case 2: r = a.GetString(big, 2); break;
-      case 3: r = a.GetPhrase(phrase, ';'); break;
-      default: r = a.GetName(phrase) + a.GetChar();
-      }
-      if (r < 0 && i % 5 != 3)
+      const int k = i % 5;
+      r = k == 0 ? a.GetWord(line, i % 2 ? "-" : nullptr, 1) : k == 1 ? a.GetListInt(list) : k == 2 ? a.GetString(big, 2)
+          : k == 3 ? a.GetPhrase(phrase, ';') : a.GetName(phrase) + a.GetChar();
+      if (r < 0 && k != 3)
         r = a.IsEnd() ? -1 : 0;
     }
   }
