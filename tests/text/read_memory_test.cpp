@@ -166,9 +166,8 @@ TEST(ReadMemory, RandomTextsEndAndAgree) {
     a.Init(text.data(), static_cast<unsigned int>(text.size()));
     std::vector<int> list;
     std::vector<char> phrase;
-    for (int i = 0, r = 0; r >= 0; ++i) {
+    for (int i = 0, r = 0, k = 0; r >= 0; k = ++i % 5) {
       ASSERT_LT(i, 1000) << "every reader advances";
-      const int k = i % 5;
       r = k == 0 ? a.GetWord(line, i % 2 ? "-" : nullptr, 1) : k == 1 ? a.GetListInt(list) : k == 2 ? a.GetString(big, 2)
           : k == 3 ? a.GetPhrase(phrase, ';') : a.GetName(phrase) + a.GetChar();
       if (r < 0 && k != 3)
