@@ -51,13 +51,14 @@ TEST_F(FileText, ReadsAsMemoryDoesAcrossWindows) {
 // A parameter file as the applications write it, read back in full by the
 // keyword loop such a reader runs.
 TEST_F(FileText, ParameterFileReadsBack) {
-  CFileText out;
+  CFileText out, in;
+  std::string word, read;
+  ASSERT_TRUE(out.Open(path_.c_str(), "w") && out.Close() && in.Open(path_.c_str(), "r"));
+  ASSERT_TRUE(in.GetString(word) == 0 && in.Close() && in.GetString(word) == -1) << "empty, then no file";
   ASSERT_TRUE(out.Open(path_.c_str(), "w"));
   ASSERT_TRUE(out.PutString("# frame\nNAME Frame1\nMATERIAL NAME=\"Steel  S235\" E=2.1e5\n"));
   ASSERT_TRUE(out.PutString("NODES 1 - 4 10 r 20 5;\nBEAMS 7 8 /\nTITLE \"Unclosed\n\nEND\n") && out.Close());
-  CFileText in;
   ASSERT_TRUE(in.Open(path_.c_str(), "r"));
-  std::string word, read;
   std::vector<char> name;
   std::vector<int> list;
   ASSERT_EQ(in.GetString(word), 7);
