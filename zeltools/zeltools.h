@@ -57,6 +57,7 @@
 #include "zeltools/text/strings.h"
 
 #include "zeltools/datastore/data.h"
+#include "zeltools/datastore/data_file.h"
 
 #include "zeltools/geometry/line2d.h"
 #include "zeltools/geometry/line3d.h"
