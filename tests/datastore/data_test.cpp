@@ -603,6 +603,8 @@ TEST_F(DataFile, FilesKeptAsLinesAreReloadedByName) {
   EXPECT_EQ(t.AppendFile(dir_.File("missing").c_str(), &sink), 0u);
   EXPECT_EQ(t.GetQuantity(), 1u) << "the line of a file that failed to load is taken back";
   EXPECT_FALSE(sink.empty());
+  EXPECT_FALSE(test::ThrownText([&] { t.AppendFile(dir_.File("missing").c_str(), nullptr); }).empty());
+  EXPECT_EQ(t.GetQuantity(), 1u) << "also when the failure is thrown";
 }
 
 TEST(Data, ModifyMarksFollowRealChangesOnly) {

@@ -36,6 +36,7 @@
 #include <cstring>
 #include <functional>
 #include <optional>
+#include <string>
 #include <type_traits>
 #include <vector>
 
@@ -334,6 +335,26 @@ public:
     if (len != 0) std::memcpy(this->data() + m, copy.data(), len);
     (*this)[m + len] = 0;
     return static_cast<unsigned int>(m + len);
+  }
+
+  /// For a vector of texts (elements made from a `const char*`): splits
+  /// `text` at every `separator` and appends the pieces in order as they
+  /// stand (not trimmed, empty pieces kept), so that joining the appended
+  /// texts with `separator` gives `text` back; a 0 separator appends `text`
+  /// whole, and a null or empty `text` appends one empty text. Returns the
+  /// new count (the position of the last piece).
+  template <class U = T, std::enable_if_t<!std::is_arithmetic_v<U> && std::is_constructible_v<U, const char*>, int> = 0>
+  unsigned int AddStr(const char* text, char separator) {
+    const std::string whole(text != nullptr ? text : "");  // `text` may lie in one of the texts
+    std::size_t start = 0;
+    for (;;) {
+      const std::size_t end = separator != '\0' ? whole.find(separator, start) : std::string::npos;
+      this->emplace_back(whole.substr(start, end == std::string::npos ? std::string::npos : end - start).c_str());
+      if (end == std::string::npos)
+        break;
+      start = end + 1;
+    }
+    return static_cast<unsigned int>(this->size());
   }
 
   // --- ordering -----------------------------------------------------------

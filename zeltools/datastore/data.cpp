@@ -933,8 +933,16 @@ unsigned int CData::AppendFile(const char* name, CPhrase* sink) {
   for (unsigned int n = 1; n <= quantity_; ++n)
     if (StrCmpUp(GetText(n), name, 0) == 0)
       return ReplaceFileA(n, name, sink) != 0 ? n : 0;
+  // A load that fails, reported or thrown, takes its new line away again.
   const unsigned int n = AddSize(1);
-  if (ReplaceFileA(n, name, sink) == 0) {
+  unsigned int loaded = 0;
+  try {
+    loaded = ReplaceFileA(n, name, sink);
+  } catch (...) {
+    Erase(n, n);
+    throw;
+  }
+  if (loaded == 0) {
     Erase(n, n);
     return 0;
   }
