@@ -199,7 +199,8 @@ Model BuildModel() {
       bar(bottom[i], top[i + 1], 3);
   auto load = [&m](LoadCase c, unsigned node, double fx, double fy) {
     const double values[3] = {double(node), fx, fy};
-    m.loads.Append(c == DeadLoad ? W("dead load", "собственный вес").c_str() : W("wind", "ветер").c_str(), 3, values, c);
+    const std::string name = c == DeadLoad ? W("dead load", "собственный вес") : W("wind", "ветер");
+    m.loads.Append(name.c_str(), 3, values, c);
   };
   for (unsigned i = 1; i < Panels; ++i)
     load(DeadLoad, bottom[i], 0, NodeLoad);
@@ -500,21 +501,28 @@ void Analyse(Model& model, const std::string& path, const std::string& report) {
 
   Step(1, T("Model", "Модель"));
   const std::vector<double> built = NodalForces(model);
-  unsigned loaded = 0, constraints = 0;
+  unsigned loaded = 0, constraints = 0, cases = 0;
+  for (unsigned n = 1; n <= model.loads.GetSize(); ++n) {
+    const unsigned char type = model.loads.GetType(n);
+    unsigned first = 1;
+    while (model.loads.GetType(first) != type)
+      ++first;
+    cases += first == n;
+  }
   for (unsigned i = 0; i < nodes; ++i) {
     loaded += built[2 * i] != 0 || built[2 * i + 1] != 0;
     constraints += ((model.supports[i] & FixX) != 0) + ((model.supports[i] & FixY) != 0);
   }
   std::printf(ZELTOOL_FORMAT("   %u nodes (VPoint2D), %u bars (VectorArray of node lists),\n"
                 "   %u sections and %u material (named _CData rows, design limits in the head),\n"
-                "   %u load rows in 2 cases (named VDblData rows: node, fx, fy) on %u nodes,\n"
+                "   %u load rows in %u cases (named VDblData rows: node, fx, fy) on %u nodes,\n"
                 "   %u support constraints\n",
                 "   %u узлов (VPoint2D), %u стержней (VectorArray списков узлов),\n"
                 "   сечений: %u, материалов: %u (именованные строки _CData, пределы в заголовке),\n"
-                "   строк нагрузок в 2 случаях: %u (именованные строки VDblData: узел, fx, fy), узлов: %u,\n"
+                "   строк нагрузок: %u в %u случаях (именованные строки VDblData: узел, fx, fy), узлов: %u,\n"
                 "   опорных связей: %u\n"),
-              nodes, model.bars.GetSize(), model.sections.GetSize(), model.materials.GetSize(), model.loads.GetSize(), loaded,
-              constraints);
+              nodes, model.bars.GetSize(), model.sections.GetSize(), model.materials.GetSize(), model.loads.GetSize(),
+              cases, loaded, constraints);
   for (unsigned n = 1; n <= model.sections.GetSize(); ++n) {
     const auto line = LineOf<SectionLine>(model.sections, n);
     std::printf("   %s A = %.4g %s, i = %.3g %s, %s\n", Pad(zel::Cp1251ToUtf8(model.sections.GetText(n)), 9).c_str(),
