@@ -607,14 +607,14 @@ TEST_F(DataFile, FilesKeptAsLinesAreReloadedByName) {
   EXPECT_EQ(t.GetQuantity(), 1u) << "also when the failure is thrown";
 }
 
-TEST(Data, ModifyMarksFollowRealChangesOnly) {
+TEST(Data, ModifyMarksFollowRealChangesOnlyAndRemoveListNeedsLittleScratch) {
   CData t;
   Shape(t);
   t.AddSize(2);
   t.SetText(1, "Pin");
   const unsigned char d[kData] = {1, 2, 3};
   t.SetData(1, d);
-  const unsigned int numbers[] = {7, 3, 7};
+  const unsigned int numbers[] = {7, 3, 7}, huge[] = {0xFFFFFFFFu, 7};
   t.AppendList(1, 3, numbers);
   t.ClearModify();
   t.SetText(1, "PIN");
@@ -632,25 +632,18 @@ TEST(Data, ModifyMarksFollowRealChangesOnly) {
   t.SetData(1, e);
   EXPECT_EQ(t.GetModify(), 0x13u);
   EXPECT_EQ(t.GetModifyLast(), 0x10u);
+  // The scratch of a removal is sized by the line, not by the numbers asked for.
+  t.RemoveList(1, 2, huge, 1);
+  std::vector<unsigned int> left;
+  t.GetList(1, left);
+  EXPECT_EQ(left, (std::vector<unsigned int>{3, 7}));
+  EXPECT_LT(t.GetTotal(), 4096u);
   EXPECT_EQ(CData().GetMaxSize(), 0xFFFFFFFFu);
   t.SetNumList(kBases + 1);
   EXPECT_EQ(t.GetNumList(), 0u);
   t.SetNumList(kBases); // accepted, and addresses no list
   EXPECT_EQ(t.GetNumList(), kBases);
   EXPECT_EQ(t.GetNumber(7), 0u);
-}
-
-TEST(Data, RemoveListTakesScratchOnlyAsLargeAsTheLineNeeds) {
-  CData t;
-  Shape(t);
-  t.AddSize(1);
-  const unsigned int numbers[] = {7, 3, 7}, huge[] = {0xFFFFFFFFu, 7};
-  t.AppendList(1, 3, numbers);
-  t.RemoveList(1, 2, huge, 1);
-  std::vector<unsigned int> left;
-  t.GetList(1, left);
-  EXPECT_EQ(left, (std::vector<unsigned int>{3, 7}));
-  EXPECT_LT(t.GetTotal(), 4096u);
 }
 
 // Lines typed 241 and above form their own class for inheritance.
