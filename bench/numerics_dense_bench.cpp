@@ -1,16 +1,20 @@
 // The dense Gauss solver and the band solver against LAPACK: the
 // distribution's reference LAPACK (over the reference BLAS) and OpenBLAS,
-// both loaded at run time into this one process, OpenBLAS held to one
-// thread; and a plain textbook profile LDLᵀ for the band systems.
+// both loaded at run time into this one process; CHOLMOD (when installed)
+// for the band systems with its natural and its default ordering; and a
+// plain textbook profile LDLᵀ. The library and the threaded peers run with
+// the thread count in the benchmark's name (".../threads:2").
 //
-// Times are per call (factorisation and one solution), measured around the
-// call alone; the copy of the input that each call consumes is made outside
-// the timed region. ZEL_BENCH_SMOKE=1 shrinks every size to seconds.
+// Times are wall-clock per call (factorisation and one solution), measured
+// around the call alone; the copy of the input that each call consumes is
+// made outside the timed region. ZEL_BENCH_SMOKE=1 shrinks every size to
+// seconds.
 
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 #include <cmath>
 #include <cstdio>
@@ -20,15 +24,21 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
+#if __has_include(<suitesparse/cholmod.h>)
+#include <suitesparse/cholmod.h>
+#define ZEL_BENCH_CHOLMOD 1
+#endif
 
 #include "zeltools/numerics/band.h"
 #include "zeltools/numerics/dense.h"
 #include "zeltools/numerics/renumber.h"
+#include "zeltools/numerics/threads.h"
 #include "support/matrix_market.h"
 
 namespace {
@@ -58,6 +68,7 @@ struct Lapack {
   std::string name;
   Dgesv dgesv = nullptr;
   Dpbsv dpbsv = nullptr;
+  void (*threads)(int) = nullptr; // OpenBLAS's thread count; none for the reference
   explicit operator bool() const { return dgesv != nullptr && dpbsv != nullptr; }
 };
 
@@ -96,8 +107,7 @@ Lapack LoadOpenBlas() {
       break;
   if (h == nullptr)
     return l;
-  if (auto threads = reinterpret_cast<void (*)(int)>(dlsym(h, "openblas_set_num_threads")))
-    threads(1);
+  l.threads = reinterpret_cast<void (*)(int)>(dlsym(h, "openblas_set_num_threads"));
   l.dgesv = reinterpret_cast<Dgesv>(dlsym(h, "dgesv_"));
   l.dpbsv = reinterpret_cast<Dpbsv>(dlsym(h, "dpbsv_"));
   return l;
@@ -112,20 +122,41 @@ const Lapack& OpenBlas() {
   return l;
 }
 
-// The calling thread's processor time: the machine is shared, and time spent
-// descheduled says nothing about either solver. Every solver here runs in the
-// calling thread (OpenBLAS is held to one thread).
-double ThreadSeconds() {
+// Wall-clock time: with several threads nothing else measures the call.
+// On a shared machine it includes time spent descheduled, so figures are
+// taken when the machine is quiet, and ratios within one run are compared.
+double WallSeconds() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+// CPU time of the calling thread: on a loaded machine the fair measure of a
+// one-thread call, since it leaves out the time spent descheduled.
+double CallerCpuSeconds() {
   timespec t{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
   return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
 }
 
+// Times one call: wall clock as the benchmark's time, the caller's CPU time
+// (milliseconds per call) as the counter caller_cpu_ms.
 template <class F>
 void Timed(benchmark::State& state, F&& call) {
-  const double t0 = ThreadSeconds();
+  const double t0 = WallSeconds(), c0 = CallerCpuSeconds();
   call();
-  state.SetIterationTime(ThreadSeconds() - t0);
+  state.SetIterationTime(WallSeconds() - t0);
+  benchmark::Counter& cpu = state.counters["caller_cpu_ms"];
+  cpu.flags = benchmark::Counter::kAvgIterations;
+  cpu.value += 1e3 * (CallerCpuSeconds() - c0);
+}
+
+// The thread count of the benchmark (its argument `index`) for the library
+// and for OpenBLAS.
+int UseThreads(benchmark::State& state, int index, void (*peerThreads)(int) = nullptr) {
+  const int threads = static_cast<int>(state.range(index));
+  zel::SetNumThreads(static_cast<unsigned>(threads));
+  if (peerThreads != nullptr)
+    peerThreads(threads);
+  return threads;
 }
 
 void Rate(benchmark::State& state, double flops) {
@@ -146,6 +177,7 @@ std::vector<double> RandomMatrix(int n, unsigned seed) {
 
 void DenseZel(benchmark::State& state) {
   const int n = static_cast<int>(state.range(0));
+  UseThreads(state, 1);
   const std::vector<double> a0 = RandomMatrix(n, 1), b0 = RandomMatrix(1, 2);
   std::vector<double> a, b(n, 1.0);
   for (auto _ : state) {
@@ -162,6 +194,7 @@ void DenseLapack(benchmark::State& state, const Lapack& l) {
     return;
   }
   const int n = static_cast<int>(state.range(0)), one = 1;
+  UseThreads(state, 1, l.threads);
   const std::vector<double> a0 = RandomMatrix(n, 1);
   std::vector<double> a, b(n);
   std::vector<int> ipiv(n);
@@ -323,6 +356,7 @@ std::vector<std::unique_ptr<BandCase>>& Cases() {
 
 void BandZel(benchmark::State& state, const BandCase* c) {
   const unsigned n = c->system.n;
+  UseThreads(state, 0);
   std::vector<double> values;
   std::vector<zel::GAUSS_TAPE> rows(n);
   std::vector<double> b(n);
@@ -352,6 +386,7 @@ void BandLapack(benchmark::State& state, const BandCase* c, const Lapack& l) {
     state.SkipWithError((l.name + " LAPACK not found").c_str());
     return;
   }
+  UseThreads(state, 0, l.threads);
   const int n = static_cast<int>(c->system.n), kd = static_cast<int>(c->band.halfBand), ldab = kd + 1, one = 1;
   const std::vector<double> ab0 = LapackBand(c->system, c->band.halfBand);
   std::vector<double> ab, b(n);
@@ -371,6 +406,98 @@ void BandLapack(benchmark::State& state, const BandCase* c, const Lapack& l) {
   }
   Rate(state, flops);
 }
+
+// CHOLMOD, loaded at run time when the system has it. The symbolic analysis
+// (the ordering, and the elimination tree) is made once outside the timed
+// region; each timed call is the numeric factorisation and one solution.
+#ifdef ZEL_BENCH_CHOLMOD
+struct Cholmod {
+  int (*start)(cholmod_common*) = nullptr;
+  int (*finish)(cholmod_common*) = nullptr;
+  cholmod_triplet* (*allocateTriplet)(size_t, size_t, size_t, int, int, cholmod_common*) = nullptr;
+  cholmod_sparse* (*tripletToSparse)(cholmod_triplet*, size_t, cholmod_common*) = nullptr;
+  cholmod_factor* (*analyze)(cholmod_sparse*, cholmod_common*) = nullptr;
+  int (*factorize)(cholmod_sparse*, cholmod_factor*, cholmod_common*) = nullptr;
+  cholmod_dense* (*solve)(int, cholmod_factor*, cholmod_dense*, cholmod_common*) = nullptr;
+  cholmod_dense* (*ones)(size_t, size_t, int, cholmod_common*) = nullptr;
+  int (*freeTriplet)(cholmod_triplet**, cholmod_common*) = nullptr;
+  int (*freeSparse)(cholmod_sparse**, cholmod_common*) = nullptr;
+  int (*freeFactor)(cholmod_factor**, cholmod_common*) = nullptr;
+  int (*freeDense)(cholmod_dense**, cholmod_common*) = nullptr;
+  void (*threads)(int) = nullptr; // of the BLAS that CHOLMOD is bound to, when it is OpenBLAS
+  explicit operator bool() const { return start != nullptr && factorize != nullptr && solve != nullptr; }
+};
+
+const Cholmod& TheCholmod() {
+  static const Cholmod c = [] {
+    Cholmod k;
+    void* h = Open("libcholmod.so.3");
+    if (h == nullptr)
+      return k;
+    auto sym = [&](auto& f, const char* name) { f = reinterpret_cast<std::decay_t<decltype(f)>>(dlsym(h, name)); };
+    sym(k.start, "cholmod_start");
+    sym(k.finish, "cholmod_finish");
+    sym(k.allocateTriplet, "cholmod_allocate_triplet");
+    sym(k.tripletToSparse, "cholmod_triplet_to_sparse");
+    sym(k.analyze, "cholmod_analyze");
+    sym(k.factorize, "cholmod_factorize");
+    sym(k.solve, "cholmod_solve");
+    sym(k.ones, "cholmod_ones");
+    sym(k.freeTriplet, "cholmod_free_triplet");
+    sym(k.freeSparse, "cholmod_free_sparse");
+    sym(k.freeFactor, "cholmod_free_factor");
+    sym(k.freeDense, "cholmod_free_dense");
+    sym(k.threads, "openblas_set_num_threads");
+    return k;
+  }();
+  return c;
+}
+
+void BandCholmod(benchmark::State& state, const BandCase* c, bool natural) {
+  const Cholmod& k = TheCholmod();
+  if (!k) {
+    state.SkipWithError("CHOLMOD not found");
+    return;
+  }
+  UseThreads(state, 0, k.threads);
+  cholmod_common cc;
+  k.start(&cc);
+  if (natural) {
+    cc.nmethods = 1;
+    cc.method[0].ordering = CHOLMOD_NATURAL;
+    cc.postorder = 0;
+  }
+  const SymmetricSystem& s = c->system;
+  cholmod_triplet* t = k.allocateTriplet(s.n, s.n, s.value.size(), -1, CHOLMOD_REAL, &cc);
+  for (std::size_t e = 0; e < s.value.size(); ++e) {
+    static_cast<int*>(t->i)[e] = static_cast<int>(s.rowOf[e]);
+    static_cast<int*>(t->j)[e] = static_cast<int>(s.colOf[e]);
+    static_cast<double*>(t->x)[e] = s.value[e];
+  }
+  t->nnz = s.value.size();
+  cholmod_sparse* a = k.tripletToSparse(t, 0, &cc);
+  cholmod_dense* b = k.ones(s.n, 1, CHOLMOD_REAL, &cc);
+  for (auto _ : state) {
+    cholmod_factor* f = k.analyze(a, &cc);
+    cholmod_dense* x = nullptr;
+    Timed(state, [&] {
+      k.factorize(a, f, &cc);
+      x = k.solve(CHOLMOD_A, f, b, &cc);
+    });
+    if (cc.status != CHOLMOD_OK)
+      state.SkipWithError("CHOLMOD failed");
+    k.freeDense(&x, &cc);
+    k.freeFactor(&f, &cc);
+  }
+  state.counters["factor_nnz"] = cc.lnz;
+  k.freeDense(&b, &cc);
+  k.freeSparse(&a, &cc);
+  k.freeTriplet(&t, &cc);
+  k.finish(&cc);
+}
+#else
+void BandCholmod(benchmark::State& state, const BandCase*, bool) { state.SkipWithError("built without CHOLMOD's header"); }
+#endif
 
 // A plain textbook active-column LDLᵀ (column heights from the first
 // non-zero of each column of the upper triangle), with dot products.
@@ -492,15 +619,19 @@ void RegisterAll() {
   benchmark::RegisterBenchmark("NoFmaPeak/avx512", NoFmaPeak)->UseManualTime()->Unit(benchmark::kMillisecond);
 #endif
   const std::vector<int> denseSizes = smoke ? std::vector<int>{60, 130} : std::vector<int>{500, 1000, 2000};
-  for (int n : denseSizes) {
-    const int reps = smoke ? 1 : 5;
-    benchmark::RegisterBenchmark("Gauss/zel", DenseZel)->Arg(n)->UseManualTime()->Unit(benchmark::kMillisecond)
-        ->Repetitions(reps)->ReportAggregatesOnly(!smoke);
-    benchmark::RegisterBenchmark("Gauss/dgesv_reference", DenseLapack, Reference())->Arg(n)->UseManualTime()
-        ->Unit(benchmark::kMillisecond)->Repetitions(reps)->ReportAggregatesOnly(!smoke);
-    benchmark::RegisterBenchmark("Gauss/dgesv_openblas", DenseLapack, OpenBlas())->Arg(n)->UseManualTime()
-        ->Unit(benchmark::kMillisecond)->Repetitions(reps)->ReportAggregatesOnly(!smoke);
-  }
+  const int reps = smoke ? 1 : 3;
+  auto timed = [&](benchmark::internal::Benchmark* b) {
+    b->UseManualTime()->Unit(benchmark::kMillisecond)->Repetitions(reps)->ReportAggregatesOnly(!smoke);
+  };
+  for (int n : denseSizes)
+    for (int threads : {1, 2}) {
+      timed(benchmark::RegisterBenchmark("Gauss/zel", DenseZel)->Args({n, threads})->ArgNames({"n", "threads"}));
+      timed(benchmark::RegisterBenchmark("Gauss/dgesv_openblas", DenseLapack, OpenBlas())
+                ->Args({n, threads})->ArgNames({"n", "threads"}));
+      if (threads == 1)
+        timed(benchmark::RegisterBenchmark("Gauss/dgesv_reference", DenseLapack, Reference())
+                  ->Args({n, threads})->ArgNames({"n", "threads"}));
+    }
 
   auto& cases = Cases();
   if (smoke) {
@@ -527,21 +658,27 @@ void RegisterAll() {
   }
   for (auto& c : cases) {
     c->band = ToBand(c->system);
-    const int reps = smoke ? 1 : 3;
     const std::string tag = c->system.name + "/n=" + std::to_string(c->system.n) +
                             "/kd=" + std::to_string(c->band.halfBand);
     // The reference band factorisation runs at a few GFLOP/s: skip it where
     // one call would take minutes.
     const double bandFlops = double(c->system.n) * c->band.halfBand * c->band.halfBand;
-    benchmark::RegisterBenchmark(("GaussTape/zel/" + tag).c_str(), BandZel, c.get())->UseManualTime()
-        ->Unit(benchmark::kMillisecond)->Repetitions(reps)->ReportAggregatesOnly(!smoke);
-    benchmark::RegisterBenchmark(("GaussTape/profile_ldlt/" + tag).c_str(), BandSkyline, c.get())->UseManualTime()
-        ->Unit(benchmark::kMillisecond)->Repetitions(reps)->ReportAggregatesOnly(!smoke);
-    benchmark::RegisterBenchmark(("GaussTape/dpbsv_openblas/" + tag).c_str(), BandLapack, c.get(), OpenBlas())
-        ->UseManualTime()->Unit(benchmark::kMillisecond)->Repetitions(reps)->ReportAggregatesOnly(!smoke);
-    if (bandFlops < 1.5e11)
-      benchmark::RegisterBenchmark(("GaussTape/dpbsv_reference/" + tag).c_str(), BandLapack, c.get(), Reference())
-          ->UseManualTime()->Unit(benchmark::kMillisecond)->Repetitions(reps)->ReportAggregatesOnly(!smoke);
+    for (int threads : {1, 2}) {
+      auto named = [&](const char* solver) { return "GaussTape/" + std::string(solver) + "/" + tag; };
+      timed(benchmark::RegisterBenchmark(named("zel").c_str(), BandZel, c.get())->Arg(threads)->ArgName("threads"));
+      timed(benchmark::RegisterBenchmark(named("dpbsv_openblas").c_str(), BandLapack, c.get(), OpenBlas())
+                ->Arg(threads)->ArgName("threads"));
+      timed(benchmark::RegisterBenchmark(named("cholmod_natural").c_str(), BandCholmod, c.get(), true)
+                ->Arg(threads)->ArgName("threads"));
+      timed(benchmark::RegisterBenchmark(named("cholmod_default").c_str(), BandCholmod, c.get(), false)
+                ->Arg(threads)->ArgName("threads"));
+      if (threads > 1)
+        continue;
+      timed(benchmark::RegisterBenchmark(named("profile_ldlt").c_str(), BandSkyline, c.get()));
+      if (bandFlops < 1.5e11)
+        timed(benchmark::RegisterBenchmark(named("dpbsv_reference").c_str(), BandLapack, c.get(), Reference())
+                  ->Arg(1)->ArgName("threads"));
+    }
   }
 }
 

@@ -145,8 +145,10 @@ void BM_GetString_CFileText(benchmark::State& state) {
     }
     std::string line;
     lines = 0;
-    while (file.GetString(line) >= 0)
+    while (file.IsEnd() == 0) {
+      file.GetString(line);
       ++lines;
+    }
     benchmark::DoNotOptimize(line.data());
   }
   state.SetBytesProcessed(static_cast<long long>(state.iterations() * Text().size()));
@@ -166,8 +168,10 @@ void BM_GetString_CFileText_Buffer(benchmark::State& state) {
     }
     char line[1024];
     lines = 0;
-    while (file.GetString(line, sizeof line) >= 0)
+    while (file.IsEnd() == 0) {
+      file.GetString(line, sizeof line);
       ++lines;
+    }
     benchmark::DoNotOptimize(line);
   }
   state.SetBytesProcessed(static_cast<long long>(state.iterations() * Text().size()));

@@ -7,4 +7,5 @@ source scripts/deps.sh
 zel_need_packages zlib1g-dev
 cmake -S . -B build/demo -DCMAKE_BUILD_TYPE=Release -DZELTOOLS_BUILD_TESTS=OFF -DZELTOOLS_BUILD_EXAMPLES=ON >/dev/null
 cmake --build build/demo -j"$(nproc)" --target zeltool
-./build/demo/tools/zeltool/zeltool demo "$@"
+# The report goes into the build folder, out of the sources.
+./build/demo/tools/zeltool/zeltool demo --report build/demo/zeltool-demo-report.txt "$@"

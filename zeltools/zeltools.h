@@ -56,6 +56,9 @@
 #include "zeltools/text/resource.h"
 #include "zeltools/text/strings.h"
 
+#include "zeltools/datastore/data.h"
+#include "zeltools/datastore/data_file.h"
+
 #include "zeltools/geometry/line2d.h"
 #include "zeltools/geometry/line3d.h"
 #include "zeltools/geometry/point2d.h"
@@ -69,4 +72,5 @@
 #include "zeltools/numerics/polynomial.h"
 #include "zeltools/numerics/quadrature.h"
 #include "zeltools/numerics/renumber.h"
+#include "zeltools/numerics/threads.h"
 #include "zeltools/numerics/vector3d.h"

@@ -303,7 +303,7 @@ TEST_F(FileBaseTest, AppendsOtherFilesAndCopiesShareTheFileButNotTheCache) {
     ASSERT_EQ(copy.Close(), 1);
   }
   ASSERT_EQ(f.Close(), 1);
-  EXPECT_EQ(Bytes(path_)[0], 'z'); // the original's close must not undo the copy's write
+  EXPECT_EQ(Bytes(path_)[0], 'z'); // the copied object's close must not undo the copy's write
   ASSERT_EQ(f.Open(path_.c_str(), "rwa"), 1);
   ASSERT_EQ(f.Delete(), 1);
   EXPECT_EQ(SizeOnDisk(path_), -1);

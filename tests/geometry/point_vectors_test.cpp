@@ -11,8 +11,6 @@
 #include <gtest/gtest.h>
 
 #include "support/random_points.h"
-#include "support/temp_files.h"
-#include "support/test_support.h"
 #include "zeltools/files/file_base.h"
 
 namespace zel {
@@ -201,48 +199,6 @@ TEST(PointVectorsInTheGenericVector, KeptOrderSeesAllPointsAsEquivalent) {
   EXPECT_TRUE(std::is_permutation(v.begin(), v.end(), before.begin(), before.end()));
   v.Sort(true); // compaction merges equal neighbours only: every point stays
   EXPECT_TRUE(std::all_of(before.begin(), before.end(), [&](const CPoint2D& p) { return v.Exist(p) != 0; }));
-}
-
-using PointVectorsFile = test::FileTest;
-
-// Stored as Vector stores its elements (a count, then their images, whose
-// layouts the headers assert): the record's length and a byte-exact round
-// trip, -0 included.
-TEST_F(PointVectorsFile, PointsRoundTripAs16And24ByteElements) {
-  std::mt19937_64 rng(60);
-  VPoint2D plane{{1.5, -2}}, planeBack;
-  VPoint3D space{{-0.0, 1e300, 0.25}}, spaceBack;
-  for (int i = 0; i < 300; ++i) {
-    plane.Append(test::RandomPoint2D(rng));
-    space.Append(test::RandomPoint3D(rng));
-  }
-  CFileBase f;
-  DOCUMENT d2, d3;
-  ASSERT_EQ(f.Open(path_.c_str(), "rw"), 1);
-  plane.Write(f, d2, 0);
-  space.Write(f, d3, 0);
-  EXPECT_TRUE(d2.length == 4 + 16 * 301 && d3.position == d2.length && d3.length == 4 + 24 * 301);
-  planeBack.Read(f, d2);
-  spaceBack.Read(f, d3);
-  ASSERT_TRUE(planeBack.size() == plane.size() && spaceBack.size() == space.size());
-  EXPECT_EQ(std::memcmp(planeBack.data(), plane.data(), 16 * plane.size()), 0);
-  EXPECT_EQ(std::memcmp(spaceBack.data(), space.data(), 24 * space.size()), 0);
-}
-
-TEST_F(PointVectorsFile, CountIsCheckedAgainstTheSizeOfAPoint) {
-  // Three space points need 72 bytes after the count; 71 are there, plenty
-  // for three plane points.
-  std::vector<unsigned char> bytes{3, 0, 0, 0};
-  bytes.resize(4 + 71, 0x40);
-  test::PutBytes(path_, bytes);
-  CFileBase f;
-  ASSERT_EQ(f.Open(path_.c_str(), "r"), 1);
-  VPoint3D space{{1, 2, 3}};
-  VPoint2D plane;
-  EXPECT_EQ(test::ThrownText([&] { space.Read(f, 0); }), test::FileMessage(110, path_));
-  EXPECT_TRUE(space.size() == 1 && space[0] == CPoint3D(1, 2, 3)); // nothing stored is lost
-  plane.Read(f, 0);
-  EXPECT_EQ(plane.size(), 3u);
 }
 
 } // namespace

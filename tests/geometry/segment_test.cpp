@@ -3,14 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
-#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "support/random_points.h"
-#include "support/temp_files.h"
-#include "zeltools/files/file_base.h"
 
 namespace zel {
 namespace {
@@ -179,19 +176,6 @@ TEST(VSegment, SplitAgainstAllPairsAndSegmentBySegment) {
   EXPECT_EQ(bad.Split(-1.0), 6u);
   EXPECT_TRUE(bad.GetBox(lo, hi) == 1 && lo == CPoint2D(0, 0) && hi == CPoint2D(HUGE_VAL, 1)); // NaN ignored
   EXPECT_TRUE(VSegment().GetBox(lo, hi) == 0 && lo == CPoint2D() && hi == CPoint2D());
-}
-
-using VSegmentFile = test::FileTest;
-
-// Stored as Vector stores its elements; the header asserts their layout.
-TEST_F(VSegmentFile, SegmentsRoundTripAs32ByteElements) {
-  VSegment v{{{0, 1}, {2, 3}}, {{-4, 5.5}, {6, -7}}}, back;
-  CFileBase f;
-  DOCUMENT doc;
-  ASSERT_EQ(f.Open(path_.c_str(), "rw"), 1);
-  v.Write(f, doc, 0);
-  back.Read(f, doc);
-  EXPECT_TRUE(doc.length == 4 + 2 * 32 && std::equal(v.begin(), v.end(), back.begin(), back.end()));
 }
 
 } // namespace

@@ -1,7 +1,11 @@
 #include "zeltools/numerics/band.h"
 
+#include <cstdlib>
+#include <new>
 #include <random>
+#include <thread>
 
+#include "failing_allocations.h"
 #include "matrix_market.h"
 #include "support/test_support.h"
 #include "zeltools/numerics/dense.h"
@@ -9,6 +13,23 @@
 #include "zeltools/numerics/internal/band_plain.h"
 #include "zeltools/numerics/internal/simd_level.h"
 #include "zeltools/numerics/renumber.h"
+#include "zeltools/numerics/threads.h"
+
+namespace zel::test {
+std::atomic<std::size_t> failAllocationsFrom{~std::size_t{0}};
+} // namespace zel::test
+
+#if !defined(__SANITIZE_ADDRESS__)
+void* operator new(std::size_t size) {
+  if (size >= zel::test::failAllocationsFrom.load(std::memory_order_relaxed))
+    throw std::bad_alloc();
+  if (void* p = std::malloc(size > 0 ? size : 1))
+    return p;
+  throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+#endif
 
 namespace zel {
 namespace {
@@ -132,13 +153,16 @@ BandMatrix RandomBand(std::mt19937_64& rng, unsigned n, unsigned width, double z
 }
 
 // The factorisation at every kernel level and panel height, and the solution
-// through every entry point, against the steps.
-TEST(BandSolve, EveryKernelAndEntryPointMatchesTheSteps) {
+// through every entry point (the packed triangle included), against the
+// steps; the last trials have bands wide enough, and right-hand sides
+// enough, to be shared among 1, 2, 3 and 8 threads.
+TEST(BandSolve, EveryKernelThreadCountAndEntryPointMatchesTheSteps) {
   std::mt19937_64 rng(2024);
   std::uniform_real_distribution<double> value(-1.0, 1.0);
-  for (int trial = 0; trial < 60; ++trial) {
-    const unsigned n = 1 + static_cast<unsigned>(rng() % 140), width = static_cast<unsigned>(rng() % 70);
-    const unsigned m = 1 + trial % 3;
+  for (int trial = 0; trial < 64; ++trial) {
+    const bool wide = trial >= 60;
+    const unsigned n = wide ? 333 + 367 * (trial % 2) : 1 + static_cast<unsigned>(rng() % 140);
+    const unsigned width = wide ? 260 : static_cast<unsigned>(rng() % 70), m = wide ? 3 : 1 + trial % 3;
     const BandMatrix original = RandomBand(rng, n, width, (trial % 3) * 0.3);
     std::vector<double> b(std::size_t(n) * m);
     for (double& x : b) // zero components are skipped, whatever their sign
@@ -149,9 +173,12 @@ TEST(BandSolve, EveryKernelAndEntryPointMatchesTheSteps) {
     for (unsigned r = 0; r < m; ++r)
       ReferenceSolve(expected.rows, xb.data() + std::size_t(r) * n);
     AtEveryLevel([&](SimdLevel level) {
+      const unsigned threads = std::vector<unsigned>{1, 2, 3, 8}[trial % 4];
       const std::string where = "n=" + std::to_string(n) + " width=" + std::to_string(width) +
-                                " level=" + std::to_string(int(level));
+                                " level=" + std::to_string(int(level)) + " threads=" + std::to_string(threads);
       for (std::size_t panel : {1u, 3u, 8u, 13u, 32u}) {
+        if (wide)
+          break;
         BandMatrix f = original;
         if (level == SimdLevel::Plain)
           numerics::BandFactorPlain(n, f.rows.data());
@@ -159,18 +186,43 @@ TEST(BandSolve, EveryKernelAndEntryPointMatchesTheSteps) {
           numerics::BandFactorBlocked(n, f.rows.data(), level, panel);
         EXPECT_TRUE(BitIdentical(f.values, expected.values)) << where << " panel=" << panel;
       }
+      // Two callers at once: one of them gets the helper threads, the other
+      // works alone, and both get the bits of one thread.
+      SetNumThreads(threads);
       BandMatrix one = original, split = original, later = original;
       std::vector<double> b1 = b, b2 = b, b3 = b;
-      GaussTape(n, one.rows.data(), m, b1.data());
+      std::thread other([&] { GaussTape(n, one.rows.data(), m, b1.data()); });
       GaussTape1(n, split.rows.data(), m, b2.data());
       GaussTape(n, later.rows.data(), 0, nullptr); // factorises only
       GaussTapeBack(n, later.rows.data(), m, b3.data());
+      other.join();
       for (const BandMatrix* f : {&one, &split, &later})
         EXPECT_TRUE(BitIdentical(f->values, expected.values)) << where;
       for (const auto* x : {&b1, &b2, &b3})
         EXPECT_TRUE(BitIdentical(*x, xb)) << where;
+      if (wide)
+        return;
+      // The packed triangle: rows reach as far as any row so far has a
+      // non-zero (the union rule), so rows of zeros still receive fill-in.
+      std::vector<double> packed(MatrElemSize(n), 0.0), bp = b;
+      for (unsigned i = 0; i < n; ++i)
+        std::copy_n(original.rows[i].values, original.rows[i].count, packed.begin() + IndexMatrTriang(n, i, i));
+      std::vector<double> packedExpected = packed, bpExpected = b;
+      std::vector<GAUSS_TAPE> rows(n);
+      for (unsigned i = 0, top = 0; i < n; ++i) {
+        for (unsigned j = i; j < n; ++j)
+          top = packed[IndexMatrTriang(n, i, j)] != 0.0 ? std::max(top, j) : top;
+        rows[i] = {std::max(top, i) - i + 1, packedExpected.data() + IndexMatrTriang(n, i, i)};
+      }
+      ASSERT_TRUE(ReferenceFactor(rows));
+      for (unsigned r = 0; r < m; ++r)
+        ReferenceSolve(rows, bpExpected.data() + std::size_t(r) * n);
+      GaussTape(n, packed.data(), m, bp.data());
+      EXPECT_TRUE(BitIdentical(packed, packedExpected)) << where;
+      EXPECT_TRUE(BitIdentical(bp, bpExpected)) << where;
     });
   }
+  SetNumThreads(0);
 }
 
 // A = Uᵀ·D·U with a unit upper band U of small integers and pivots D that
@@ -234,45 +286,11 @@ TEST(BandSolve, RowsBreakingTheEnvelopeAreRefusedUntouched) {
   EXPECT_EQ(b[0], 1.0);
 }
 
-// The packed factorisation equals the record solver on rows whose counts the
-// test derives by the union rule (each row reaches the highest column any row
-// so far has a non-zero in, so zero rows still receive fill-in), bit for bit.
-TEST(BandPacked, CountsFollowTheRunningUnionOfColumns) {
-  std::mt19937_64 rng(5);
-  std::uniform_real_distribution<double> value(-1.0, 1.0);
-  for (int trial = 0; trial < 60; ++trial) {
-    const unsigned n = 1 + static_cast<unsigned>(rng() % 60);
-    std::vector<double> a(MatrElemSize(n), 0.0), b(n);
-    for (unsigned i = 0; i < n; ++i) {
-      a[IndexMatrTriang(n, i, i)] = 3.0 + n;
-      const unsigned width = static_cast<unsigned>(rng() % 12);
-      for (unsigned j = i + 1; j < n && j <= i + width; ++j)
-        if (rng() % 3 != 0)
-          a[IndexMatrTriang(n, i, j)] = value(rng);
-    }
-    for (double& x : b)
-      x = value(rng);
-    std::vector<double> expectedA = a, expectedB = b;
-    std::vector<GAUSS_TAPE> rows(n);
-    unsigned top = 0;
-    for (unsigned i = 0; i < n; ++i) {
-      for (unsigned j = i; j < n; ++j)
-        if (a[IndexMatrTriang(n, i, j)] != 0.0)
-          top = std::max(top, j);
-      rows[i] = {std::max(top, i) - i + 1, expectedA.data() + IndexMatrTriang(n, i, i)};
-    }
-    ASSERT_TRUE(ReferenceFactor(rows));
-    ReferenceSolve(rows, expectedB.data());
-    GaussTape(n, a.data(), 1, b.data());
-    EXPECT_TRUE(BitIdentical(a, expectedA)) << "n=" << n;
-    EXPECT_TRUE(BitIdentical(b, expectedB)) << "n=" << n;
-  }
-}
-
-// Every matrix of the shared folder, renumbered: the fast factorisation
-// equals the plain one bit for bit, and the solution mapped back to the
-// original numbering solves the original system.
+// Every test matrix, renumbered: the fast factorisation equals the plain one
+// bit for bit, and the solution mapped back to the original numbering solves
+// the original system; so does the dense elimination on the smaller ones.
 TEST(BandSolve, StiffnessMatricesRenumbered) {
+  SetNumThreads(1);
   EXPECT_EQ(15, test::ForEachMatrix([](const test::SymmetricMatrix& mm) {
     const test::Graph g = test::GraphOf(mm.n, mm.lower);
     const SRenumber renumber = RenumberBand(mm.n, g.start.data(), g.adjacent.data());
@@ -286,6 +304,13 @@ TEST(BandSolve, StiffnessMatricesRenumbered) {
       x[position[v]] = b[v] = value(rng);
     BandMatrix fast = band;
     GaussTape(mm.n, fast.rows.data(), 1, x.data());
+    for (unsigned threads : {2u, 3u, 8u}) {
+      SetNumThreads(threads);
+      BandMatrix shared = band;
+      GaussTapeDirect(mm.n, shared.rows.data());
+      EXPECT_TRUE(BitIdentical(fast.values, shared.values)) << mm.name << " threads=" << threads;
+    }
+    SetNumThreads(1);
     if (mm.n <= 2100) {
       numerics::ForceSimdLevel(SimdLevel::Plain);
       BandMatrix slow = band;
@@ -299,7 +324,55 @@ TEST(BandSolve, StiffnessMatricesRenumbered) {
     std::printf("  GaussTape %-18s n=%6u profile %9llu (given %9llu) relative residual %.1e\n", mm.name.c_str(),
                 mm.n, renumber.profileAfter, renumber.profileBefore, residual);
     EXPECT_LT(residual, 1e-14) << mm.name;
+    if (mm.n > 1100) // the dense form of the larger files is the band solver's job
+      return;
+    // The dense solutions with 8, 3, 2 and 1 threads are the same bits.
+    std::vector<double> dense(std::size_t(mm.n) * mm.n, 0.0);
+    for (const auto& e : mm.lower)
+      dense[std::size_t(e.row) * mm.n + e.col] = dense[std::size_t(e.col) * mm.n + e.row] = e.value;
+    for (unsigned threads : {8u, 3u, 2u, 1u}) {
+      SetNumThreads(threads);
+      std::vector<double> a = dense, y = b;
+      ASSERT_EQ(Gauss(mm.n, a.data(), 1, y.data(), 0, 0.0), 1) << mm.name;
+      if (threads < 8)
+        EXPECT_TRUE(BitIdentical(y, solution)) << mm.name << " threads=" << threads;
+      solution = y;
+    }
+    std::printf("  Gauss     %-18s relative residual %.1e\n", mm.name.c_str(), test::RelativeResidual(mm, solution, b));
+    EXPECT_LT(test::RelativeResidual(mm, solution, b), 1e-14) << mm.name;
   }));
+  SetNumThreads(0);
+}
+
+// Without room for its panels the factorisation goes row by row, to the same
+// bits; without room even for that, the library's own exception says so and
+// nothing has changed.
+TEST(BandSolve, FailedAllocationsFallBackOrReportInTheLibrarysWords) {
+  if (!test::allocationsCanFail)
+    GTEST_SKIP() << "allocations cannot be made to fail in this build";
+  std::mt19937_64 rng(41);
+  const unsigned n = 300;
+  const BandMatrix original = RandomBand(rng, n, 90, 0.2);
+  BandMatrix expected = original;
+  ASSERT_TRUE(ReferenceFactor(expected.rows));
+  BandMatrix m = original;
+  {
+    const test::FailingAllocations failing(4096);
+    GaussTapeDirect(n, m.rows.data());
+  }
+  EXPECT_TRUE(BitIdentical(m.values, expected.values));
+  BandMatrix refused = original;
+  const test::ScopedLanguage english(1033);
+  EXPECT_EQ(ThrownText([&] {
+              const test::FailingAllocations failing(512);
+              GaussTapeDirect(n, refused.rows.data());
+            }).rfind("Unable to allocate", 0), 0u);
+  EXPECT_TRUE(BitIdentical(refused.values, original.values));
+  std::vector<double> packed(MatrElemSize(n), 1.0), b(n, 1.0);
+  EXPECT_NE(ThrownText([&] {
+              const test::FailingAllocations failing(512);
+              GaussTape(n, packed.data(), 1, b.data());
+            }), "");
 }
 
 } // namespace

@@ -107,34 +107,13 @@ void CheckBilinearModel(unsigned int seed, double tolerance) {
       const T got = InterpolTable(x, y, xs.data(), ys.data(), table.data(), nx, ny);
       EXPECT_NEAR(got, expected, tolerance * (50 + std::fabs(expected))) << nx << "x" << ny << " trial " << trial;
     }
+    EXPECT_EQ(InterpolTable(xs[0], ys[0], xs.data(), ys.data(), table.data(), 0, ny), T(0)); // empty tables
+    EXPECT_EQ(InterpolTable(xs[0], ys[0], xs.data(), ys.data(), table.data(), nx, -1), T(0));
   }
 }
 
 TEST(InterpolTable, BilinearFunctionsAreReproducedAndClampedDouble) { CheckBilinearModel<double>(47, 1e-12); }
 TEST(InterpolTable, BilinearFunctionsAreReproducedAndClampedFloat) { CheckBilinearModel<float>(53, 1e-5); }
-
-TEST(InterpolTable, OutsideInOneDirectionUsesOnlyTheBorderLine) {
-  const double xs[] = {0, 1};
-  const double ys[] = {0, 1, 2};
-  const double table[] = {1, 2,   // y = 0
-                          3, 40,  // y = 1
-                          5, 600}; // y = 2
-  // x below xs[0]: the first column only, whatever the rest holds.
-  EXPECT_EQ(InterpolTable(-1.0, 1.5, xs, ys, table, 2, 3), 4.0);
-  // x beyond: the last column.
-  EXPECT_EQ(InterpolTable(7.0, 1.5, xs, ys, table, 2, 3), 320.0);
-  // y below or beyond: the first or last row.
-  EXPECT_EQ(InterpolTable(0.5, -3.0, xs, ys, table, 2, 3), 1.5);
-  EXPECT_EQ(InterpolTable(0.5, 3.0, xs, ys, table, 2, 3), 302.5);
-  // Corners.
-  EXPECT_EQ(InterpolTable(-1.0, -1.0, xs, ys, table, 2, 3), 1.0);
-  EXPECT_EQ(InterpolTable(2.0, 9.0, xs, ys, table, 2, 3), 600.0);
-  // Inside: cell [0, 1] × [1, 2].
-  EXPECT_EQ(InterpolTable(0.5, 1.5, xs, ys, table, 2, 3), (3.0 + 40.0 + 5.0 + 600.0) / 4);
-  // Empty tables.
-  EXPECT_EQ(InterpolTable(0.5, 1.5, xs, ys, table, 0, 3), 0.0);
-  EXPECT_EQ(InterpolTable(0.5, 1.5, xs, ys, table, 2, -1), 0.0);
-}
 
 TEST(InterpolPlate, DegreeZeroIsTheMean) {
   const double points[] = {0, 0, 1, 5, -2, 3, 7, 7};

@@ -108,25 +108,6 @@ TEST(TriangleRules, OrdersSelectRulesExactUpToTheirDegreeAndNoFurther) {
   }
 }
 
-TEST(TetrahedronRules, CountIsTheOrderAndTheFourPointRuleIsQuadratic) {
-  for (unsigned int order : {0u, 1u, 2u, 4u, 9u}) {
-    unsigned int count = 12345;
-    const double *w = nullptr, *l1 = nullptr, *l2 = nullptr, *l3 = nullptr;
-    NumericalIntegrationTetrahedron(order, count, w, l1, l2, l3);
-    EXPECT_EQ(count, order);
-    const int degree = order == 1 ? 1 : 2;
-    for (int a = 0; a <= degree; ++a)
-      for (int b = 0; a + b <= degree; ++b)
-        for (int c = 0; a + b + c <= degree; ++c) {
-          const double exact = 6.0 * Factorial(a) * Factorial(b) * Factorial(c) / Factorial(a + b + c + 3);
-          const RuleSum r = Apply(order == 1 ? 1 : 4, w, [&](unsigned int i) {
-            return std::pow(l1[i], a) * std::pow(l2[i], b) * std::pow(l3[i], c);
-          });
-          EXPECT_NEAR(r.sum, exact, kTight) << order << ": " << a << b << c;
-        }
-  }
-}
-
 // Random intervals, segments, triangles, parallelograms and tetrahedra: the
 // weights sum to the measure and the top power of a random linear form is
 // integrated exactly.

@@ -3,6 +3,7 @@
 #include <numeric>
 #include <random>
 
+#include "failing_allocations.h"
 #include "matrix_market.h"
 #include "support/test_support.h"
 
@@ -70,6 +71,13 @@ TEST(RenumberBand, BadGraphsAreRefused) {
   EXPECT_NE(ThrownText([&] { RenumberBand(2, backwards, fine); }), "");
   const unsigned ok[3] = {0, 1, 1}, badPosition[2] = {0, 2};
   EXPECT_NE(ThrownText([&] { BandProfile(2, ok, fine, badPosition); }), "");
+  // Without room for its working copies: the library's exception.
+  const Graph path = GraphOf(1000, std::vector<test::SymmetricEntry>(1, {999, 0, 1.0}));
+  if (test::allocationsCanFail)
+    EXPECT_NE(ThrownText([&] {
+                const test::FailingAllocations failing(2048);
+                RenumberBand(path.n, path.start.data(), path.adjacent.data());
+              }), "");
 }
 
 // The profile never grows from the given numbering; from a scrambled one the

@@ -381,20 +381,6 @@ bool ExpectTableOrLocatedError(const std::string& script) {
   }
 }
 
-TEST(ResourceScript, TruncatedScriptsGiveATableOrALocatedError) {
-  std::mt19937 rng(7);
-  for (int round = 0; round < 20; ++round) {
-    const std::string script = Render(RandomTable(rng), RandomTable(rng), rng) +
-                               "#if 1\n1 DIALOG 0,0,1,1 BEGIN LTEXT \"a\" END\n/* c */\n#endif\n";
-    int tables = 0;
-    for (std::size_t cut = 0; cut <= script.size(); ++cut)
-      tables += ExpectTableOrLocatedError(script.substr(0, cut));
-    // Cuts between statements leave a valid script; most others do not.
-    EXPECT_GT(tables, 0);
-    EXPECT_LT(tables, static_cast<int>(script.size()) / 2);
-  }
-}
-
 TEST(ResourceScript, RandomScriptsGiveATableOrALocatedError) {
   static const std::string pieces[] = {
       "STRINGTABLE", "BEGIN", "END", "{", "}", "LANGUAGE", "LANG_RUSSIAN", ",", "1", "0x", "65536", "-",

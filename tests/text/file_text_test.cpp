@@ -48,5 +48,31 @@ TEST_F(FileText, ReadsAsMemoryDoesAcrossWindows) {
   EXPECT_EQ(a, b);
 }
 
+// A parameter file as the applications write it, read back in full by the
+// keyword loop such a reader runs.
+TEST_F(FileText, ParameterFileReadsBack) {
+  CFileText out, in;
+  std::string word, read;
+  ASSERT_TRUE(out.Open(path_.c_str(), "w") && out.Close() && in.Open(path_.c_str(), "r"));
+  ASSERT_TRUE(in.GetString(word) == 0 && in.Close() && in.GetString(word) == -1) << "empty, then no file";
+  ASSERT_TRUE(out.Open(path_.c_str(), "w"));
+  ASSERT_TRUE(out.PutString("# frame\nNAME Frame1\nMATERIAL NAME=\"Steel  S235\" E=2.1e5\n"));
+  ASSERT_TRUE(out.PutString("NODES 1 - 4 10 r 20 5;\nBEAMS 7 8 /\nTITLE \"Unclosed\n\nEND\n") && out.Close());
+  ASSERT_TRUE(in.Open(path_.c_str(), "r"));
+  std::vector<char> name;
+  std::vector<int> list;
+  ASSERT_EQ(in.GetString(word), 7);
+  for (int r; (r = in.GetWord(word, nullptr, 1)) >= 0 && word != "END";) {
+    if (word == "MATERIAL" && in.GetName(name) == 1 && in.GetWord(word, nullptr, 1) == 0 && in.GetWord(word) == 0)
+      read += "|" + std::string(name.data()) + "|" + word;
+    else if ((word == "NODES" || word == "BEAMS") && (r = in.GetListInt(list)) >= 0 && !list.empty())
+      read += "|" + std::to_string(r) + ":" + std::to_string(list.size()) + ":" + std::to_string(list.back());
+    else if (word == "TITLE" && in.GetWord(word) == 0)
+      read += "|" + word;
+  }
+  EXPECT_EQ(read, "|Steel  S235|2.1e5|0:7:16|47:2:8|Unclosed");
+  EXPECT_TRUE(word == "END" && in.GetString(word) == 0 && in.IsEnd());
+}
+
 } // namespace
 } // namespace zel

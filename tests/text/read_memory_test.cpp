@@ -61,8 +61,8 @@ TEST(ReadMemory, CharactersLinesPhrasesAndPositions) {
   reader.Init("abc\ndefgh\n\n\nxyz");
   char line[4];
   std::vector<std::string> lines;
-  for (int n; (n = reader.GetString(line, sizeof line, 1)) >= 0;)
-    lines.emplace_back(line, static_cast<std::size_t>(n));
+  while (!reader.IsEnd())
+    lines.emplace_back(line, static_cast<std::size_t>(reader.GetString(line, sizeof line, 1)));
   EXPECT_EQ(lines, (std::vector<std::string>{"abc", "def", "gh", "xyz"}));
   reader.Init("a;b\n;c");
   std::vector<char> phrase;
@@ -155,20 +155,23 @@ TEST(ReadMemory, RandomTextsEndAndAgree) {
     std::vector<std::string> lines;
     std::string line;
     char big[512];
-    for (int n; (n = a.GetString(line)) >= 0;) {
-      ASSERT_EQ(b.GetString(big, sizeof big), n);
+    while (!a.IsEnd()) {
+      ASSERT_EQ(b.GetString(big, sizeof big), a.GetString(line));
       lines.push_back(line);
       ASSERT_EQ(line, big);
     }
-    ASSERT_EQ(b.GetString(big, sizeof big), -1);
+    ASSERT_EQ(b.GetString(big, sizeof big), 0) << "the end reads as an empty line";
+    ASSERT_EQ(CReadMemory().GetString(line), -1) << "only a missing text gives -1";
     ASSERT_EQ(lines, model) << text;
     a.Init(text.data(), static_cast<unsigned int>(text.size()));
     std::vector<int> list;
-    for (int i = 0, r = 0; r >= 0; ++i) {
+    std::vector<char> phrase;
+    for (int i = 0, r = 0, k = 0; r >= 0; k = ++i % 5) {
       ASSERT_LT(i, 1000) << "every reader advances";
-      r = i % 3 == 0 ? a.GetWord(line, i % 2 ? "-" : nullptr, 1) : i % 3 == 1 ? a.GetListInt(list) : a.GetString(big, 2);
-      if (r < 0 && i % 3 == 1)
-        r = a.GetPosBuf() != nullptr ? 0 : -1;
+      r = k == 0 ? a.GetWord(line, i % 2 ? "-" : nullptr, 1) : k == 1 ? a.GetListInt(list) : k == 2 ? a.GetString(big, 2)
+          : k == 3 ? a.GetPhrase(phrase, ';') : a.GetName(phrase) + a.GetChar();
+      if (r < 0 && k != 3)
+        r = a.IsEnd() ? -1 : 0;
     }
   }
 }

@@ -88,8 +88,8 @@ TEST(Strings, AddStrPiecesJoinBackToTheText) {
     std::string text(rng() % 8, ' ');
     for (char& c : text)
       c = ";a "[rng() % 3];
-    VCText v;
-    v.Add("first");
+    Vector<CText> v;  // where the split lives; VCText inherits it
+    v.emplace_back("first");
     const char separator = rng() % 5 == 0 ? '\0' : ';';
     const unsigned int count = v.AddStr(text.c_str(), separator);
     ASSERT_EQ(count, v.size());

@@ -42,9 +42,10 @@ std::string Slurp(const std::string& path) {
 
 // Runs zeltool with `args` in a plain environment (plus `env`), standard
 // output and error sent to files, so nothing is a terminal; `errTo` names
-// another place for standard error (then `err` stays empty).
+// another place for standard error (then `err` stays empty), `cwd` another
+// current folder.
 Outcome RunTool(const std::vector<std::string>& args, const std::vector<std::string>& env = {"LANG=C"},
-                const std::string& errTo = "") {
+                const std::string& errTo = "", const std::string& cwd = "") {
   TempDir dir;
   const std::string out = dir.File("out"), err = errTo.empty() ? dir.File("err") : errTo;
   posix_spawn_file_actions_t actions;
@@ -52,6 +53,8 @@ Outcome RunTool(const std::vector<std::string>& args, const std::vector<std::str
   posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  if (!cwd.empty())
+    posix_spawn_file_actions_addchdir_np(&actions, cwd.c_str());
   std::vector<std::string> argStrings{ZEL_ZELTOOL_PATH};
   argStrings.insert(argStrings.end(), args.begin(), args.end());
   std::vector<char*> argv, envp;
@@ -381,34 +384,38 @@ TEST(ZeltoolBadInput, FilesAndCommandLinesThatCannotBeUsed) {
 
 // ---------------------------------------------------------------------------
 
-// The demo's report in either language is the stored one, byte for byte: any
+// The demo's output and its paged report in either language are the stored
+// ones, byte for byte: any
 // change in the library's stored blocks, renumbering, solvers or quadrature
 // shows here. A kept document holds the blocks its report lists.
 TEST(ZeltoolDemo, ReportsMatchTheStoredOnesAndTheKeptDocumentHoldsTheBlocks) {
   const std::string golden = std::string(ZEL_TEST_DATA_DIR) + "/zeltool/demo_";
-  const Outcome en = RunTool({"demo", "--lang", "en"});
+  TempDir dir;
+  const std::string printed = dir.File("zeltool-demo-report.txt");
+  const Outcome en = RunTool({"demo", "--lang", "en"}, {"LANG=C"}, "", dir.File(""));
   ASSERT_EQ(en.status, 0) << en.err;
   EXPECT_EQ(en.err, "");
   EXPECT_EQ(en.out, Slurp(golden + "en.txt"));
-  const Outcome ru = RunTool({"demo"}, {"LANG=ru_RU.UTF-8"});
+  EXPECT_EQ(Slurp(printed), Slurp(golden + "report_en.txt"));
+  const Outcome ru = RunTool({"demo"}, {"LANG=ru_RU.UTF-8"}, "", dir.File(""));
   ASSERT_EQ(ru.status, 0) << ru.err;
   EXPECT_EQ(ru.out, Slurp(golden + "ru.txt"));
+  EXPECT_EQ(Slurp(printed), Slurp(golden + "report_ru.txt"));
 
-  TempDir dir;
   // The kept document as blocks and mark read it: the blocks the report
   // listed, and a mark that matches until the file changes.
   const std::string kept = dir.File("truss.zel");
-  ASSERT_EQ(RunTool({"demo", "--keep", kept}).out, en.out);
+  ASSERT_EQ(RunTool({"demo", "--keep", kept}, {"LANG=C"}, "", dir.File("")).out, en.out);
   const Outcome blocks = RunTool({"blocks", kept});
   ASSERT_EQ(blocks.status, 0) << blocks.err;
   std::istringstream report(en.out.substr(en.out.find("   nodes "))), listing(blocks.out.substr(blocks.out.find("    1 ")));
   long long tablePosition = 0;
-  for (unsigned i = 1; i <= 6; ++i) {
+  for (unsigned i = 1; i <= 7; ++i) {
     std::string name;
     unsigned number = 0;
     long long position = 0, length = 0, listedPosition = -1, listedLength = -1;
     report >> name >> position >> length;
-    if (i == 6) { // the report's last row is the table itself
+    if (i == 7) { // the report's last row is the table itself
       tablePosition = position;
       break;
     }
@@ -431,17 +438,19 @@ TEST(ZeltoolDemo, ReportsMatchTheStoredOnesAndTheKeptDocumentHoldsTheBlocks) {
   const Outcome outside = RunTool({"blocks", dir.Write("outside.zel", bytes)});
   EXPECT_EQ(outside.status, 2);
   EXPECT_NE(outside.out.find("outside the file"), std::string::npos) << outside.out;
-  EXPECT_NE(outside.err.find("1 of the 5 blocks lie outside the file"), std::string::npos) << outside.err;
+  EXPECT_NE(outside.err.find("1 of the 6 blocks lie outside the file"), std::string::npos) << outside.err;
   const std::string cut = dir.Write("cut.zel", bytes.substr(0, static_cast<std::size_t>(markBytes + tablePosition + 20)));
   const Outcome shortened = RunTool({"blocks", cut});
   EXPECT_EQ(shortened.status, 2);
   EXPECT_EQ(shortened.out, "");
   EXPECT_NE(shortened.err.find(cut), std::string::npos) << shortened.err;
 
-  const Outcome bad = RunTool({"demo", "--keep", dir.File("no/such/folder/truss.zel")});
-  EXPECT_EQ(bad.status, 2); // the report stops at the step that failed
-  EXPECT_EQ(bad.err.find('\n'), bad.err.size() - 1) << "one line: " << bad.err;
-  EXPECT_NE(bad.err.find("no/such/folder/truss.zel"), std::string::npos) << bad.err;
+  for (const char* option : {"--keep", "--report"}) {
+    const Outcome bad = RunTool({"demo", option, dir.File("no/such/folder/truss.zel")});
+    EXPECT_EQ(bad.status, 2); // the output stops at the step that failed
+    EXPECT_EQ(bad.err.find('\n'), bad.err.size() - 1) << "one line: " << bad.err;
+    EXPECT_NE(bad.err.find("no/such/folder/truss.zel"), std::string::npos) << bad.err;
+  }
 }
 
 TEST(ZeltoolMsg, PrintsTheCatalogueTextInUtf8InEitherLanguage) {

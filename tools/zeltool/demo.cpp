@@ -3,20 +3,30 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
+#include <dlfcn.h>
 #include <unistd.h>
 #include <vector>
 
 #include <zeltools/containers/vector.h>
 #include <zeltools/containers/vector_array.h>
+#include <zeltools/datastore/data.h>
 #include <zeltools/errors/language.h>
 #include <zeltools/geometry/point_vectors.h>
 #include <zeltools/numerics/band.h>
 #include <zeltools/numerics/dense.h>
 #include <zeltools/numerics/quadrature.h>
 #include <zeltools/numerics/renumber.h>
+#include <zeltools/rcscript/encoding.h>
+#include <zeltools/text/file_print.h>
+#include <zeltools/text/message.h>
+#include <zeltools/text/phrase.h>
+#include <zeltools/text/resource.h>
 
+#include "demo_messages.h"
 #include "document_file.h"
 
 namespace zeltool {
@@ -79,32 +89,77 @@ std::string Right(const std::string& text, std::size_t width) {
 constexpr unsigned Panels = 12;
 constexpr double PanelWidth = 2.0; // m
 constexpr double Height = 2.5;     // m
-constexpr double Modulus = 2.06e8; // kN/m², steel
-constexpr double Density = 7850;   // kg/m³
 constexpr double NodeLoad = -30;   // kN on each inner bottom node
 constexpr double WindLoad = 12;    // kN along x on the top left node
+
+// The data lines of the model's tables, stored as they stand.
+struct MaterialLine {
+  double modulus; // kN/m²
+  double density; // kg/m³
+};
+static_assert(sizeof(MaterialLine) == 16, "stored layout of a material line");
+struct SectionLine {
+  double area;       // m²
+  double radius;     // m, radius of gyration
+  unsigned material; // line of the materials table
+  unsigned reserved;
+};
+static_assert(sizeof(SectionLine) == 24, "stored layout of a section line");
+// The head of the sections table: the design limits its sections are
+// checked against.
+struct DesignLimits {
+  unsigned deflection;  // span / largest deflection, at least
+  unsigned slenderness; // L / i of a compressed bar, at most
+};
+static_assert(sizeof(DesignLimits) == 8, "stored layout of the sections' head");
 
 struct SectionRow {
   const char* en;
   const char* ru;
-  double area; // m²
+  double area;
+  double radius;
 };
 constexpr SectionRow Sections[] = {
-    {"chord", "пояс", 40e-4}, {"post", "стойка", 15e-4}, {"diagonal", "раскос", 25e-4}};
+    {"chord", "пояс", 40e-4, 0.06}, {"post", "стойка", 15e-4, 0.02}, {"diagonal", "раскос", 25e-4, 0.025}};
+constexpr MaterialLine Steel = {2.06e8, 7850};
+constexpr DesignLimits Limits = {400, 120};
 
 enum Fixity : unsigned char { FixX = 1, FixY = 2 };
 
-// What the document holds. Sections and materials become `_CData` rows with
-// names and a head, and the loads `VDblData` rows, when the data store is
-// part of the library; until then they are plain vectors of numbers.
+// What the document holds. The loads become `VDblData` rows when the data
+// store has them; until then they are a plain vector of numbers.
 struct Model {
   zel::VPoint2D nodes;                          // 1-based node numbers
-  zel::VectorArray<unsigned, unsigned> bars;    // {node, node, section}
-  zel::Vector<double> areas;                    // per section
+  zel::VectorArray<unsigned, unsigned> bars;    // {node, node, section line}
+  zel::CData materials;                         // named MaterialLine rows
+  zel::_CData sections;                         // named SectionLine rows, DesignLimits head
   zel::Vector<double> loads;                    // fx, fy per node
   zel::Vector<unsigned char> supports;          // Fixity bits per node
 };
-constexpr unsigned ModelBlocks = 5;
+constexpr unsigned ModelBlocks = 6;
+
+// The tables' shapes: a reader is shaped as the writer was.
+void ShapeTables(Model& m) {
+  m.materials.Init(sizeof(MaterialLine), sizeof(MaterialLine), 0);
+  m.sections.Init(sizeof(SectionLine), sizeof(SectionLine), 0, sizeof(DesignLimits));
+}
+
+template <class Line> Line LineOf(const zel::CData& table, unsigned n) {
+  Line line{};
+  std::memcpy(&line, table.GetData(n), sizeof line);
+  return line;
+}
+
+// The design limits of a sections table; zero when it has no such head.
+DesignLimits LimitsOf(const zel::_CData& sections) {
+  DesignLimits limits{};
+  if (sections.GetHead() != nullptr && sections.GetSizeHead() >= sizeof limits)
+    std::memcpy(&limits, sections.GetHead(), sizeof limits);
+  return limits;
+}
+
+// The program's texts go into the library in Windows-1251.
+std::string W(const char* en, const char* ru);
 
 Model BuildModel() {
   Model m;
@@ -113,23 +168,32 @@ Model BuildModel() {
     bottom.push_back(m.nodes.Add({i * PanelWidth, 0.0}, 1e-9));
   for (unsigned i = 0; i <= Panels; ++i)
     top.push_back(m.nodes.Add({i * PanelWidth, Height}, 1e-9));
+  ShapeTables(m);
+  const unsigned steel = m.materials.AddSize(1);
+  m.materials.SetData(steel, &Steel);
+  m.materials.SetText(steel, W("steel", "сталь").c_str());
+  for (const SectionRow& s : Sections) {
+    const unsigned n = m.sections.AddSize(1);
+    const SectionLine line{s.area, s.radius, steel, 0};
+    m.sections.SetData(n, &line);
+    m.sections.SetText(n, W(s.en, s.ru).c_str());
+  }
+  m.sections.SetHead(&Limits, sizeof Limits);
   auto bar = [&m](unsigned a, unsigned b, unsigned section) {
     const unsigned list[3] = {a, b, section};
     m.bars.Append(3, list);
   };
   for (unsigned i = 0; i < Panels; ++i)
-    bar(bottom[i], bottom[i + 1], 0);
+    bar(bottom[i], bottom[i + 1], 1);
   for (unsigned i = 0; i < Panels; ++i)
-    bar(top[i], top[i + 1], 0);
+    bar(top[i], top[i + 1], 1);
   for (unsigned i = 0; i <= Panels; ++i)
-    bar(bottom[i], top[i], 1);
+    bar(bottom[i], top[i], 2);
   for (unsigned i = 0; i < Panels; ++i)
     if (2 * i < Panels)
-      bar(top[i], bottom[i + 1], 2);
+      bar(top[i], bottom[i + 1], 3);
     else
-      bar(bottom[i], top[i + 1], 2);
-  for (const SectionRow& s : Sections)
-    m.areas.Append(s.area);
+      bar(bottom[i], top[i + 1], 3);
   m.loads.SetSize(2 * m.nodes.GetSize(), 0.0);
   for (unsigned i = 1; i < Panels; ++i)
     m.loads[2 * (bottom[i] - 1) + 1] = NodeLoad;
@@ -153,9 +217,10 @@ zel::Vector<zel::DOCUMENT> WriteDocument(const std::string& path, Model& m) {
   contents.SetSize(ModelBlocks);
   m.nodes.Write(file, contents[0], 1);
   m.bars.Write(file, contents[1]);
-  m.areas.Write(file, contents[2], 1);
-  m.loads.Write(file, contents[3], 1);
-  m.supports.Write(file, contents[4], 1);
+  m.materials.Write(file, contents[2], 1);
+  m.sections.Write(file, contents[3], 1);
+  m.loads.Write(file, contents[4], 1);
+  m.supports.Write(file, contents[5], 1);
   zel::DOCUMENT where;
   EndDocument(file, contents, where);
   file.Close();
@@ -177,17 +242,31 @@ Model ReadDocument(const std::string& path) {
   Check(contents.GetSize() == ModelBlocks, T("the table of contents lists the wrong number of blocks",
                                              "оглавление перечисляет не то число блоков"));
   Model m;
+  ShapeTables(m);
   m.nodes.Read(file, contents[0]);
   m.bars.Read(file, contents[1]);
-  m.areas.Read(file, contents[2]);
-  m.loads.Read(file, contents[3]);
-  m.supports.Read(file, contents[4]);
+  m.materials.Read(file, contents[2]);
+  m.sections.Read(file, contents[3]);
+  m.loads.Read(file, contents[4]);
+  m.supports.Read(file, contents[5]);
   return m;
+}
+
+// Same lines: texts and stored data bytes.
+bool SameTable(const zel::CData& a, const zel::CData& b) {
+  bool same = a.GetSize() == b.GetSize();
+  for (unsigned n = 1; same && n <= a.GetSize(); ++n)
+    same = std::strcmp(a.GetText(n), b.GetText(n)) == 0 &&
+           std::memcmp(a.GetData(n), b.GetData(n), a.GetDataLength()) == 0;
+  return same;
 }
 
 bool SameModel(const Model& a, const Model& b) {
   bool same = a.nodes.GetSize() == b.nodes.GetSize() && a.bars.GetSize() == b.bars.GetSize() &&
-              a.areas == b.areas && a.loads == b.loads && a.supports == b.supports;
+              SameTable(a.materials, b.materials) && SameTable(a.sections, b.sections) &&
+              LimitsOf(a.sections).deflection == LimitsOf(b.sections).deflection &&
+              LimitsOf(a.sections).slenderness == LimitsOf(b.sections).slenderness &&
+              a.loads == b.loads && a.supports == b.supports;
   for (unsigned i = 0; same && i < a.nodes.GetSize(); ++i)
     same = a.nodes[i].x == b.nodes[i].x && a.nodes[i].y == b.nodes[i].y;
   for (unsigned i = 0; same && i < a.bars.GetSize(); ++i)
@@ -210,20 +289,25 @@ struct RemoveAtEnd {
 
 struct Bar {
   unsigned a, b; // 0-based nodes
-  unsigned section;
-  double length, c, s, ea;
+  unsigned section; // line of the sections table
+  double length, c, s, area, ea, density, slenderness;
 };
 
 std::vector<Bar> Bars(const Model& m) {
   std::vector<Bar> bars;
   for (unsigned i = 0; i < m.bars.GetSize(); ++i) {
     const unsigned* list = m.bars[i]->elements;
-    Bar e{list[0] - 1, list[1] - 1, list[2], 0, 0, 0, 0};
+    Bar e{list[0] - 1, list[1] - 1, list[2], 0, 0, 0, 0, 0, 0, 0};
+    const auto section = LineOf<SectionLine>(m.sections, list[2]);
+    const auto material = LineOf<MaterialLine>(m.materials, section.material);
     const double dx = m.nodes[e.b].x - m.nodes[e.a].x, dy = m.nodes[e.b].y - m.nodes[e.a].y;
     e.length = std::sqrt(dx * dx + dy * dy);
     e.c = dx / e.length;
     e.s = dy / e.length;
-    e.ea = Modulus * m.areas[list[2]];
+    e.area = section.area;
+    e.ea = material.modulus * section.area;
+    e.density = material.density;
+    e.slenderness = e.length / section.radius;
     bars.push_back(e);
   }
   return bars;
@@ -248,9 +332,133 @@ double MaxAbs(const std::vector<double>& v) {
   return r;
 }
 
+// --- the report -------------------------------------------------------------
+
+struct Results {
+  const std::vector<Bar>& bars;
+  const std::vector<double>& u;        // m, per degree of freedom
+  const std::vector<double>& force;    // kN, per bar
+  const std::vector<double>& reaction; // kN, per degree of freedom
+  const std::vector<unsigned>& equation;
+  const std::string (&equilibrium)[2]; // the two lines of the check
+  const zel::CPhrase& notes;
+};
+
+std::string W(const char* en, const char* ru) { return zel::Utf8ToCp1251(T(en, ru)); }
+
+// The paginated report, converted to UTF-8 so that it reads as the
+// terminal does. Returns the number of pages.
+unsigned WriteReport(const std::string& path, const Model& model, const Results& r) {
+  zel::CFilePrint print;
+  print.SetEncoding(zel::CFilePrint::EncodingUtf8);
+  print.SetHead(W("ZelTools demo: plane truss", "Пример ZelTools: плоская ферма").c_str());
+  print.SetFoot(W("zeltool demo", "zeltool demo").c_str());
+  print.Open(path.c_str(), nullptr, 1);
+  char text[256];
+  std::snprintf(text, sizeof text,
+                ZELTOOL_FORMAT("Pratt truss of %u panels of %g m, height %g m\nDisplacements, bar forces, reactions",
+                               "Ферма Пратта из %u панелей по %g м, высота %g м\nПеремещения, усилия, реакции"),
+                Panels, PanelWidth, Height);
+  print.Title(zel::Utf8ToCp1251(text).c_str());
+  std::snprintf(text, sizeof text,
+                ZELTOOL_FORMAT("%u nodes, %u bars; steel, E = %g kN/m2. Bottom chord loaded with %g kN at every "
+                               "inner node, %g kN along x at the top left node; pinned at node 1, on rollers at "
+                               "node %u.",
+                               "%u узлов, %u стержней; сталь, E = %g кН/м2. Нижний пояс нагружен силой %g кН в "
+                               "каждом внутреннем узле, %g кН по x в левом верхнем узле; шарнир в узле 1, каток "
+                               "в узле %u."),
+                model.nodes.GetSize(), model.bars.GetSize(), LineOf<MaterialLine>(model.materials, 1).modulus,
+                NodeLoad, WindLoad, Panels + 1);
+  print.Text(zel::Utf8ToCp1251(text).c_str());
+  print.Blank();
+
+  using P = zel::CFilePrint;
+  const std::string section = W("Section", "Сечение"), area = W("A, m2", "A, м2"), radius = W("i, m", "i, м");
+  const zel::SPrintColumn sections[] = {
+      {section.c_str(), 10, P::AlignLeft, nullptr}, {area.c_str(), 9, P::AlignRight, "%.4f"},
+      {radius.c_str(), 7, P::AlignRight, "%.3f"}};
+  print.BeginTable(3, sections, 1);
+  for (unsigned n = 1; n <= model.sections.GetSize(); ++n) {
+    const auto line = LineOf<SectionLine>(model.sections, n);
+    print.Cell(model.sections.GetText(n));
+    print.Cell(line.area);
+    print.Cell(line.radius);
+  }
+  print.EndTable();
+  print.Blank();
+
+  const std::string node = W("Node", "Узел"), ux = W("u, mm", "u, мм"), uy = W("v, mm", "v, мм");
+  print.Text(W("Displacements", "Перемещения").c_str());
+  const zel::SPrintColumn displacements[] = {
+      {node.c_str(), 5, P::AlignRight, "%d"},      {"x, m", 7, P::AlignRight, "%.2f"},
+      {"y, m", 7, P::AlignRight, "%.2f"},          {ux.c_str(), 10, P::AlignRight, "%.4f"},
+      {uy.c_str(), 10, P::AlignRight, "%.4f"}};
+  print.BeginTable(5, displacements, 1);
+  for (unsigned i = 0; i < model.nodes.GetSize(); ++i) {
+    print.Cell(i + 1);
+    print.Cell(model.nodes[i].x);
+    print.Cell(model.nodes[i].y);
+    print.Cell(Shown(r.u[2 * i] * 1e3, 4));
+    print.Cell(Shown(r.u[2 * i + 1] * 1e3, 4));
+  }
+  print.EndTable();
+  print.Blank();
+
+  const std::string bar = W("Bar", "Стер."), length = W("L, m", "L, м"), force = W("N, kN", "N, кН"),
+                    slenderness = W("L/i", "L/i");
+  // The forces fill a page of their own, so that no table is split.
+  print.NewPage();
+  print.Text(W("Bar forces (tension +)", "Усилия в стержнях (растяжение +)").c_str());
+  const zel::SPrintColumn forces[] = {
+      {bar.c_str(), 5, P::AlignRight, "%d"},     {"i", 4, P::AlignRight, "%d"},
+      {"j", 4, P::AlignRight, "%d"},             {section.c_str(), 10, P::AlignLeft, nullptr},
+      {length.c_str(), 7, P::AlignRight, "%.3f"}, {slenderness.c_str(), 6, P::AlignRight, "%.0f"},
+      {force.c_str(), 10, P::AlignRight, "%.3f"}};
+  print.BeginTable(7, forces, 1);
+  for (std::size_t b = 0; b < r.bars.size(); ++b) {
+    const Bar& e = r.bars[b];
+    print.Cell(static_cast<unsigned>(b + 1));
+    print.Cell(e.a + 1);
+    print.Cell(e.b + 1);
+    print.Cell(model.sections.GetText(e.section));
+    print.Cell(e.length);
+    print.Cell(e.slenderness);
+    print.Cell(Shown(r.force[b], 3));
+  }
+  print.EndTable();
+  print.Blank();
+
+  const std::string direction = W("Direction", "Направление"), value = W("R, kN", "R, кН");
+  print.Text(W("Reactions", "Реакции").c_str());
+  const zel::SPrintColumn reactions[] = {{node.c_str(), 5, P::AlignRight, "%d"},
+                                         {direction.c_str(), 11, P::AlignLeft, nullptr},
+                                         {value.c_str(), 12, P::AlignRight, "%.4f"}};
+  print.BeginTable(3, reactions, 1);
+  for (unsigned d = 0; d < r.equation.size(); ++d)
+    if (r.equation[d] == Fixed) {
+      print.Cell(d / 2 + 1);
+      print.Cell(d % 2 == 0 ? "x" : "y");
+      print.Cell(Shown(r.reaction[d], 4));
+    }
+  print.EndTable();
+  print.Blank();
+
+  print.Text(W("Equilibrium", "Равновесие").c_str());
+  for (const std::string& line : r.equilibrium)
+    print.Text(zel::Utf8ToCp1251(line).c_str(), 2);
+  print.Blank();
+  print.Text(W("Design checks", "Проверки конструкции").c_str());
+  for (const zel::CPhraseText& note : r.notes)
+    print.Text(note.GetText(), 2);
+  if (print.Close() == 0)
+    throw std::runtime_error("demo: " + path + ": " + T("the report could not be written", "отчёт не записан"));
+  return print.GetPage() - 1;
+}
+
+
 void Step(int number, const std::string& title) { std::printf("\n%d. %s\n", number, title.c_str()); }
 
-void Analyse(Model& model, const std::string& path) {
+void Analyse(Model& model, const std::string& path, const std::string& report) {
   const unsigned nodes = model.nodes.GetSize();
   std::printf("%s\n", T("ZelTools demo: a plane truss from model to report",
                         "Пример ZelTools: плоская ферма от модели до отчёта"));
@@ -261,19 +469,24 @@ void Analyse(Model& model, const std::string& path) {
     loaded += model.loads[2 * i] != 0 || model.loads[2 * i + 1] != 0;
     constraints += ((model.supports[i] & FixX) != 0) + ((model.supports[i] & FixY) != 0);
   }
-  std::printf(ZELTOOL_FORMAT("   %u nodes (VPoint2D), %u bars (VectorArray of node lists), %u sections,\n"
+  std::printf(ZELTOOL_FORMAT("   %u nodes (VPoint2D), %u bars (VectorArray of node lists),\n"
+                "   %u sections and %u material (named _CData rows, design limits in the head),\n"
                 "   %u loaded nodes, %u support constraints\n",
-                "   %u узлов (VPoint2D), %u стержней (VectorArray списков узлов), %u сечения,\n"
+                "   %u узлов (VPoint2D), %u стержней (VectorArray списков узлов),\n"
+                "   сечений: %u, материалов: %u (именованные строки _CData, пределы в заголовке),\n"
                 "   %u загруженных узлов, %u опорных связи\n"),
-              nodes, model.bars.GetSize(), model.areas.GetSize(), loaded, constraints);
-  for (unsigned i = 0; i < model.areas.GetSize(); ++i)
-    std::printf("   %s A = %.4g %s\n", Pad(T(Sections[i].en, Sections[i].ru), 9).c_str(), model.areas[i],
-                T("m2", "м2"));
+              nodes, model.bars.GetSize(), model.sections.GetSize(), model.materials.GetSize(), loaded, constraints);
+  for (unsigned n = 1; n <= model.sections.GetSize(); ++n) {
+    const auto line = LineOf<SectionLine>(model.sections, n);
+    std::printf("   %s A = %.4g %s, i = %.3g %s, %s\n", Pad(zel::Cp1251ToUtf8(model.sections.GetText(n)), 9).c_str(),
+                line.area, T("m2", "м2"), line.radius, T("m", "м"),
+                zel::Cp1251ToUtf8(model.materials.GetText(line.material)).c_str());
+  }
 
   Step(2, T("Document of blocks", "Документ из блоков"));
   const zel::Vector<zel::DOCUMENT> contents = WriteDocument(path, model);
-  const char* names[] = {"nodes", "bars", "sections", "loads", "supports", "contents"};
-  const char* namesRu[] = {"узлы", "стержни", "сечения", "нагрузки", "опоры", "оглавление"};
+  const char* names[] = {"nodes", "bars", "materials", "sections", "loads", "supports", "contents"};
+  const char* namesRu[] = {"узлы", "стержни", "материалы", "сечения", "нагрузки", "опоры", "оглавление"};
   std::printf("   %s %s %s\n", Pad(T("block", "блок"), 10).c_str(), Right(T("position", "позиция"), 10).c_str(),
               Right(T("length", "длина"), 8).c_str());
   for (unsigned i = 0; i < contents.GetSize(); ++i)
@@ -359,16 +572,9 @@ void Analyse(Model& model, const std::string& path) {
     if (equation[d] != Fixed)
       u[d] = tape[renumber.position[equation[d]]];
 
-  Step(5, T("Displacements, mm", "Перемещения, мм"));
-  std::printf("   %s %7s %7s %10s %10s\n", Pad(T("node", "узел"), 5).c_str(), "x", "y", "u", "v");
-  for (unsigned i = 0; i < nodes; ++i)
-    std::printf("   %5u %7.2f %7.2f %10.4f %10.4f\n", i + 1, model.nodes[i].x, model.nodes[i].y, Shown(u[2 * i] * 1e3, 4),
-                Shown(u[2 * i + 1] * 1e3, 4));
-
-  Step(6, T("Bar forces, kN (tension +)", "Усилия в стержнях, кН (растяжение +)"));
-  std::printf("   %s %5s %5s %s %s %10s\n", Pad(T("bar", "стер."), 5).c_str(), "i", "j",
-              Pad(T("section", "сечение"), 9).c_str(), Right(T("L, m", "L, м"), 8).c_str(), "N");
+  // Bar forces, and the inner forces they put on the nodes.
   std::vector<double> force(bars.size()), inner(2 * nodes, 0.0);
+  double largestForce = 0;
   for (std::size_t b = 0; b < bars.size(); ++b) {
     const Bar& e = bars[b];
     force[b] = e.ea / e.length * (e.c * (u[2 * e.b] - u[2 * e.a]) + e.s * (u[2 * e.b + 1] - u[2 * e.a + 1]));
@@ -376,27 +582,45 @@ void Analyse(Model& model, const std::string& path) {
     inner[2 * e.a + 1] -= force[b] * e.s;
     inner[2 * e.b] += force[b] * e.c;
     inner[2 * e.b + 1] += force[b] * e.s;
-    const SectionRow& s = Sections[e.section];
-    std::printf("   %5zu %5u %5u %s %8.3f %10.3f\n", b + 1, e.a + 1, e.b + 1, Pad(T(s.en, s.ru), 9).c_str(),
-                e.length, Shown(force[b], 3));
+    largestForce = std::max(largestForce, std::fabs(force[b]));
   }
-
-  Step(7, T("Reactions, kN", "Реакции, кН"));
   std::vector<double> reaction(2 * nodes, 0.0), unbalanced;
   for (unsigned d = 0; d < 2 * nodes; ++d)
-    if (equation[d] == Fixed) {
+    if (equation[d] == Fixed)
       reaction[d] = inner[d] - model.loads[d];
-      std::printf("   %s %u %s %12.4f\n", T("node", "узел"), d / 2 + 1, d % 2 == 0 ? "Rx" : "Ry",
-                  Shown(reaction[d], 4));
-    } else {
+    else
       unbalanced.push_back(inner[d] - model.loads[d]);
-    }
 
-  Step(8, T("Quadrature of bar results", "Интегрирование результатов по стержням"));
+  Step(5, T("Results", "Результаты"));
+  // Ties are real here (the middle post carries nothing, so its ends move
+  // alike): the first node within rounding of the largest is the one named.
+  std::vector<double> deflection(nodes);
+  for (unsigned i = 0; i < nodes; ++i)
+    deflection[i] = std::fabs(u[2 * i + 1]);
+  const double largestDeflection = MaxAbs(deflection);
+  unsigned deflected = 0;
+  while (deflected + 1 < nodes && deflection[deflected] < largestDeflection * (1 - 1e-9))
+    ++deflected;
+  std::size_t tension = 0, compression = 0;
+  for (std::size_t b = 1; b < bars.size(); ++b) {
+    tension = force[b] > force[tension] * (1 + 1e-9) ? b : tension;
+    compression = force[b] < force[compression] * (1 + 1e-9) ? b : compression;
+  }
+  std::printf(ZELTOOL_FORMAT("   largest deflection %.4f mm at node %u\n"
+                             "   largest tension %.3f kN in bar %zu, largest compression %.3f kN in bar %zu\n",
+                             "   наибольший прогиб %.4f мм в узле %u\n"
+                             "   наибольшее растяжение %.3f кН в стержне %zu, наибольшее сжатие %.3f кН в стержне %zu\n"),
+              largestDeflection * 1e3, deflected + 1, force[tension], tension + 1, force[compression], compression + 1);
+  for (unsigned d = 0; d < 2 * nodes; ++d)
+    if (equation[d] == Fixed)
+      std::printf(ZELTOOL_FORMAT("   reaction %s at node %u: %.4f kN\n", "   реакция %s в узле %u: %.4f кН\n"),
+                  d % 2 == 0 ? "Rx" : "Ry", d / 2 + 1, Shown(reaction[d], 4));
+
+  Step(6, T("Quadrature of bar results", "Интегрирование результатов по стержням"));
   // Strain energy U = Σ ∫ N²/(2EA) ds and steel volume Σ ∫ A ds by the
   // two-point Gauss rule mapped onto each bar; Clapeyron's theorem gives
   // U = ½ Σ F·u, the check of the whole solution by energy.
-  double energy = 0, volume = 0, work = 0;
+  double energy = 0, volume = 0, mass = 0, work = 0;
   for (std::size_t b = 0; b < bars.size(); ++b) {
     const Bar& e = bars[b];
     unsigned count = 0;
@@ -405,21 +629,22 @@ void Analyse(Model& model, const std::string& path) {
                                   count, w, x, y);
     for (unsigned k = 0; k < count; ++k) {
       energy += w[k] * force[b] * force[b] / (2 * e.ea);
-      volume += w[k] * e.ea / Modulus;
+      volume += w[k] * e.area;
+      mass += w[k] * e.area * e.density;
     }
   }
   for (unsigned d = 0; d < 2 * nodes; ++d)
     work += 0.5 * model.loads[d] * u[d];
   const double energyGap = std::fabs(energy - work) / work;
   std::printf(ZELTOOL_FORMAT("   strain energy U = %.6g kN*m; work of the loads F*u/2 = %.6g kN*m; relative gap %s\n"
-                "   steel: %.4g m3, %.5g kg\n",
-                "   энергия деформации U = %.6g кН*м; работа нагрузок F*u/2 = %.6g кН*м; отн. разница %s\n"
-                "   сталь: %.4g м3, %.5g кг\n"),
-              energy, work, Below(energyGap).c_str(), volume, volume * Density);
+                             "   steel: %.4g m3, %.5g kg\n",
+                             "   энергия деформации U = %.6g кН*м; работа нагрузок F*u/2 = %.6g кН*м; отн. разница %s\n"
+                             "   сталь: %.4g м3, %.5g кг\n"),
+              energy, work, Below(energyGap).c_str(), volume, mass);
   Check(energyGap < 1e-9, T("the strain energy differs from the work of the loads",
                             "энергия деформации отличается от работы нагрузок"));
 
-  Step(9, T("Equilibrium", "Равновесие"));
+  Step(7, T("Equilibrium", "Равновесие"));
   double sx = 0, sy = 0, moment = 0, scale = 0;
   for (unsigned i = 0; i < nodes; ++i) {
     const double fx = model.loads[2 * i] + reaction[2 * i], fy = model.loads[2 * i + 1] + reaction[2 * i + 1];
@@ -431,16 +656,55 @@ void Analyse(Model& model, const std::string& path) {
   const double span = Panels * PanelWidth;
   const double globalGap = std::max({std::fabs(sx), std::fabs(sy), std::fabs(moment) / span}) / scale;
   const double nodeGap = MaxAbs(unbalanced) / scale;
-  std::printf(ZELTOOL_FORMAT("   loads plus reactions: sum X %s, sum Y %s, sum M %s (relative to the largest load)\n"
-                "   largest out-of-balance force at a free node: %s of the largest load\n",
-                "   нагрузки и реакции: сумма X %s, сумма Y %s, сумма M %s (к наибольшей нагрузке)\n"
-                "   наибольшая неуравновешенная сила в свободном узле: %s наибольшей нагрузки\n"),
-              Below(std::fabs(sx) / scale).c_str(), Below(std::fabs(sy) / scale).c_str(),
-              Below(std::fabs(moment) / span / scale).c_str(), Below(nodeGap).c_str());
+  std::string equilibrium[2];
+  char line[256];
+  std::snprintf(line, sizeof line,
+                ZELTOOL_FORMAT("loads plus reactions: sum X %s, sum Y %s, sum M %s (relative to the largest load)",
+                               "нагрузки и реакции: сумма X %s, сумма Y %s, сумма M %s (к наибольшей нагрузке)"),
+                Below(std::fabs(sx) / scale).c_str(), Below(std::fabs(sy) / scale).c_str(),
+                Below(std::fabs(moment) / span / scale).c_str());
+  equilibrium[0] = line;
+  std::snprintf(line, sizeof line,
+                ZELTOOL_FORMAT("largest out-of-balance force at a free node: %s of the largest load",
+                               "наибольшая неуравновешенная сила в свободном узле: %s наибольшей нагрузки"),
+                Below(nodeGap).c_str());
+  equilibrium[1] = line;
+  std::printf("   %s\n   %s\n", equilibrium[0].c_str(), equilibrium[1].c_str());
   Check(globalGap < 1e-9 && nodeGap < 1e-9, T("the truss is not in equilibrium", "ферма не в равновесии"));
-  // Warnings of the analysis go to a `CMessage` once it is part of the
-  // library, and the report through a paginated `CFilePrint`; until then
-  // the report is standard output and this model raises no warnings.
+
+  Step(8, T("Design checks (CMessage)", "Проверки конструкции (CMessage)"));
+  // The messages are the program's own, compiled into it from
+  // demo_messages.rc; their texts are Windows-1251 like the library's.
+  zel::CResurce resources;
+  resources.Init("zeltool", dlopen(nullptr, RTLD_NOW));
+  zel::CPhrase notes;
+  zel::CMessage messages;
+  messages.Init(resources, notes);
+  const double ratio = span / largestDeflection;
+  const DesignLimits limits = LimitsOf(model.sections);
+  messages.Put((ratio < limits.deflection ? IDM_DEFLECTION_LARGE : IDM_DEFLECTION_OK) / 10, largestDeflection * 1e3,
+               deflected + 1, ratio, limits.deflection);
+  zel::Vector<unsigned> idle, slender;
+  for (std::size_t b = 0; b < bars.size(); ++b) {
+    const bool carries = std::fabs(force[b]) > 1e-9 * largestForce;
+    if (!carries)
+      idle.Append(static_cast<unsigned>(b + 1));
+    else if (force[b] < 0 && bars[b].slenderness > limits.slenderness)
+      slender.Append(static_cast<unsigned>(b + 1));
+  }
+  messages.PutList(idle, IDM_ZERO_FORCE, idle.GetSize());
+  messages.PutList(slender, IDM_SLENDER, limits.slenderness);
+  for (const zel::CPhraseText& note : notes)
+    std::printf("   %s\n", zel::Cp1251ToUtf8(note.GetText()).c_str());
+  std::printf(ZELTOOL_FORMAT("   %u warnings, %u errors\n", "   предупреждений: %u, ошибок: %u\n"),
+              messages.GetQuantityWarning(), messages.GetQuantityError());
+
+  Step(9, T("Report (CFilePrint)", "Отчёт (CFilePrint)"));
+  const Results results{bars, u, force, reaction, equation, equilibrium, notes};
+  const unsigned pages = WriteReport(report, model, results);
+  std::printf(ZELTOOL_FORMAT("   %u pages of displacements, bar forces, reactions and equilibrium written to\n   %s\n",
+                             "   %u стр. перемещений, усилий, реакций и проверки равновесия записаны в\n   %s\n"),
+              pages, report.c_str());
   std::printf("\n%s\n", T("All checks passed.", "Все проверки пройдены."));
 }
 
@@ -449,6 +713,8 @@ void Analyse(Model& model, const std::string& path) {
 int RunDemo(const Command& command) {
   russian = command.language == Language::Russian ||
             (command.language == Language::FromEnvironment && zel::GetThreadUILanguage() == zel::LanguageRussian);
+  // The program's messages are read in the thread's language.
+  zel::SetThreadUILanguage(russian ? zel::LanguageRussian : zel::LanguageEnglish);
   RemoveAtEnd temporary;
   std::string path = command.keep;
   if (path.empty()) {
@@ -460,7 +726,7 @@ int RunDemo(const Command& command) {
   }
   Model model = BuildModel();
   try {
-    Analyse(model, path);
+    Analyse(model, path, command.report);
   } catch (const CheckFailed& failed) {
     std::fflush(stdout);
     std::fprintf(stderr, "zeltool demo: %s: %s\n", T("check failed", "проверка не пройдена"), failed.text.c_str());

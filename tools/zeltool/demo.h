@@ -6,7 +6,8 @@
 
 namespace zeltool {
 
-/// Runs the demonstration, printing its report on standard output. Returns
+/// Runs the demonstration, printing each step on standard output and the
+/// paginated report into `command.report`. Returns
 /// 0 when every check passed; otherwise prints the failed check on standard
 /// error and returns 2. Library failures (the document file) throw
 /// `zel::Exception`.

@@ -13,7 +13,7 @@ const char* const programHelp =
     "Commands:\n"
     "  solve FILE.mtx [--rhs FILE] [--dense] [--no-renumber]\n"
     "                 solve a symmetric sparse system read from a Matrix Market file\n"
-    "  demo [--lang en|ru] [--keep FILE]\n"
+    "  demo [--lang en|ru] [--keep FILE] [--report FILE]\n"
     "                 analyse a small plane truss, every library step shown\n"
     "  msg ID [--lang en|ru]\n"
     "                 print a message of the library's catalogue\n"
@@ -70,7 +70,7 @@ const char* const msgHelp =
     "  --help          this text\n";
 
 const char* const demoHelp =
-    "Usage: zeltool demo [--lang en|ru] [--keep FILE]\n"
+    "Usage: zeltool demo [--lang en|ru] [--keep FILE] [--report FILE]\n"
     "\n"
     "Builds a plane truss of 26 nodes and 49 bars in memory, stores it as a\n"
     "document of blocks with a table of contents, reads it back and compares,\n"
@@ -78,12 +78,16 @@ const char* const demoHelp =
     "(RenumberBand), solves it (GaussTape) and checks the result against the\n"
     "dense solver (Gauss), then reports displacements, bar forces, reactions,\n"
     "the strain energy by quadrature against the work of the loads, and the\n"
-    "equilibrium. Any check that fails ends the run with status 2.\n"
+    "equilibrium. Warnings of the analysis are collected as messages. The\n"
+    "full report, in pages, goes to a file; the terminal shows a summary.\n"
+    "Any check that fails ends the run with status 2.\n"
     "\n"
     "Options:\n"
     "  --lang en|ru    English or Russian (default: from the environment)\n"
     "  --keep FILE     write the document to FILE (replacing it) and keep it\n"
     "                  (default: a temporary file, removed at the end)\n"
+    "  --report FILE   write the paginated report (UTF-8) to FILE, replacing it\n"
+    "                  (default: zeltool-demo-report.txt in the current folder)\n"
     "  --help          this text\n";
 
 const char* const markHelp =
@@ -168,6 +172,10 @@ Command ParseDemo(const std::vector<std::string>& args) {
       if (i + 1 == args.size())
         Usage("demo", "--keep needs a file name");
       c.keep = args[++i];
+    } else if (a == "--report") {
+      if (i + 1 == args.size())
+        Usage("demo", "--report needs a file name");
+      c.report = args[++i];
     } else
       Usage("demo", "unknown argument '" + a + "'");
   }

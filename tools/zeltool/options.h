@@ -32,6 +32,7 @@ struct Command {
 
   // demo
   std::string keep; // empty: the document file is temporary
+  std::string report = "zeltool-demo-report.txt";
 
   // mark, blocks
   std::string file;

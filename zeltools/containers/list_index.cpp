@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "zeltools/memory/memory.h"
+
 namespace zel {
 
 void CheckListIndex(unsigned int& n, unsigned int* list, unsigned int max) {
@@ -47,7 +49,8 @@ void SetListByte(unsigned int n, const unsigned int* list, Vector<unsigned char>
   if (n == 0)
     return;
   const unsigned int largest = *std::max_element(list, list + n);
-  marks.resize(std::size_t{largest} + 1, 0);
+  const std::size_t count = std::size_t{largest} + 1;
+  GuardAllocation(count, [&] { marks.resize(count, 0); });
   for (unsigned int i = 0; i < n; ++i)
     marks[list[i]] = 1;
 }

@@ -5,12 +5,13 @@
 
 #include "zeltools/containers/compare.h"
 #include "zeltools/containers/list_index.h"
+#include "zeltools/memory/memory.h"
 
 namespace zel {
 
 void VKZUINT::InitOrder(unsigned int n, unsigned int start) {
   const std::size_t count = static_cast<std::size_t>(n) + 1; // n + 1 values, start through start + n
-  resize(count);
+  GuardAllocation(count * sizeof(unsigned int), [&] { resize(count); });
   unsigned int value = start;
   for (std::size_t k = 0; k < count; ++k)
     (*this)[k] = value++;

@@ -7,8 +7,29 @@
 
 #include "zeltools/containers/type_codes.h"
 #include "zeltools/files/block.h"
+#include "zeltools/memory/memory.h"
 
 namespace zel {
+
+namespace {
+
+std::vector<unsigned char> CopyBytes(const unsigned char* from, std::size_t bytes) {
+  return GuardAllocation(bytes, [&] { return std::vector<unsigned char>(from, from + bytes); });
+}
+
+} // namespace
+
+VBase::VBase(const VBase& other)
+    : data_(CopyBytes(other.data_.data(), other.data_.size())), length_(other.length_), type_(other.type_) {}
+
+VBase& VBase::operator=(const VBase& other) {
+  if (this != &other) {
+    data_ = CopyBytes(other.data_.data(), other.data_.size());
+    length_ = other.length_;
+    type_ = other.type_;
+  }
+  return *this;
+}
 
 void VBase::SetType(unsigned short type, unsigned short size) {
   type_ = type;
@@ -31,20 +52,23 @@ const unsigned char* VBase::Get(unsigned int i) const noexcept {
   return i == 0 || i > GetSize() ? nullptr : data_.data() + ByteOffset(i - 1);
 }
 
-void VBase::SetSize(unsigned int n) { data_.resize(ByteOffset(n)); }
+void VBase::SetSize(unsigned int n) {
+  GuardAllocation(ByteOffset(n), [&] { data_.resize(ByteOffset(n)); });
+}
 
 void VBase::SetMaxSize(unsigned int n) {
   if (n == 0) {
     data_.clear();
   } else {
-    data_.reserve(ByteOffset(n));
+    GuardAllocation(ByteOffset(n), [&] { data_.reserve(ByteOffset(n)); });
   }
 }
 
 unsigned int VBase::AddSize(unsigned int n) {
   const unsigned int first = GetSize() + 1;
   // Whole elements only: a tail left by a change of length is cut first.
-  data_.resize(ByteOffset(first - 1 + n));
+  const std::size_t bytes = ByteOffset(first - 1 + n);
+  GuardAllocation(bytes, [&] { data_.resize(bytes); });
   return first;
 }
 
@@ -54,34 +78,36 @@ unsigned int VBase::Append(unsigned int n, const void* src) {
   if (bytes == 0) return first;
   const std::size_t at = ByteOffset(first - 1);
   if (src == nullptr) {
-    data_.resize(at + bytes);
+    GuardAllocation(at + bytes, [&] { data_.resize(at + bytes); });
     return first;
   }
   // src may point into data_, which the resize can move.
-  std::vector<unsigned char> copy(static_cast<const unsigned char*>(src), static_cast<const unsigned char*>(src) + bytes);
-  data_.resize(at + bytes);
+  const std::vector<unsigned char> copy = CopyBytes(static_cast<const unsigned char*>(src), bytes);
+  GuardAllocation(at + bytes, [&] { data_.resize(at + bytes); });
   std::memcpy(data_.data() + at, copy.data(), bytes);
   return first;
 }
 
 unsigned int VBase::Append(const VBase& other) {
   const unsigned int first = GetSize() + 1;
-  if (&other == this) {
-    const std::vector<unsigned char> copy(data_);
-    data_.insert(data_.end(), copy.begin(), copy.end());
-  } else {
-    data_.insert(data_.end(), other.data_.begin(), other.data_.end());
-  }
+  GuardAllocation(data_.size() + other.data_.size(), [&] {
+    if (&other == this) {
+      const std::vector<unsigned char> copy(data_);
+      data_.insert(data_.end(), copy.begin(), copy.end());
+    } else {
+      data_.insert(data_.end(), other.data_.begin(), other.data_.end());
+    }
+  });
   return first;
 }
 
 void VBase::Set(unsigned int n, const void* src) {
   const std::size_t bytes = ByteOffset(n);
   if (src == nullptr) {
-    data_.assign(bytes, 0);
+    GuardAllocation(bytes, [&] { data_.assign(bytes, 0); });
     return;
   }
-  std::vector<unsigned char> copy(static_cast<const unsigned char*>(src), static_cast<const unsigned char*>(src) + bytes);
+  std::vector<unsigned char> copy = CopyBytes(static_cast<const unsigned char*>(src), bytes);
   data_.swap(copy);
 }
 
@@ -121,7 +147,7 @@ int VBase::operator==(const VBase& other) const noexcept {
 void VBase::Read(CFileBase& file) {
   unsigned int count = 0;
   if (!ReadCount(file, count, 1)) return;
-  data_.resize(count);
+  GuardAllocation(count, [&] { data_.resize(count); });
   if (count != 0) file.Read(data_.data(), count);
 }
 

@@ -18,11 +18,13 @@ class CFileBase;
 /// A new `VBase` has type code 0 and length 1 (a vector of bytes). A length of
 /// 0 (`SetType(0, 0)`) is allowed: such a vector holds no elements, and
 /// appending to it adds no bytes.
+///
+/// Growth and copies fail as the memory layer does (message 201, or 202).
 class VBase {
 public:
   VBase() = default;
-  VBase(const VBase&) = default;
-  VBase& operator=(const VBase&) = default;
+  VBase(const VBase& other);
+  VBase& operator=(const VBase& other);
   VBase(VBase&&) noexcept = default;
   VBase& operator=(VBase&&) noexcept = default;
   ~VBase() = default;

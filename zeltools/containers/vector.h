@@ -19,6 +19,10 @@
 /// (a pair holding a NaN, a point whose `<` is always false) still gets some
 /// order, never undefined behaviour.
 ///
+/// Growth fails as the memory layer does (message 201, or 202 for a request
+/// beyond what a vector can hold), never with a standard exception; the
+/// members inherited from `std::vector` keep the standard's failures.
+///
 /// Every source pointer may point into the vector itself: such sources are
 /// copied before the vector changes. Element types that are not trivially
 /// copyable are only ever copied, moved and destroyed as objects.
@@ -32,12 +36,14 @@
 #include <cstring>
 #include <functional>
 #include <optional>
+#include <string>
 #include <type_traits>
 #include <vector>
 
 #include "zeltools/containers/internal/element_order.h"
 #include "zeltools/containers/internal/erase_positions.h"
 #include "zeltools/files/block_io.h"
+#include "zeltools/memory/memory.h"
 
 namespace zel {
 
@@ -48,8 +54,16 @@ class Vector : public std::vector<T> {
 public:
   using Base::Base;
   Vector() = default;
+  Vector(const Vector& other) : Base(Grow(other.size(), [&] { return Base(other); })) {}
+  Vector(Vector&&) noexcept = default;
+  Vector& operator=(const Vector& other) {
+    Set(other);
+    return *this;
+  }
+  Vector& operator=(Vector&&) noexcept = default;
+  ~Vector() = default;
   /// A copy of (or the storage of) a plain standard vector.
-  Vector(const Base& other) : Base(other) {}  // NOLINT(google-explicit-constructor)
+  Vector(const Base& other) : Base(Grow(other.size(), [&] { return Base(other); })) {}  // NOLINT(google-explicit-constructor)
   Vector(Base&& other) noexcept : Base(std::move(other)) {}  // NOLINT(google-explicit-constructor)
 
   // --- size and access --------------------------------------------------
@@ -92,32 +106,36 @@ public:
   unsigned int Append(unsigned int n, const T* src) {
     const unsigned int first = GetSize() + 1;
     if (n == 0) return first;
-    if (src == nullptr) {
-      this->resize(this->size() + n);
-    } else if (Aliases(src)) {
-      const Base copy(src, src + n);
-      this->insert(this->end(), copy.begin(), copy.end());
-    } else {
-      this->insert(this->end(), src, src + n);
-    }
+    Grow(this->size() + n, [&] {
+      if (src == nullptr) {
+        this->resize(this->size() + n);
+      } else if (Aliases(src)) {
+        const Base copy(src, src + n);
+        this->insert(this->end(), copy.begin(), copy.end());
+      } else {
+        this->insert(this->end(), src, src + n);
+      }
+    });
     return first;
   }
   /// Appends one element; returns its position.
   unsigned int Append(const T& value) {
     const unsigned int first = GetSize() + 1;
-    this->push_back(value);
+    Grow(this->size() + 1, [&] { this->push_back(value); });
     return first;
   }
   /// Appends all elements of `other` (which may be this vector); returns the
   /// old count + 1.
   unsigned int Append(const std::vector<T>& other) {
     const unsigned int first = GetSize() + 1;
-    if (&other == this) {
-      const Base copy(other);
-      this->insert(this->end(), copy.begin(), copy.end());
-    } else {
-      this->insert(this->end(), other.begin(), other.end());
-    }
+    Grow(this->size() + other.size(), [&] {
+      if (&other == this) {
+        const Base copy(other);
+        this->insert(this->end(), copy.begin(), copy.end());
+      } else {
+        this->insert(this->end(), other.begin(), other.end());
+      }
+    });
     return first;
   }
   Vector& operator+=(const T& value) {
@@ -133,23 +151,25 @@ public:
   unsigned int AddSize(unsigned int n, const T& fill) {
     const unsigned int first = GetSize() + 1;
     const T copy(fill);
-    this->insert(this->end(), n, copy);
+    Grow(this->size() + n, [&] { this->insert(this->end(), n, copy); });
     return first;
   }
   /// Grows by `n` value-initialised elements; returns the old count + 1.
   unsigned int AddSize(unsigned int n) {
     const unsigned int first = GetSize() + 1;
-    this->resize(this->size() + n);
+    Grow(this->size() + n, [&] { this->resize(this->size() + n); });
     return first;
   }
 
   /// Exactly `n` elements; new ones are `fill`.
   void SetSize(unsigned int n, const T& fill) {
     const T copy(fill);
-    this->resize(n, copy);
+    Grow(n, [&] { this->resize(n, copy); });
   }
   /// Exactly `n` elements; new ones are value-initialised.
-  void SetSize(unsigned int n) { this->resize(n); }
+  void SetSize(unsigned int n) {
+    Grow(n, [&] { this->resize(n); });
+  }
 
   /// For `n` > 0 reserves room for `n` elements (never shrinks, count
   /// unchanged). `SetMaxSize(0)` empties the vector and keeps its capacity.
@@ -157,32 +177,34 @@ public:
     if (n == 0) {
       this->clear();
     } else {
-      this->reserve(n);
+      Grow(n, [&] { this->reserve(n); });
     }
   }
 
   /// Makes the vector exactly the `n` elements at `src` (a null `src` stands
   /// for `n` value-initialised elements).
   void Set(unsigned int n, const T* src) {
-    if (src == nullptr) {
-      this->assign(n, T());
-    } else if (Aliases(src)) {
-      Base copy(src, src + n);
-      this->swap(copy);
-    } else {
-      this->assign(src, src + n);
-    }
+    Grow(n, [&] {
+      if (src == nullptr) {
+        this->assign(n, T());
+      } else if (Aliases(src)) {
+        Base copy(src, src + n);
+        this->swap(copy);
+      } else {
+        this->assign(src, src + n);
+      }
+    });
   }
   /// Makes the vector a copy of `other`.
   void Set(const std::vector<T>& other) {
-    if (&other != this) this->assign(other.begin(), other.end());
+    if (&other != this) Grow(other.size(), [&] { this->assign(other.begin(), other.end()); });
   }
   /// Same as `Set(other)`.
   void Copy(const std::vector<T>& other) { Set(other); }
 
   /// Resizes to `n` and zeroes every element.
   void SetZero(unsigned int n) {
-    this->resize(n);
+    SetSize(n);
     SetZero();
   }
   /// Zeroes the bytes of every element. Types that are not trivially copyable
@@ -238,7 +260,7 @@ public:
     if (src == nullptr) {
       std::fill(dst, dst + n, T());
     } else if (Aliases(src)) {
-      const Base copy(src, src + n);
+      const Base copy = Grow(n, [&] { return Base(src, src + n); });
       std::copy(copy.begin(), copy.end(), dst);
     } else {
       std::copy(src, src + n, dst);
@@ -270,7 +292,7 @@ public:
   void Remove(unsigned int n, const T* values) {
     if (values == nullptr || n == 0) return;
     if (Aliases(values)) {
-      const Base copy(values, values + n);
+      const Base copy = Grow(n, [&] { return Base(values, values + n); });
       for (const T& v : copy) Remove(v);
     } else {
       for (unsigned int k = 0; k < n; ++k) Remove(values[k]);
@@ -279,7 +301,7 @@ public:
   /// `Remove` for each element of `other` in turn.
   void Remove(const std::vector<T>& other) {
     if (&other == this) {
-      const Base copy(other);
+      const Base copy = Grow(other.size(), [&] { return Base(other); });
       for (const T& v : copy) Remove(v);
     } else {
       for (const T& v : other) Remove(v);
@@ -299,8 +321,9 @@ public:
   template <class U = T, std::enable_if_t<std::is_integral_v<U> && sizeof(U) == 1 && !std::is_same_v<U, bool>, int> = 0>
   unsigned int AddStr(const char* text, char separator) {
     const std::size_t len = text == nullptr ? 0 : std::strlen(text);
-    const std::vector<char> copy(text, text + len);  // text may lie in this vector
     std::size_t m = this->size();
+    // text may lie in this vector
+    const std::vector<char> copy = Grow(m + len, [&] { return std::vector<char>(text, text + len); });
     if (m > 0) {
       if (separator != 0) {
         this->back() = static_cast<U>(separator);
@@ -308,10 +331,30 @@ public:
         --m;
       }
     }
-    this->resize(m + len + 1);
+    Grow(m + len + 1, [&] { this->resize(m + len + 1); });
     if (len != 0) std::memcpy(this->data() + m, copy.data(), len);
     (*this)[m + len] = 0;
     return static_cast<unsigned int>(m + len);
+  }
+
+  /// For a vector of texts (elements made from a `const char*`): splits
+  /// `text` at every `separator` and appends the pieces in order as they
+  /// stand (not trimmed, empty pieces kept), so that joining the appended
+  /// texts with `separator` gives `text` back; a 0 separator appends `text`
+  /// whole, and a null or empty `text` appends one empty text. Returns the
+  /// new count (the position of the last piece).
+  template <class U = T, std::enable_if_t<!std::is_arithmetic_v<U> && std::is_constructible_v<U, const char*>, int> = 0>
+  unsigned int AddStr(const char* text, char separator) {
+    const std::string whole(text != nullptr ? text : "");  // `text` may lie in one of the texts
+    std::size_t start = 0;
+    for (;;) {
+      const std::size_t end = separator != '\0' ? whole.find(separator, start) : std::string::npos;
+      this->emplace_back(whole.substr(start, end == std::string::npos ? std::string::npos : end - start).c_str());
+      if (end == std::string::npos)
+        break;
+      start = end + 1;
+    }
+    return static_cast<unsigned int>(this->size());
   }
 
   // --- ordering -----------------------------------------------------------
@@ -382,7 +425,7 @@ public:
   /// Fills `out` with the 1-based positions of the elements in ascending
   /// order of value (NaNs last); the vector is unchanged.
   void Order(std::vector<unsigned int>& out) const {
-    out.resize(this->size());
+    GuardAllocation(std::uint64_t{sizeof(unsigned int)} * this->size(), [&] { out.resize(this->size()); });
     if (!this->empty()) internal::OrderElements(this->data(), this->size(), out.data());
   }
 
@@ -459,10 +502,10 @@ public:
     unsigned int count = 0;
     if (!ReadCount(file, count, sizeof(T), pos < 0 ? -1 : pos)) return;
     if constexpr (std::is_trivially_copyable_v<T>) {
-      this->resize(count);
+      SetSize(count);
       if (count != 0) ReadBytes(file, static_cast<void*>(this->data()), std::size_t{count} * sizeof(T));
     } else {
-      Base fresh(count);
+      Base fresh = Grow(count, [&] { return Base(count); });
       this->swap(fresh);
       SkipBytes(file, std::size_t{count} * sizeof(T));
     }
@@ -481,6 +524,12 @@ public:
   }
 
 private:
+  // Growth to `count` elements through the standard vector.
+  template <class Work>
+  static decltype(auto) Grow(std::size_t count, Work&& work) {
+    return GuardAllocation(static_cast<std::uint64_t>(count) * sizeof(T), std::forward<Work>(work));
+  }
+
   bool InRange(unsigned long long i) const noexcept { return i != 0 && i <= this->size(); }
 
   template <class I>

@@ -19,13 +19,14 @@ constexpr const char* NotMessageFormat = " Not message %d";
 std::atomic<unsigned int> crashLanguage{0};
 
 // The text of library message `id` in the thread's language, or the
-// " Not message %d" fallback filled with the id.
-std::string LibraryText(unsigned int id) {
+// " Not message %d" fallback filled with the id into `spare`. Nothing is
+// allocated, so that the out-of-memory messages can still be raised when
+// the heap is exhausted.
+const char* LibraryFormat(unsigned int id, char (&spare)[64]) noexcept {
   if (const char* found = internal::LibraryString(id, GetThreadUILanguage()))
     return found;
-  char buffer[64];
-  std::snprintf(buffer, sizeof buffer, NotMessageFormat, static_cast<int>(id));
-  return buffer;
+  std::snprintf(spare, sizeof spare, NotMessageFormat, static_cast<int>(id));
+  return spare;
 }
 
 } // namespace
@@ -69,11 +70,14 @@ void CrashFormat(const char* format, ...) {
   throw Exception(Exception::RunTimeError, buffer);
 }
 
-void GetLibraryMessage(unsigned int id, std::string& text) { text = LibraryText(id); }
+void GetLibraryMessage(unsigned int id, std::string& text) {
+  char spare[64];
+  text = LibraryFormat(id, spare);
+}
 
 void CrashMessage(unsigned int id, ...) {
-  const std::string text = LibraryText(id);
-  const char* format = text.c_str();
+  char spare[64];
+  const char* format = LibraryFormat(id, spare);
   if (*format == '\0')
     throw Exception(Exception::RunTimeError, "");
   char buffer[Exception::DescriptionSize] = {};

@@ -114,7 +114,7 @@ CFileBase::CFileBase(const CFileBase& other) {
     CloseQuietly();
     throw;
   }
-  // The pending bytes are now in the file, and the original's cache equals
+  // The pending bytes are now in the file, and the copied object's cache equals
   // it: left dirty, its later write-back would put these old bytes over
   // whatever the copy writes meanwhile.
   other.dirty_ = 0;
@@ -175,15 +175,17 @@ unsigned char CFileBase::Report(int id, const char* name, const char* text, CMes
   if (sink == nullptr)
     CrashMessage(messageId, name, text);
   const unsigned int code = GetLastError();
-  std::string system;
-  CrashLastError(system);
-  if (!system.empty())
-    sink->AppendMessage(system.c_str(), KindSystemText, code, 0);
-  std::string format;
-  GetLibraryMessage(messageId, format);
   char buffer[Exception::DescriptionSize] = {};
-  FormatMessageText(buffer, sizeof buffer, format.c_str(), name, text);
-  sink->AppendMessage(buffer, KindMessage, messageId, 0);
+  GuardAllocation(sizeof buffer, [&] {
+    std::string system;
+    CrashLastError(system);
+    if (!system.empty())
+      sink->AppendMessage(system.c_str(), KindSystemText, code, 0);
+    std::string format;
+    GetLibraryMessage(messageId, format);
+    FormatMessageText(buffer, sizeof buffer, format.c_str(), name, text);
+    sink->AppendMessage(buffer, KindMessage, messageId, 0);
+  });
   if (crash != 0)
     Crash(buffer);
   return 0;
@@ -721,11 +723,11 @@ bool CFileBase::ReadTerminated(std::vector<char>& out, long long pos) {
   if (!Read(&c, 1, pos))
     return false;
   while (c != '\0') {
-    out.push_back(c);
+    GuardAllocation(out.size() + 1, [&] { out.push_back(c); });
     if (!Read(&c, 1, -1))
       return false;
   }
-  out.push_back('\0');
+  GuardAllocation(out.size() + 1, [&] { out.push_back('\0'); });
   return true;
 }
 
@@ -740,7 +742,7 @@ unsigned char CFileBase::ReadString(std::vector<char>& out, int lengthType, long
       return 0;
     if (!Fits(readPos_, length, length_))
       return Message(110, "");
-    text.resize(static_cast<std::size_t>(length) + 1);
+    GuardAllocation(std::uint64_t{length} + 1, [&] { text.resize(static_cast<std::size_t>(length) + 1); });
     if (!Read(text.data(), length, -1))
       return 0;
     text[length] = '\0';
@@ -795,7 +797,7 @@ unsigned char CFileBase::Read(std::vector<char>& out, long long pos) {
                              static_cast<unsigned int>(prefix[2]) << 16 | static_cast<unsigned int>(prefix[3]) << 24;
   if (!Fits(readPos_, count, length_))
     return Message(110, "");
-  std::vector<char> bytes(count);
+  std::vector<char> bytes = GuardAllocation(count, [&] { return std::vector<char>(count); });
   if (count > 0 && !Read(bytes.data(), count, -1))
     return 0;
   out.swap(bytes);

@@ -273,8 +273,8 @@ private:
   unsigned char markSize_;
   long long cachePos_;
   int cacheFill_;
-  // Mutable so that a copy, which writes the original's pending bytes to
-  // the file, can mark the original clean.
+  // Mutable so that a copy, which writes the copied object's pending bytes to
+  // the file, can mark that object clean.
   mutable unsigned char dirty_;
   // Kept by Init (the sink is detached).
   CMessageSink* sink_ = nullptr;

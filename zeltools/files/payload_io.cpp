@@ -7,13 +7,15 @@
 #include "zeltools/files/block_io.h"
 #include "zeltools/files/file_base.h"
 #include "zeltools/memory/allocator.h"
+#include "zeltools/memory/memory.h"
 
 namespace zel::internal {
 
 static_assert(PieceBlock <= KZAllocator::ReadSlack, "pieces are copied within their portion's slack");
 
 PayloadWriter::PayloadWriter(CFileBase& file)
-    : file_(file), buffer_(std::make_unique<unsigned char[]>(PayloadChunk + PieceBlock)) {}
+    : file_(file), buffer_(GuardAllocation(PayloadChunk + PieceBlock,
+                                           [] { return std::make_unique<unsigned char[]>(PayloadChunk + PieceBlock); })) {}
 
 // A writer abandoned by an exception drops what it gathered: the payload is
 // incomplete anyway and the caller's record stays empty.
@@ -43,7 +45,8 @@ bool PayloadWriter::Finish() {
 }
 
 PayloadReader::PayloadReader(CFileBase& file, long long pos)
-    : file_(file), window_(std::make_unique<unsigned char[]>(PayloadChunk)), fileLength_(file.GetLength()),
+    : file_(file), window_(GuardAllocation(PayloadChunk, [] { return std::make_unique<unsigned char[]>(PayloadChunk); })),
+      fileLength_(file.GetLength()),
       windowPos_(pos < 0 ? file.GetPosRead() : pos) {}
 
 PayloadReader::~PayloadReader() = default;

@@ -52,6 +52,12 @@ void* NewBlock(std::uint64_t bytes, bool zero) noexcept {
 
 } // namespace
 
+void FailStandardRequest(std::uint64_t bytes, bool tooLarge) {
+  if (tooLarge)
+    CrashMessage(202);
+  CrashMessage(201, static_cast<long>(bytes));
+}
+
 void* CMemory::_Memory(std::uint64_t count, std::uint64_t size) {
   const std::uint64_t product = count * size;
   CheckCeiling(product);

@@ -9,6 +9,9 @@
 /// be zero-filled.
 
 #include <cstdint>
+#include <new>
+#include <stdexcept>
+#include <utility>
 
 namespace zel {
 
@@ -58,6 +61,28 @@ void DoMemoryFree(void** block) noexcept;
 void* SetMaxBuffer(unsigned int size, std::uint64_t& actual);
 void* SetMaxSize(unsigned int percent, std::uint64_t& actual);
 std::uint64_t GetMaxSize(unsigned int percent);
+
+/// Fails as the memory layer fails for a request of `bytes` that a standard
+/// container could not meet: message 202 when the request is beyond what a
+/// container can hold at all (`tooLarge`), otherwise message 201 with the
+/// bytes.
+[[noreturn]] void FailStandardRequest(std::uint64_t bytes, bool tooLarge);
+
+/// Runs `work`, which grows standard containers or strings, so that their
+/// failures leave as the library's: `std::bad_alloc` becomes message 201
+/// with `bytes` (what the work asks for, as near as the caller can say) and
+/// `std::length_error` message 202. Every other exception passes unchanged.
+/// Only the failure path costs anything.
+template <class Work>
+decltype(auto) GuardAllocation(std::uint64_t bytes, Work&& work) {
+  try {
+    return std::forward<Work>(work)();
+  } catch (const std::bad_alloc&) {
+    FailStandardRequest(bytes, false);
+  } catch (const std::length_error&) {
+    FailStandardRequest(bytes, true);
+  }
+}
 
 /// Typed convenience for `DoMemoryFree`.
 template <class T>

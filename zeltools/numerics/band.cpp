@@ -1,14 +1,18 @@
 #include "zeltools/numerics/band.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <vector>
 
 #include "zeltools/errors/exception.h"
 #include "zeltools/memory/memory.h"
 #include "zeltools/numerics/internal/band_blocked.h"
 #include "zeltools/numerics/internal/band_plain.h"
+#include "zeltools/numerics/internal/out_of_memory.h"
 #include "zeltools/numerics/internal/simd_level.h"
+#include "zeltools/numerics/internal/thread_pool.h"
 
 namespace zel {
 namespace numerics {
@@ -36,8 +40,17 @@ void CheckBandRows(std::size_t n, const GAUSS_TAPE* rows, bool forFactor) {
 
 void BandFactorPlain(std::size_t n, GAUSS_TAPE* rows) {
   // Positions of the non-zero elements of the current row: the flags of the
-  // elimination kept as a list, so runs of zeros cost nothing.
+  // elimination kept as a list, so runs of zeros cost nothing. Its room is
+  // taken before anything changes and is never grown.
+  std::size_t widest = 0;
+  for (std::size_t i = 0; i < n; ++i)
+    widest = std::max<std::size_t>(widest, rows[i].count);
   std::vector<std::size_t> nonZero;
+  try {
+    nonZero.reserve(widest);
+  } catch (const std::bad_alloc&) {
+    OutOfMemory(widest * sizeof(std::size_t));
+  }
   for (std::size_t i = 0; i < n; ++i) {
     double* v = rows[i].values;
     const std::size_t count = rows[i].count;
@@ -79,7 +92,8 @@ void BandSolvePlain(std::size_t n, const GAUSS_TAPE* rows, double* b, bool vecto
     }
     b[i] = x / v[0];
   }
-  // Each element's sum runs in increasing k as stated; the rows form one
+  // Each element's sum runs in increasing k, the order the forward pass
+  // fixes for every caller; the rows form one
   // chain of dependent subtractions, which no reordering may shorten.
   for (std::size_t i = n >= 2 ? n - 1 : 0; i-- > 0;) {
     const double* v = rows[i].values;
@@ -103,10 +117,22 @@ void Factor(std::size_t n, GAUSS_TAPE* rows) {
     numerics::BandFactorBlocked(n, rows, numerics::ActiveSimdLevel(), numerics::DefaultBandPanel);
 }
 
+// Right-hand sides are independent of each other: several of them go to
+// different threads. One alone is a chain of dependent rows and stays on the
+// calling thread.
 void Solve(std::size_t n, const GAUSS_TAPE* rows, std::size_t m, double* b) {
   const bool vector = numerics::ActiveSimdLevel() == numerics::SimdLevel::Avx512;
-  for (std::size_t r = 0; r < m; ++r)
-    numerics::BandSolvePlain(n, rows, b + r * n, vector);
+  double stored = 0;
+  for (std::size_t i = 0; i < n && m > 1; ++i)
+    stored += rows[i].count;
+  const std::size_t threads = numerics::ThreadsFor(2.0 * stored * double(m), m);
+  if (threads == 1) {
+    for (std::size_t r = 0; r < m; ++r)
+      numerics::BandSolvePlain(n, rows, b + r * n, vector);
+    return;
+  }
+  numerics::ParallelFor(m, threads,
+                        [&](std::size_t r, std::size_t) { numerics::BandSolvePlain(n, rows, b + r * n, vector); });
 }
 
 // The column flags of the packed entry point live in a block of the
@@ -153,7 +179,12 @@ void GaussTape(unsigned int n, GAUSS_TAPE* rows, unsigned int m, double* b) {
 void GaussTape(unsigned int n, double* a, unsigned int m, double* b) {
   if (n == 0)
     return;
-  std::vector<GAUSS_TAPE> rows(n);
+  std::vector<GAUSS_TAPE> rows;
+  try {
+    rows.resize(n);
+  } catch (const std::bad_alloc&) {
+    numerics::OutOfMemory(std::size_t{n} * sizeof(GAUSS_TAPE));
+  }
   ColumnFlags flags(n);
   // The flags accumulate the union of the non-zero columns of all rows so
   // far and are never cleared, so a row's count reaches at least as far as

@@ -7,7 +7,7 @@
 /// elements inside a row are skipped. One factorisation serves any number of
 /// later right-hand sides.
 ///
-/// Results are those of the stated arithmetic to the last bit: each stored
+/// Results are those of the row-by-row elimination to the last bit: each stored
 /// element receives its updates as separate multiplications and subtractions
 /// in increasing row order; the fast paths only block and vectorise across
 /// independent elements.
@@ -32,10 +32,9 @@ static_assert(std::is_standard_layout_v<GAUSS_TAPE> && std::is_trivially_copyabl
 ///
 /// The rows must satisfy the envelope rule: row i updates rows i+k
 /// (k < count_i) up to column i + count_i − 1, so row i+k must store at least
-/// count_i − k values, and no row may reach past column n−1. Unlike the
-/// original, which trusted its callers, rows that break the rule (or have a
-/// count of 0 or no values) are refused with an `Exception` (code 2) before
-/// anything is changed.
+/// count_i − k values, and no row may reach past column n−1.
+/// Rows that break the rule (or have a count of 0 or no values) are refused
+/// with an `Exception` (code 2) before anything is changed.
 ///
 /// A pivot that is exactly 0.0 when its row is reached throws
 /// "Null diagonal"; the matrix is then factorised up to that row, exactly as
@@ -43,15 +42,24 @@ static_assert(std::is_standard_layout_v<GAUSS_TAPE> && std::is_trivially_copyabl
 /// reported: only non-zero pivots are needed.
 ///
 /// Rows are eliminated in panels of 64 with working storage of about
-/// 130·(widest row + 64) doubles for the time of the call; the results are
-/// those of the row-by-row elimination.
+/// 130·(widest row + 64) doubles for the time of the call; without it the
+/// rows are eliminated one by one, and when not even a list of one row's
+/// positions can be had, message 201 is thrown before anything changes.
+/// The results are those of the row-by-row elimination in every case.
+///
+/// The rows below a panel are shared among up to `GetNumThreads()` threads
+/// when their update holds at least 10^6 element updates (a half-band of
+/// about 180 and more); the results do not depend on the thread count.
 void GaussTapeDirect(unsigned int n, GAUSS_TAPE* rows);
 
 /// Solves for m right-hand sides (m vectors of n values, one after another)
 /// with rows that `GaussTapeDirect` has factorised; the solutions replace b.
 /// Components that are zero during the forward pass are neither used nor
 /// divided. No pivot is tested. Rows with a count of 0 or reaching past
-/// column n−1 are refused with an `Exception` (code 2).
+/// column n−1 are refused with an `Exception` (code 2). Several right-hand
+/// sides are solved on up to `GetNumThreads()` threads, one each, when they
+/// hold at least 10^6 element updates together; one right-hand side is a
+/// chain of dependent rows and runs on the calling thread.
 void GaussTapeBack(unsigned int n, GAUSS_TAPE* rows, unsigned int m, double* b);
 
 /// `GaussTapeDirect(n, rows)` followed by `GaussTapeBack(n, rows, m, b)`.

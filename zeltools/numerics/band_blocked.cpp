@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
+#include <optional>
 #include <vector>
 
 #include "zeltools/errors/exception.h"
 #include "zeltools/numerics/internal/aligned_buffer.h"
 #include "zeltools/numerics/internal/band_plain.h"
+#include "zeltools/numerics/internal/thread_pool.h"
 
 namespace zel::numerics {
 namespace {
@@ -53,6 +56,31 @@ Kernels KernelsFor(SimdLevel level) {
   default:
     return {BandUpdateGeneric, BandFinishGeneric};
   }
+}
+
+// The rows below a panel, [i1, end], receive its updates. Each row's
+// elements depend only on the panel, so groups of rows go to different
+// threads; a group starts a multiple of eight rows from the panel's origin,
+// where the kernels' row tiles start anyway.
+void UpdateBelow(BandUpdateFn update, const BandPanel& panel, std::size_t i0, std::size_t i1, std::size_t end,
+                 GAUSS_TAPE* rows) {
+  const std::size_t below = end - i1 + 1;
+  const double work = 0.5 * double(below) * double(below + 1) * double(i1 - i0);
+  const std::size_t threads = ThreadsFor(work, below / 8);
+  if (threads == 1) {
+    update(panel, i0, i1, i1, end, end, rows);
+    return;
+  }
+  // About eight groups per thread: rows near the panel are the longest, and
+  // the threads that drew short groups take more of them.
+  const std::size_t group = std::max<std::size_t>(8, (below / (8 * threads) + 7) / 8 * 8);
+  const std::size_t first = i1 - (i1 - i0) % 8; // the group boundary at or before i1
+  const std::size_t groups = (end - first) / group + 1;
+  ParallelFor(groups, threads, [&](std::size_t g, std::size_t) {
+    const std::size_t a = std::max(i1, first + g * group), b = std::min(end, first + (g + 1) * group - 1);
+    if (a <= b)
+      update(panel, i0, i1, a, b, end, rows);
+  });
 }
 
 } // namespace
@@ -107,7 +135,16 @@ void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::si
     return;
   }
   const Kernels kernels = KernelsFor(level);
-  PanelStorage storage(panelRows, widest + panelRows);
+  // Without room for the panels the rows are eliminated one by one, with
+  // the same results.
+  std::optional<PanelStorage> room;
+  try {
+    room.emplace(panelRows, widest + panelRows);
+  } catch (const std::bad_alloc&) {
+    BandFactorPlain(n, rows);
+    return;
+  }
+  PanelStorage& storage = *room;
   BandPanel panel;
   panel.ld = storage.ld;
   panel.u = storage.u.data();
@@ -149,7 +186,7 @@ void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::si
       kernels.finish(rows[q].values, rows[q].count, pi, u, f, mask, storage.rowSkip.data());
     }
     if (end >= i1)
-      kernels.update(panel, i0, i1, i1, end, end, rows);
+      UpdateBelow(kernels.update, panel, i0, i1, end, rows);
   }
   if (rows[n - 1].values[0] == 0.0)
     Crash("Null diagonal");

@@ -10,6 +10,7 @@
 
 #include "zeltools/containers/small_vectors.h"
 #include "zeltools/containers/vector.h"
+#include "zeltools/numerics/internal/out_of_memory.h"
 #include "zeltools/text/debug_print.h"
 #include "zeltools/text/number_text.h"
 
@@ -169,9 +170,7 @@ void ValueText(double value, char (&text)[16]) {
   text[0] = '\0';
 }
 
-} // namespace
-
-void PrintMatr(unsigned int number, unsigned int n, const double* a, const char* title) {
+void Print(unsigned int number, unsigned int n, const double* a, const char* title) {
   dPrintf("\n\n%d", static_cast<int>(number));
   if (title != nullptr)
     dPrintf("   %s", title);
@@ -190,6 +189,12 @@ void PrintMatr(unsigned int number, unsigned int n, const double* a, const char*
     }
     dPrintf("%s", line.c_str());
   }
+}
+
+} // namespace
+
+void PrintMatr(unsigned int number, unsigned int n, const double* a, const char* title) {
+  numerics::WithoutForeignExceptions(16 * std::size_t{n}, [&] { Print(number, n, a, title); });
 }
 
 } // namespace zel

@@ -12,7 +12,7 @@
 ///
 /// None of these functions checks the sizes of the arrays it is given, and all
 /// outputs must be distinct from all inputs. Every result is the outcome of
-/// the arithmetic stated for each function, operation by operation, to the
+/// the arithmetic given for each function, operation by operation, to the
 /// last bit: the fast paths only change the memory order and run independent
 /// elements side by side, never the order of operations on one element.
 
@@ -58,8 +58,11 @@ double MatrixInversion3x3(const double* a, double* b);
 ///
 /// Orders from 96 on are eliminated in panels of columns, which takes working
 /// storage of about 130·n doubles (1 MB per thousand unknowns) for the time
-/// of the call; the original worked in place. The results do not depend on
-/// it, and when the storage cannot be had the elimination runs in place.
+/// of the call, plus 16,384·`GetNumThreads()` doubles. The results do not
+/// depend on it, and when the storage cannot be had the elimination runs in
+/// place. The updates of each panel are shared among up to
+/// `GetNumThreads()` threads when they hold at least 10^6 element updates
+/// (from an order of about 180); the results do not depend on the count.
 unsigned char Gauss(unsigned int n, double* a, unsigned int m, double* b, unsigned char mode, double eps);
 
 /// The same steps on `long double` arrays, with the same thresholds, divisor
@@ -76,7 +79,7 @@ unsigned char Gauss(unsigned int n, long double* a, unsigned int m, long double*
 /// dependent (a maximum equal to eps counts as independent). When an exchange
 /// is needed, the order entries at the pivot row and at the column number are
 /// swapped; the two positions agree as long as no column has been found
-/// dependent, and the rule is kept as stated for compatibility.
+/// dependent, and the rule is kept for compatibility with existing callers.
 unsigned int RangMatr(unsigned int rows, unsigned int cols, double* a, unsigned int* index, double eps);
 
 /// c = op(a)·op(b) with P = |p|, Q = |q|, R = |r|: op(a) is P×Q, stored as is

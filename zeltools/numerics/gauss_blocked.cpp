@@ -9,6 +9,8 @@
 
 #include "zeltools/numerics/internal/aligned_buffer.h"
 #include "zeltools/numerics/internal/gauss_plain.h"
+#include "zeltools/numerics/internal/thread_pool.h"
+#include "zeltools/numerics/threads.h"
 
 namespace zel::numerics {
 namespace {
@@ -34,15 +36,16 @@ Kernels KernelsFor(SimdLevel level) {
 //
 // panel[j·ld + i]: column K+j at position i (i ≥ K), kept with whole-row
 // exchanges, so after the panel it holds at position i the row that ends
-// there. The matrix itself keeps the stated layout: an exchange at step k
+// there. The matrix itself keeps the layout the callers see: an exchange at step k
 // moves only columns k … n−1, so below the diagonal a column holds, at
 // position i, the multiplier of the row that was at i when that column was
 // eliminated. The write-back maps one layout onto the other.
 class Panel {
 public:
-  Panel(std::size_t n, std::size_t width)
-      : n_(n), ld_((n + 7) / 8 * 8), width_(width), columns_(ld_ * width), rowMajor_(n * width),
-        block_(width * GaussBlockColumns), pivot_(width), divisor_(width), where_(n) {}
+  Panel(std::size_t n, std::size_t width, std::size_t threads)
+      : n_(n), ld_((n + 7) / 8 * 8), width_(width), threads_(threads), columns_(ld_ * width),
+        rowMajor_(n * width), blocks_(threads * width * GaussBlockColumns), pivot_(width), divisor_(width),
+        where_(n) {}
 
   // Eliminates columns K … K+kb−1. Returns the number of steps completed;
   // fewer than kb means step `done` met a singular pivot (its exchange made)
@@ -94,17 +97,8 @@ public:
       for (std::size_t j = 0; j < steps; ++j)
         rowMajor_.data()[(i - K_) * width_ + j] = Column(j)[i];
     if (right > 0) {
-      // The pivot rows to the right of the panel: their updates, then their
-      // division, one row after the other.
-      for (std::size_t j = 0; j < steps; ++j) {
-        double* row = a + (K_ + j) * n_ + T0;
-        kernels.update(1, right, j, rowMajor_.data() + j * width_, width_, a + K_ * n_ + T0, n_, row, n_, nullptr);
-        kernels.divide(row, divisor_[j], right);
-      }
-      // Every row below: the panel's updates in the order of the steps.
-      const std::size_t first = K_ + steps;
-      kernels.update(n_ - first, right, steps, rowMajor_.data() + steps * width_, width_, a + K_ * n_ + T0, n_,
-                     a + first * n_ + T0, n_, block_.data());
+      PivotRows(a, steps, T0, right, kernels);
+      RowsBelow(a, steps, T0, right, kernels);
     }
     for (std::size_t r = 0; r < m; ++r) {
       double* x = b + r * n_;
@@ -120,6 +114,50 @@ public:
 
 private:
   double* Column(std::size_t j) { return columns_.data() + j * ld_; }
+  double* Block(std::size_t thread) { return blocks_.data() + thread * width_ * GaussBlockColumns; }
+
+  // The pivot rows to the right of the panel: their updates, then their
+  // division, one row after the other. Columns are independent, so blocks
+  // of columns go to different threads.
+  void PivotRows(double* a, std::size_t steps, std::size_t T0, std::size_t right, const Kernels& kernels) {
+    const auto columns = [&](std::size_t c0, std::size_t count) {
+      for (std::size_t j = 0; j < steps; ++j) {
+        double* row = a + (K_ + j) * n_ + T0 + c0;
+        kernels.update(1, count, j, rowMajor_.data() + j * width_, width_, a + K_ * n_ + T0 + c0, n_, row, n_,
+                       nullptr);
+        kernels.divide(row, divisor_[j], count);
+      }
+    };
+    const std::size_t blocks = (right + GaussBlockColumns - 1) / GaussBlockColumns;
+    const std::size_t threads =
+        std::min(threads_, ThreadsFor(0.5 * double(steps) * double(steps) * double(right), blocks));
+    if (threads == 1)
+      return columns(0, right);
+    ParallelFor(blocks, threads, [&](std::size_t t, std::size_t) {
+      const std::size_t c0 = t * GaussBlockColumns;
+      columns(c0, std::min(GaussBlockColumns, right - c0));
+    });
+  }
+
+  // Every row below the pivot rows: the panel's updates in the order of the
+  // steps. Rows are independent: groups of them go to different threads,
+  // each with its own block for the kernel's copy of the pivot rows.
+  void RowsBelow(double* a, std::size_t steps, std::size_t T0, std::size_t right, const Kernels& kernels) {
+    const std::size_t first = K_ + steps, below = n_ - first;
+    const double* l = rowMajor_.data() + steps * width_;
+    const double* u = a + K_ * n_ + T0;
+    const std::size_t threads = std::min(threads_, ThreadsFor(double(below) * double(right) * double(steps), below / 16));
+    if (threads == 1)
+      return kernels.update(below, right, steps, l, width_, u, n_, a + first * n_ + T0, n_, Block(0));
+    // About eight groups per thread, each a multiple of the kernels' four
+    // rows and large enough to repay its copy of the pivot rows.
+    const std::size_t group = std::max<std::size_t>(16, (below / (8 * threads) + 3) / 4 * 4);
+    ParallelFor((below + group - 1) / group, threads, [&](std::size_t g, std::size_t thread) {
+      const std::size_t s = g * group, count = std::min(group, below - s);
+      kernels.update(count, right, steps, l + s * width_, width_, u, n_, a + (first + s) * n_ + T0, n_,
+                     Block(thread));
+    });
+  }
 
   // Column K+j of a from the panel: at and above the diagonal, and for the
   // columns not yet eliminated, the panel's value at the same position;
@@ -146,8 +184,8 @@ private:
     }
   }
 
-  std::size_t n_, ld_, width_, K_ = 0, kb_ = 0;
-  AlignedDoubles columns_, rowMajor_, block_;
+  std::size_t n_, ld_, width_, threads_, K_ = 0, kb_ = 0;
+  AlignedDoubles columns_, rowMajor_, blocks_;
   std::vector<std::size_t> pivot_;
   std::vector<double> divisor_;
   std::vector<std::size_t> where_;
@@ -211,12 +249,18 @@ unsigned char GaussBlocked(std::size_t n, double* a, std::size_t m, double* b, u
     return 1;
   const Kernels kernels = KernelsFor(level);
   const std::size_t width = std::max<std::size_t>(1, std::min(panel, n));
+  // Storage for one thread's block per thread; when that cannot be had, for
+  // one thread; and without even that the elimination runs in place.
   std::optional<Panel> work;
-  try {
-    work.emplace(n, width);
-  } catch (const std::bad_alloc&) {
-    return GaussPlain<double>(n, a, m, b, mode, eps);
+  for (std::size_t threads : {std::size_t{GetNumThreads()}, std::size_t{1}}) {
+    try {
+      work.emplace(n, width, threads);
+      break;
+    } catch (const std::bad_alloc&) {
+    }
   }
+  if (!work)
+    return GaussPlain<double>(n, a, m, b, mode, eps);
   for (std::size_t K = 0; K < n; K += width) {
     const std::size_t kb = std::min(width, n - K);
     const std::size_t done = work->Eliminate(a, K, kb, mode, eps, kernels);

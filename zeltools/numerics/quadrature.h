@@ -44,7 +44,7 @@ void NumericalIntegrationLine(unsigned int order, unsigned int& count, const dou
                               const double*& points);
 
 /// Triangle rule in area coordinates: order 1 gives 1 point (its coordinates
-/// are 0.333333333333332, kept from the original table); 2 or 3 give 3 points;
+/// are 0.333333333333332, kept as the table has always had them); 2 or 3 give 3 points;
 /// 4 … 7 give 7; every other order (0, 8 and above) gives 12. The number of
 /// points is not returned.
 void GaussPointTriang(unsigned int order, const double*& weights, const double*& l1, const double*& l2);

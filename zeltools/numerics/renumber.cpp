@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "zeltools/errors/exception.h"
+#include "zeltools/numerics/internal/out_of_memory.h"
 
 namespace zel {
 namespace {
@@ -180,22 +181,42 @@ void CheckPosition(unsigned int n, const unsigned int* position) {
 
 } // namespace
 
+namespace {
+
+// What the graph's working copies take, for the message when they cannot
+// be had: both directions of every edge and a few vectors of n.
+std::size_t WorkingBytes(unsigned int n, const unsigned int* start) {
+  return (2 * std::size_t{start[n]} + 8 * std::size_t{n}) * sizeof(unsigned int);
+}
+
+SRenumber Renumbered(unsigned int n, const unsigned int* start, const unsigned int* adjacent);
+
+} // namespace
+
 unsigned long long BandProfile(unsigned int n, const unsigned int* start, const unsigned int* adjacent,
                                const unsigned int* position) {
   CheckNeighbours(n, start, adjacent);
   CheckPosition(n, position);
-  return Measure(n, start, adjacent, position).profile;
+  return numerics::WithoutForeignExceptions(WorkingBytes(n, start),
+                                            [&] { return Measure(n, start, adjacent, position).profile; });
 }
 
 unsigned long long BandWork(unsigned int n, const unsigned int* start, const unsigned int* adjacent,
                             const unsigned int* position) {
   CheckNeighbours(n, start, adjacent);
   CheckPosition(n, position);
-  return Measure(n, start, adjacent, position).work;
+  return numerics::WithoutForeignExceptions(WorkingBytes(n, start),
+                                            [&] { return Measure(n, start, adjacent, position).work; });
 }
 
 SRenumber RenumberBand(unsigned int n, const unsigned int* start, const unsigned int* adjacent) {
   CheckNeighbours(n, start, adjacent);
+  return numerics::WithoutForeignExceptions(WorkingBytes(n, start), [&] { return Renumbered(n, start, adjacent); });
+}
+
+namespace {
+
+SRenumber Renumbered(unsigned int n, const unsigned int* start, const unsigned int* adjacent) {
   const Cost given = Measure(n, start, adjacent, nullptr);
   const Graph g = Symmetric(n, start, adjacent);
   // The profile of this solver is the same for a numbering and its reverse;
@@ -225,5 +246,7 @@ SRenumber RenumberBand(unsigned int n, const unsigned int* start, const unsigned
     result.order[result.position[v]] = v;
   return result;
 }
+
+} // namespace
 
 } // namespace zel

@@ -1,6 +1,8 @@
 #include "zeltools/text/file_text.h"
 #include "zeltools/text/phrase.h"
 
+#include "zeltools/text/phrase.h"
+
 #include <algorithm>
 #include <cstring>
 

@@ -61,17 +61,20 @@ public:
   using CReadMemory::GetPhrase;
   using CReadMemory::GetString;
   using CReadMemory::GetWord;
+  using CReadMemory::IsEnd;
 
   /// Appends the byte `c` as it is (line ends included: the text keeps the
   /// line ends its writer puts). 1, or 0 after a failure reported to the
   /// sink.
   unsigned char PutChar(char c);
-  /// Appends the characters of the zero-terminated `text` (without the
-  /// zero; null or empty: nothing). Result as for `PutChar`.
+  /// Appends the characters of the zero-terminated `text` without its zero
+  /// (null or empty: nothing): the file stays a text file, and a zero in it
+  /// would read back as a line end. Result as for `PutChar`.
   unsigned char PutString(const char* text);
 
 private:
   bool NextWindow() override;
+  bool HasText() const noexcept override { return GetHandle() != nullptr; }
   void MoveWindow(unsigned long long absolute) override;
 
   std::vector<char> window_;

@@ -57,7 +57,8 @@ void StoreU32(unsigned char* bytes, unsigned int value) {
 // --- CPhraseText -------------------------------------------------------------
 
 CPhraseText::CPhraseText(const CPhraseText& other)
-    : kind(other.kind), param1(other.param1), param2(other.param2), mark(other.mark), list(other.list) {
+    : kind(other.kind), param1(other.param1), param2(other.param2), mark(other.mark),
+      list(GuardAllocation(sizeof(unsigned int) * other.list.size(), [&] { return other.list; })) {
   SetText(other.text_);
 }
 
@@ -108,7 +109,7 @@ void CPhraseText::Set(const char* text, unsigned char kindValue, unsigned int pa
   param2 = static_cast<unsigned short>(param2Value);
   mark = static_cast<unsigned char>(markValue);
   if (numbers != nullptr)
-    list.assign(numbers, numbers + count);
+    GuardAllocation(std::uint64_t{sizeof(unsigned int)} * count, [&] { list.assign(numbers, numbers + count); });
   else
     list.clear();
   SetText(text);
@@ -135,7 +136,7 @@ unsigned char CPhraseText::UnPackFromStream(std::istream& in) {
   while (ok && text.size() < length) {
     const std::size_t piece = std::min<std::size_t>(length - text.size(), StreamChunk);
     const std::size_t at = text.size();
-    text.resize(at + piece);
+    GuardAllocation(at + piece, [&] { text.resize(at + piece); });
     ok = GetBytes(in, &text[at], piece);
   }
   unsigned char scalars[4] = {};
@@ -147,8 +148,10 @@ unsigned char CPhraseText::UnPackFromStream(std::istream& in) {
     unsigned char bytes[4 * 1024];
     const std::size_t piece = std::min<std::size_t>(count - numbers.size(), sizeof bytes / 4);
     ok = GetBytes(in, bytes, 4 * piece);
-    for (std::size_t i = 0; ok && i < piece; ++i)
-      numbers.push_back(LoadU32(bytes + 4 * i));
+    GuardAllocation(sizeof(unsigned int) * (numbers.size() + piece), [&] {
+      for (std::size_t i = 0; ok && i < piece; ++i)
+        numbers.push_back(LoadU32(bytes + 4 * i));
+    });
   }
   if (!ok) {
     in.setstate(std::ios::failbit);
@@ -169,10 +172,23 @@ unsigned char CPhraseText::UnPackFromStream(std::istream& in) {
 
 // --- CPhrase ---------------------------------------------------------------------
 
+CPhrase::CPhrase(const CPhrase& other)
+    : std::vector<CPhraseText>(GuardAllocation(sizeof(CPhraseText) * other.size(),
+                                               [&] { return static_cast<const std::vector<CPhraseText>&>(other); })),
+      CMessageSink(other) {}
+
+CPhrase& CPhrase::operator=(const CPhrase& other) {
+  if (this != &other) {
+    CPhrase copy(other);
+    *this = std::move(copy);
+  }
+  return *this;
+}
+
 void CPhrase::Append(const char* text, unsigned char kind, unsigned int param1, unsigned int param2) {
   CPhraseText message;
   message.Set(text, kind, param1, param2, 0, 0, nullptr);
-  push_back(std::move(message));
+  GuardAllocation(sizeof message * (size() + 1), [&] { push_back(std::move(message)); });
 }
 
 void CPhrase::AppendMessage(const char* text, unsigned char kind, unsigned int param1, unsigned int param2) {
@@ -188,25 +204,27 @@ void CPhrase::Append(const char* text, unsigned char kind, unsigned int param1, 
                      unsigned char mark, unsigned int count, unsigned int param2) {
   CPhraseText message;
   message.Set(text, kind, param1, param2, mark, count, list);
-  push_back(std::move(message));
+  GuardAllocation(sizeof message * (size() + 1), [&] { push_back(std::move(message)); });
 }
 
 void CPhrase::Append(const CPhrase& other, unsigned char replace) {
-  if (&other == this) {
-    if (replace == 0) {
-      const CPhrase copy(other);
-      insert(end(), copy.begin(), copy.end());
+  GuardAllocation(sizeof(CPhraseText) * (size() + other.size()), [&] {
+    if (&other == this) {
+      if (replace == 0) {
+        const CPhrase copy(other);
+        insert(end(), copy.begin(), copy.end());
+      }
+      return;
     }
-    return;
-  }
-  if (replace != 0)
-    clear();
-  insert(end(), other.begin(), other.end());
+    if (replace != 0)
+      clear();
+    insert(end(), other.begin(), other.end());
+  });
 }
 
 void CPhrase::AppendSystem() {
   std::string text;
-  CrashLastError(text);
+  GuardAllocation(Exception::DescriptionSize, [&] { CrashLastError(text); });
   if (text.empty())
     return;
   // The system's texts end with a line break; the message does not.
@@ -218,7 +236,8 @@ void CPhrase::AppendSystem() {
 void CPhrase::CheckList(std::vector<unsigned int>& out) const {
   std::vector<unsigned int> numbers;
   for (const CPhraseText& message : *this)
-    numbers.insert(numbers.end(), message.list.begin(), message.list.end());
+    GuardAllocation(sizeof(unsigned int) * (numbers.size() + message.list.size()),
+                    [&] { numbers.insert(numbers.end(), message.list.begin(), message.list.end()); });
   std::sort(numbers.begin(), numbers.end());
   numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
   out.swap(numbers);
@@ -253,7 +272,7 @@ unsigned char CPhrase::UnPackFromStream(std::istream& in) {
     CPhraseText message;
     if (!message.UnPackFromStream(in))
       return 0;
-    messages.push_back(std::move(message));
+    GuardAllocation(sizeof message * (messages.size() + 1), [&] { messages.push_back(std::move(message)); });
   }
   std::vector<CPhraseText>::swap(messages);
   return 1;
@@ -303,7 +322,7 @@ unsigned char ReadPhrase(CPhrase& phrase, CFileBase& file, DOCUMENT& doc) {
   if (!ReadCount(file, count, SmallestStoredMessage))
     return 0;
   CPhrase messages;
-  messages.reserve(count);
+  GuardAllocation(sizeof(CPhraseText) * count, [&] { messages.reserve(count); });
   std::vector<char> text;
   for (unsigned int i = 0; i < count; ++i) {
     if (!file.ReadString(text, 2, -1))
@@ -320,7 +339,7 @@ unsigned char ReadPhrase(CPhrase& phrase, CFileBase& file, DOCUMENT& doc) {
     unsigned int listCount = 0;
     if (!ReadCount(file, listCount, sizeof(unsigned int)))
       return 0;
-    message.list.resize(listCount);
+    GuardAllocation(std::uint64_t{sizeof(unsigned int)} * listCount, [&] { message.list.resize(listCount); });
     if (listCount > 0 && !file.Read(message.list.data(), listCount * sizeof(unsigned int), -1))
       return 0;
     messages.push_back(std::move(message));

@@ -62,11 +62,19 @@ private:
 
 /// Messages in append order. It is a standard vector of `CPhraseText`, so
 /// the messages are reached with `size()`, `operator[]` and iteration. It is
-/// also the sink into which files record their failures.
+/// also the sink into which files record their failures. Every operation
+/// that grows it fails as the memory layer does (message 201 or 202).
 class CPhrase : public std::vector<CPhraseText>, public CMessageSink {
 public:
   /// Kind of a system error text appended by `AppendSystem`.
   static constexpr unsigned char KindSystem = 3;
+
+  CPhrase() = default;
+  CPhrase(const CPhrase& other);
+  CPhrase(CPhrase&&) noexcept = default;
+  CPhrase& operator=(const CPhrase& other);
+  CPhrase& operator=(CPhrase&&) noexcept = default;
+  ~CPhrase() override = default;
 
   /// Number of messages.
   unsigned int GetQuantity() const noexcept { return static_cast<unsigned int>(size()); }

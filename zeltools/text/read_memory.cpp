@@ -107,6 +107,41 @@ std::size_t PlainRun(const char* p, std::size_t max) {
   return max;
 }
 
+// The line reader's common case for a caller's buffer: the 64-byte blocks
+// at `p` are scanned and stored to `out` as they are loaded, so a line costs
+// no copy of its own. Only whole blocks within `max` bytes are touched (of
+// the source and of `out`); the result is the offset of the first line feed,
+// carriage return or zero, with the bytes before it in `out`, or `max` when
+// none was found in the blocks scanned (then `out` holds nothing useful).
+std::size_t CopyPlainRun(char* out, const char* p, std::size_t max) {
+#if defined(__SSE2__)
+  const __m128i lf = _mm_set1_epi8('\n');
+  const __m128i cr = _mm_set1_epi8('\r');
+  const __m128i zero = _mm_setzero_si128();
+  const auto special = [&](__m128i v) -> std::uint64_t {
+    const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, lf), _mm_cmpeq_epi8(v, cr)), _mm_cmpeq_epi8(v, zero));
+    return static_cast<unsigned int>(_mm_movemask_epi8(hit));
+  };
+  for (std::size_t i = 0; i + 64 <= max; i += 64) {
+    const auto* in = reinterpret_cast<const __m128i*>(p + i);
+    const __m128i a = _mm_loadu_si128(in), b = _mm_loadu_si128(in + 1);
+    const __m128i c = _mm_loadu_si128(in + 2), d = _mm_loadu_si128(in + 3);
+    auto* to = reinterpret_cast<__m128i*>(out + i);
+    _mm_storeu_si128(to, a);
+    _mm_storeu_si128(to + 1, b);
+    _mm_storeu_si128(to + 2, c);
+    _mm_storeu_si128(to + 3, d);
+    const std::uint64_t mask = special(a) | special(b) << 16 | special(c) << 32 | special(d) << 48;
+    if (mask != 0)
+      return i + LowestBit(mask);
+  }
+#else
+  (void)out;
+  (void)p;
+#endif
+  return max;
+}
+
 // Where the readers put their characters. `Empty` tells whether anything was
 // taken (stored or cut off), `Stored` how many characters were kept.
 
@@ -234,13 +269,25 @@ int CReadMemory::LineInto(Out& out, std::size_t limit, unsigned char skipEmpty) 
     }
     out.Finish();
     if (!any)
-      return -1;
+      return HasText() ? 0 : -1;
     if (n != 0 || skipEmpty == 0)
       return ClampToInt(n);
   }
 }
 
 int CReadMemory::GetString(char* out, unsigned int size, unsigned char skipEmpty) {
+  // A whole plain line ending in a line feed inside the text, scanned and
+  // stored in one pass; everything else takes the full rules.
+  if (out != nullptr && size > 1 && position_ < length_) {
+    const char* p = buffer_ + position_;
+    const std::size_t max = std::min<std::size_t>(length_ - position_, size - 1u);
+    const std::size_t run = CopyPlainRun(out, p, max);
+    if (run < max && p[run] == '\n' && (run != 0 || skipEmpty == 0)) {
+      out[run] = '\0';
+      position_ += static_cast<unsigned int>(run + 1);
+      return ClampToInt(run);
+    }
+  }
   BufferOut sink(out, size);
   return LineInto(sink, out != nullptr && size > 1 ? size - 1u : 0u, skipEmpty);
 }
@@ -258,7 +305,8 @@ int CReadMemory::GetString(std::string& out, unsigned char skipEmpty) {
     const std::size_t left = length_ - position_;
     const std::size_t run = PlainRun(p, left);
     if (run < left && p[run] == '\n' && (run != 0 || skipEmpty == 0)) {
-      out.assign(p, run);
+      out.clear();  // then the plain append: no overlap to consider
+      out.append(p, run);
       position_ += static_cast<unsigned int>(run + 1);
       return ClampToInt(run);
     }

@@ -15,8 +15,8 @@
 ///   delimiters. Space is in the set but, being a blank, never acts as a
 ///   delimiter; nor does '=' when it counts as a blank.
 /// - No reader ever reads outside the text, and every reader advances or
-///   reports the end, so a loop until −1 ends on any input. None throws
-///   except `Read`.
+///   reports the end (−1, or for the line readers `IsEnd`), so a reading
+///   loop ends on any input. None throws except `Read`.
 ///
 /// The text is not owned: the caller keeps it alive and unchanged while it is
 /// read.
@@ -56,6 +56,17 @@ public:
   unsigned int GetLength() const noexcept { return length_; }
   /// Index of the next byte to read.
   unsigned int GetPosition() const noexcept { return position_; }
+  /// 1 when nothing is left to read but carriage returns (passed over, as
+  /// every reader does): no text, or every byte read. A file reader looks
+  /// into the file for the next bytes.
+  unsigned char IsEnd() {
+    for (;; ++position_) {
+      if (position_ >= length_ && !NextWindow())
+        return 1;
+      if (buffer_[position_] != '\r')
+        return 0;
+    }
+  }
   /// Moves to `p` when `p` < the length; otherwise nothing changes.
   void SetPosition(unsigned int p) noexcept {
     if (p < length_)
@@ -91,9 +102,11 @@ public:
   /// characters is not longer: its line end is consumed with it). A `size`
   /// below 2 cannot hold a character: the line is skipped whole, so a loop
   /// still advances. With `skipEmpty`, empty lines are passed over. Returns
-  /// the number of characters stored, or −1 when the end was reached before
-  /// a line (a final line end is not followed by an empty line) or there is
-  /// no text.
+  /// the number of characters stored: 0 with `out` empty at the end (a final
+  /// line end is not followed by an empty line), so a caller reading to the
+  /// end asks `IsEnd` first; −1 only when there is no text at all (a null
+  /// text, a file not open). Bytes of `out` behind the terminating zero may
+  /// be overwritten (the line is copied in whole blocks).
   int GetString(char* out, unsigned int size, unsigned char skipEmpty = 0);
   /// The same without a limit: `out` holds the characters and a zero.
   int GetString(std::vector<char>& out, unsigned char skipEmpty = 0);
@@ -170,6 +183,8 @@ protected:
   /// absolute position outside the window. Over memory the window is the
   /// whole text and neither is called with effect.
   virtual bool NextWindow() { return false; }
+  /// Whether there is a source at all (a text, an open file).
+  virtual bool HasText() const noexcept { return buffer_ != nullptr; }
   virtual void MoveWindow(unsigned long long absolute) {
     position_ = absolute < length_ ? static_cast<unsigned int>(absolute) : length_;
   }

@@ -197,19 +197,6 @@ unsigned int VCText::Add(const char* text) {
   return GetSize();
 }
 
-unsigned int VCText::AddStr(const char* text, char separator) {
-  const std::string whole(OrEmpty(text));  // `text` may lie in one of the texts
-  std::size_t start = 0;
-  for (;;) {
-    const std::size_t end = separator != '\0' ? whole.find(separator, start) : std::string::npos;
-    emplace_back(whole.substr(start, end == std::string::npos ? std::string::npos : end - start).c_str());
-    if (end == std::string::npos)
-      break;
-    start = end + 1;
-  }
-  return GetSize();
-}
-
 unsigned long long VCText::Write(CFileBase& file, int mode, long long pos) const {
   if (size() > 0xFFFFFFFFu) {
     file.Message(111, "");

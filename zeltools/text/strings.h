@@ -171,7 +171,9 @@ public:
   void Add(char c);
   /// Resizes the vector to `n` + 1 bytes (new bytes zero) and ends it with a
   /// zero: a longer text is cut to `n` characters, a shorter one keeps its
-  /// characters followed by zeros.
+  /// characters followed by zeros. The last byte is set even when the vector
+  /// shrinks, because a non-empty vector always ends with its zero and every
+  /// reader of the text relies on it.
   void SetLength(unsigned int n);
   /// Measured length in characters (up to the first zero).
   unsigned int GetLength() const noexcept;
@@ -217,12 +219,8 @@ public:
 
   /// Appends one text (null or empty: an empty text); returns its position.
   unsigned int Add(const char* text);
-  /// Splits `text` at every `separator` and appends the pieces in order as
-  /// they stand (not trimmed, empty pieces kept), so that joining the
-  /// appended texts with `separator` gives `text` back; a 0 separator
-  /// appends `text` whole, and a null or empty `text` appends one empty
-  /// text. Returns the new count (the position of the last piece).
-  unsigned int AddStr(const char* text, char separator);
+  /// `Vector<CText>::AddStr`: splitting a text into texts at a separator.
+  using Vector<CText>::AddStr;
 
   /// Writes u32 count at `pos` (-1: the end of the file), then every text
   /// appended by `CFileBase::WriteString(text, mode)`. Returns the position

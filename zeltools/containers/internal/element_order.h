@@ -18,6 +18,7 @@
 #include <type_traits>
 
 #include "zeltools/containers/internal/radix_sort.h"
+#include "zeltools/memory/memory.h"
 
 namespace zel::internal {
 
@@ -56,7 +57,7 @@ template <class T>
 void SortElements(T* first, T* last) {
   if (last - first < 2) return;
   if constexpr (kRadixSortable<T>) {
-    RadixSort(first, last);
+    GuardAllocation(static_cast<std::uint64_t>(last - first) * sizeof(T), [&] { RadixSort(first, last); });
   } else {
     std::stable_sort(first, last, [](const T& a, const T& b) { return ElementLess(a, b); });
   }
@@ -67,7 +68,7 @@ void SortElements(T* first, T* last) {
 template <class T>
 void OrderElements(const T* values, std::size_t n, unsigned int* out) {
   if constexpr (kRadixSortable<T>) {
-    RadixOrder(values, n, out);
+    GuardAllocation(static_cast<std::uint64_t>(n) * sizeof(T), [&] { RadixOrder(values, n, out); });
   } else {
     std::iota(out, out + n, 0u);
     std::stable_sort(out, out + n,

@@ -140,10 +140,13 @@ public:
       const double margin = (std::fabs(v) + tol_) * 0x1p-50; // invariant 3
       lo[axis] = CellOf(v - tol_ - margin);
       hi[axis] = CellOf(v + tol_ + margin);
-      const std::int64_t span = hi[axis] - lo[axis];
-      if (span < 0 || span > 3)
+      // Cells are clamped to +-2^62, so the width is taken unsigned.
+      if (hi[axis] < lo[axis])
         return false;
-      cells *= static_cast<std::uint64_t>(span + 1);
+      const std::uint64_t span = static_cast<std::uint64_t>(hi[axis]) - static_cast<std::uint64_t>(lo[axis]);
+      if (span > 3)
+        return false;
+      cells *= span + 1;
     }
     std::uint32_t best = kNone;
     Cell cell = lo;

@@ -1,6 +1,6 @@
 #pragma once
-// The band factorisation and substitution row by row, as the elimination is
-// stated: the reference that the blocked paths reproduce bit for bit.
+// The band factorisation and substitution row by row, one operation after
+// the other: the reference that the blocked paths reproduce bit for bit.
 
 #include <cstddef>
 #include <vector>

@@ -6,7 +6,7 @@
 namespace zel::numerics {
 
 enum class SimdLevel : int {
-  Plain = 0,   // the unblocked loops, operation by operation as stated
+  Plain = 0,   // the unblocked loops, one operation after the other
   Generic = 1, // the blocked drivers with portable kernels
   Avx2 = 2,
   Avx512 = 3,
