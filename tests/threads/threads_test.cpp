@@ -14,6 +14,8 @@
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/language.h"
 #include "zeltools/files/file_base.h"
+#include "zeltools/numerics/dense.h"
+#include "zeltools/numerics/threads.h"
 #include "zeltools/text/resource.h"
 
 namespace zel {
@@ -122,6 +124,34 @@ TEST(Threads, IndependentFilesOnEachThread) {
       ASSERT_EQ(back.back(), written[k]);
     }
   });
+}
+
+// The solver's helper pool, shared by application threads solving at the
+// same time: every solution has the bits of a solve on one thread.
+TEST(Threads, SolversShareTheirHelpersWithTheSameBits) {
+  constexpr unsigned int n = 300; // panels large enough to be shared out
+  std::vector<std::vector<double>> a(2, std::vector<double>(n * n)), b(2, std::vector<double>(n));
+  for (int s = 0; s < 2; ++s)
+    for (unsigned int i = 0; i < n; ++i) {
+      b[s][i] = 1.0 + i % 7 + s;
+      for (unsigned int j = 0; j < n; ++j)
+        a[s][i * n + j] = i == j ? 4.0 * n : 1.0 / (1 + i + 2 * j + s);
+    }
+  std::vector<std::vector<double>> expected = b;
+  SetNumThreads(1);
+  for (int s = 0; s < 2; ++s) {
+    std::vector<double> m = a[s];
+    ASSERT_EQ(Gauss(n, m.data(), 1, expected[s].data(), 0, 1e-300), 1);
+  }
+  SetNumThreads(3);
+  OnThreads([&](int t) {
+    for (int round = 0; round < 2; ++round) {
+      std::vector<double> m = a[t % 2], x = b[t % 2];
+      ASSERT_EQ(Gauss(n, m.data(), 1, x.data(), 0, 1e-300), 1);
+      ASSERT_EQ(x, expected[t % 2]);
+    }
+  });
+  SetNumThreads(0);
 }
 
 } // namespace
