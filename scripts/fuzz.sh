@@ -9,7 +9,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 source scripts/deps.sh
-zel_need_packages clang zlib1g-dev
+zel_need_clang
+zel_need_packages zlib1g-dev
 cmake --preset fuzz -DCMAKE_CXX_COMPILER_LAUNCHER="$(command -v ccache || true)" >/dev/null
 cmake --build --preset fuzz -j"$(nproc)" >/dev/null
 bin=build/fuzz/fuzz

@@ -55,7 +55,7 @@ cmake --build build/consumer-shared -j"$jobs"
 echo "== thread sanitizer"
 # Only the library and the threads test program, built with clang's
 # ThreadSanitizer; any report fails the stage.
-zel_need_packages clang
+zel_need_clang
 cmake --preset tsan >/dev/null
 cmake --build --preset tsan -j"$jobs"
 TSAN_OPTIONS="halt_on_error=1 exitcode=66 second_deadlock_stack=1" ./build/tsan/tests/zel_threads_tests
