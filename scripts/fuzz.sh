@@ -44,7 +44,11 @@ extra_inputs() {
 }
 
 # The file readers rewrite a scratch file per input: keep it in memory.
-[ -d /dev/shm ] && [ -w /dev/shm ] && export TMPDIR=/dev/shm
+scratch_root=/tmp
+[ -d /dev/shm ] && [ -w /dev/shm ] && scratch_root=/dev/shm
+TMPDIR="$(mktemp -d "$scratch_root/zelfuzz.XXXXXX")"
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
 runs=build/fuzz/runs
 rm -rf "$runs"
 mkdir -p "$runs"
