@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/fake_clock.h"
 #include "support/temp_files.h"
 #include "zeltools/files/file_base.h"
 #include "zeltools/platform/platform.h"
@@ -24,25 +25,6 @@ long long Ticks(const FILETIME& t) {
 FILETIME Make(long long ticks) {
   return {static_cast<unsigned>(ticks), static_cast<unsigned>(static_cast<unsigned long long>(ticks) >> 32)};
 }
-
-// A fixed clock, and a local calendar three hours east of UTC that fails on
-// the calls whose bit is set in `failing`.
-struct FakeClock {
-  platform::ScopedCalls saved;
-  static inline long long now = 0;
-  static inline unsigned failing = 0, calls = 0;
-  explicit FakeClock(long long seconds, unsigned fail = 0) {
-    now = seconds, failing = fail, calls = 0;
-    platform::Calls().timeNow = [] { return static_cast<std::int64_t>(now); };
-    platform::Calls().localCalendar = [](std::int64_t s, platform::CalendarTime& f) {
-      const std::time_t shifted = static_cast<std::time_t>(s + 3 * 3600);
-      std::tm t{};
-      gmtime_r(&shifted, &t);
-      f = {t.tm_year + 1900, t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, t.tm_wday, 3 * 3600};
-      return (failing >> calls++ & 1) == 0;
-    };
-  }
-};
 
 // The C library's UTC calendar is the independent reference, over the whole
 // range of FILETIME's calendar; milliseconds survive, finer ticks do not.
@@ -85,11 +67,11 @@ TEST(FileTime, TimeTextAndPrintAreTheLocalMoment) {
   {
     // Each field is its own conversion, in the order day, month, year, hour,
     // minute, second; the second, fourth and sixth fail here.
-    FakeClock clock(moment, 0b101010);
+    test::FakeClock clock(moment, 0b101010);
     GetTimeText(text);
     EXPECT_STREQ(text, "05.00.2024 -1:07:-1 ");
   }
-  FakeClock clock(moment);
+  test::FakeClock clock(moment);
   GetTimeText(text);
   EXPECT_STREQ(text, "05.03.2024 09:07:03 ");
   FILETIME utc = FileTimeFromSeconds(moment), local{};

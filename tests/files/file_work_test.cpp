@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/fake_clock.h"
 #include "support/temp_files.h"
 #include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
@@ -26,24 +27,15 @@ long long Little(const Buffer& b, std::size_t at) {
   return static_cast<long long>(v);
 }
 
-struct FixedClock {
-  platform::ScopedCalls saved;
-  static inline long long now = 0;
-  explicit FixedClock(long long seconds) {
-    now = seconds;
-    platform::Calls().timeNow = [] { return static_cast<std::int64_t>(now); };
-  }
-};
-
 TEST_F(FileWorkTest, MarksSurviveReopenAndHideFromLogicalPositions) {
-  FixedClock clock(1709618823);
+  test::FakeClock clock(1709618823);
   CFileWork f;
   ASSERT_EQ(f.Open(path_.c_str(), "rw"), 1);
   EXPECT_EQ(Bytes(path_), Buffer({0x87, 0xB6, 0xE6, 0x65, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                                   0,    0,    0,    0,    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
   for (int i = 0; i < 25; ++i) // small records wait in the cache while the mark is written beside it
     ASSERT_EQ(f.Write("abcd", 4), 4 * i);
-  FixedClock later(1709618900);
+  test::FakeClock later(1709618900);
   ASSERT_EQ(f.SetMark(), 1);
   const Buffer disk = Bytes(path_);
   ASSERT_EQ(disk.size(), 132u);

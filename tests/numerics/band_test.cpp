@@ -1,12 +1,10 @@
 #include "zeltools/numerics/band.h"
 
-#include <cstdlib>
-#include <new>
 #include <random>
 #include <thread>
 
-#include "failing_allocations.h"
 #include "matrix_market.h"
+#include "support/failing_allocations.h"
 #include "support/test_support.h"
 #include "zeltools/numerics/dense.h"
 #include "zeltools/numerics/internal/band_blocked.h"
@@ -15,21 +13,7 @@
 #include "zeltools/numerics/renumber.h"
 #include "zeltools/numerics/threads.h"
 
-namespace zel::test {
-std::atomic<std::size_t> failAllocationsFrom{~std::size_t{0}};
-} // namespace zel::test
-
-#if !defined(__SANITIZE_ADDRESS__)
-void* operator new(std::size_t size) {
-  if (size >= zel::test::failAllocationsFrom.load(std::memory_order_relaxed))
-    throw std::bad_alloc();
-  if (void* p = std::malloc(size > 0 ? size : 1))
-    return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-#endif
+ZEL_TEST_FAILING_OPERATOR_NEW()
 
 namespace zel {
 namespace {

@@ -1,7 +1,7 @@
 #include <numeric>
 #include <random>
 
-#include "failing_allocations.h"
+#include "support/failing_allocations.h"
 #include "matrix_market.h"
 #include "support/test_support.h"
 #include "zeltools/numerics/dense.h"

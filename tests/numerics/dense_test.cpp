@@ -4,10 +4,10 @@
 #include <fstream>
 #include <numeric>
 #include <random>
-
-#include <unistd.h>
+#include <sstream>
 
 #include "matrix_market.h"
+#include "support/temp_files.h"
 #include "zeltools/text/number_text.h"
 
 namespace zel {
@@ -238,8 +238,8 @@ TEST(RangMatr, FollowsTheReferenceStepsWithItsEpsilonAndOrderExchangeRules) {
 }
 
 TEST(PrintMatr, WritesTheTriangleRowByRowRoundingLongValues) {
-  const std::string path = "/tmp/zel_printmatr_" + std::to_string(::getpid()) + ".tmp";
-  std::remove(path.c_str());
+  test::TempDir dir;
+  const std::string path = dir.File("print.tmp");
   ::setenv("ZEL_DEBUG_FILE", path.c_str(), 1);
   const double a[6] = {1.5, -2, 0, 4, 1e-300, 0.1}, longValue = -1.2345678901234567e-123;
   PrintMatr(7, 3, a, "K");
@@ -248,7 +248,6 @@ TEST(PrintMatr, WritesTheTriangleRowByRowRoundingLongValues) {
   ::unsetenv("ZEL_DEBUG_FILE");
   std::ostringstream all;
   all << std::ifstream(path, std::ios::binary).rdbuf();
-  std::remove(path.c_str());
   auto text = [](double v) {
     char t[32];
     EXPECT_EQ(DoubleChar(v, t, 16), 1);

@@ -4,11 +4,13 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "support/test_support.h"
+#include "zeltools/numerics/polynomial.h"
 
 namespace zel {
 namespace {
@@ -115,14 +117,6 @@ void CheckBilinearModel(unsigned int seed, double tolerance) {
 TEST(InterpolTable, BilinearFunctionsAreReproducedAndClampedDouble) { CheckBilinearModel<double>(47, 1e-12); }
 TEST(InterpolTable, BilinearFunctionsAreReproducedAndClampedFloat) { CheckBilinearModel<float>(53, 1e-5); }
 
-TEST(InterpolPlate, DegreeZeroIsTheMean) {
-  const double points[] = {0, 0, 1, 5, -2, 3, 7, 7};
-  const double values[] = {0.1, 0.7, 0.3, 1.9};
-  const double at[] = {100, -100};
-  EXPECT_EQ(InterpolPlate(0, 4, points, values, at), (((0.0 + 0.1) + 0.7) + 0.3 + 1.9) / 4);
-  EXPECT_EQ(InterpolPlate(-1, 4, points, values, at), 0.0);
-}
-
 // Values of a polynomial of the fitted degree are reproduced anywhere.
 TEST(InterpolPlate, ReproducesPolynomialsOfItsDegree) {
   std::mt19937_64 rng(59);
@@ -133,12 +127,10 @@ TEST(InterpolPlate, ReproducesPolynomialsOfItsDegree) {
     std::vector<double> coef(terms);
     for (double& c : coef)
       c = value(rng);
-    const auto poly = [&](double x, double y) {
+    const auto poly = [&](double x, double y) { // the terms' order is StepPoly's, tested on its own
       double s = 0.0;
-      unsigned int k = 0;
-      for (int d = 0; d <= degree; ++d)
-        for (int j = 0; j <= d; ++j)
-          s += coef[k++] * std::pow(x, d - j) * std::pow(y, j);
+      for (unsigned int k = 0; k < terms; ++k)
+        s += coef[k] * StepPoly(k, x, y);
       return s;
     };
     const int m = static_cast<int>(2 * terms + 3);
@@ -154,16 +146,18 @@ TEST(InterpolPlate, ReproducesPolynomialsOfItsDegree) {
   }
 }
 
-TEST(InterpolPlate, SingularSystemsThrowNullDiagonal) {
-  const double points[] = {1, 2, 3, 4};
-  const double values[] = {5, 6};
-  const double at[] = {0, 0};
-  EXPECT_EQ(test::ThrownText([&] { InterpolPlate(1, 0, points, values, at); }), "Null diagonal");
-  // One point cannot carry a plane; its rows cancel exactly.
-  EXPECT_EQ(test::ThrownText([&] { InterpolPlate(1, 1, points, values, at); }), "Null diagonal");
-  // The basis ends at degree 8.
-  EXPECT_EQ(test::ThrownText([&] { InterpolPlate(9, 2, points, values, at); }), "Null diagonal");
-  EXPECT_EQ(test::ThrownText([&] { InterpolPlate(1 << 30, 2, points, values, at); }), "Null diagonal");
+// Degree 0 is the mean of the values in summation order, a negative degree
+// is 0; systems the points cannot carry are singular.
+TEST(InterpolPlate, MeanAndSingularSystems) {
+  const double points[] = {0, 0, 1, 5, -2, 3, 7, 7};
+  const double values[] = {0.1, 0.7, 0.3, 1.9};
+  const double at[] = {100, -100};
+  EXPECT_EQ(InterpolPlate(0, 4, points, values, at), (((0.0 + 0.1) + 0.7) + 0.3 + 1.9) / 4);
+  EXPECT_EQ(InterpolPlate(-1, 4, points, values, at), 0.0);
+  // No point; one point, whose plane rows cancel exactly; degrees past the
+  // basis, which ends at 8.
+  for (const auto& [degree, count] : {std::pair{1, 0}, {1, 1}, {9, 2}, {1 << 30, 2}})
+    EXPECT_EQ(test::ThrownText([&] { InterpolPlate(degree, count, points, values, at); }), "Null diagonal") << degree;
 }
 
 } // namespace

@@ -35,14 +35,12 @@ TEST(PolyValue, AgreesWithHornerAndSnapsTinyResults) {
       scale += std::fabs(c[k]) * std::pow(std::fabs(x), k);
     EXPECT_NEAR(PolyValue(n, c.data(), x, 0), static_cast<double>(exact), 1e-14 * static_cast<double>(scale + 1));
   }
-  const double tiny[] = {1e-21, 0.0, 0.0};
-  EXPECT_EQ(PolyValue(2, tiny, 0.0, 0), 0.0);
-  const double tinySlope[] = {5.0, 1e-21, 3.0};
-  EXPECT_EQ(PolyValue(2, tinySlope, 0.0, 1), 0.0);
-  const double small[] = {2e-20, 0.0};
-  EXPECT_EQ(PolyValue(1, small, 3.0, 0), 2e-20);
-  const double negativeTiny[] = {-9e-21};
-  EXPECT_EQ(PolyValue(0, negativeTiny, 1.0, 0), 0.0);
+  // Results below 1e-20 in size snap to zero, in value and slope alike.
+  const struct { unsigned int n; double c[3], x; int mode; double expected; } tiny[] = {
+      {2, {1e-21, 0, 0}, 0.0, 0, 0.0}, {2, {5, 1e-21, 3}, 0.0, 1, 0.0}, {1, {2e-20, 0}, 3.0, 0, 2e-20},
+      {0, {-9e-21}, 1.0, 0, 0.0}};
+  for (const auto& t : tiny)
+    EXPECT_EQ(PolyValue(t.n, t.c, t.x, t.mode), t.expected) << t.c[0];
 }
 
 // Zero passes, or as many as the count can hold, copy; more passes than

@@ -3,7 +3,7 @@
 #include <numeric>
 #include <random>
 
-#include "failing_allocations.h"
+#include "support/failing_allocations.h"
 #include "matrix_market.h"
 #include "support/test_support.h"
 

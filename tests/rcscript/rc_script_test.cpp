@@ -233,6 +233,22 @@ TEST(ResourceScript, WorkStaysProportionalToTheScript) {
   EXPECT_NE(error.find("too much work"), std::string::npos) << error;
 }
 
+// Every outcome of a broken script is a table or an exception whose text
+// names the script and a line; never a crash, a hang or another exception.
+// Returns whether a table came out.
+bool ExpectTableOrLocatedError(const std::string& name, const std::function<void()>& read) {
+  try {
+    read();
+    return true;
+  } catch (const internal::ScriptError& e) {
+    const std::string text = e.what();
+    EXPECT_EQ(text.rfind(name + ":", 0), 0u) << text;
+    EXPECT_NE(text.find(": ", name.size() + 1), std::string::npos) << text;
+    EXPECT_GT(std::atoi(text.c_str() + name.size() + 1), 0) << text;
+    return false;
+  }
+}
+
 // Inputs kept from fuzzing (tests/corpus/rc_script), each a script that once
 // made the reader misbehave.
 TEST(ResourceScript, CorpusScriptsGiveATableOrALocatedError) {
@@ -240,11 +256,7 @@ TEST(ResourceScript, CorpusScriptsGiveATableOrALocatedError) {
   int read = 0;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     const std::string path = entry.path().string();
-    try {
-      internal::ReadResourceScript(path);
-    } catch (const internal::ScriptError& e) {
-      EXPECT_EQ(std::string(e.what()).rfind(path + ":", 0), 0u) << e.what();
-    }
+    ExpectTableOrLocatedError(path, [&] { internal::ReadResourceScript(path); });
     ++read;
   }
   EXPECT_GT(read, 0);
@@ -365,22 +377,6 @@ TEST(ResourceScript, RandomTablesSurviveTheRoundTripThroughAScript) {
   }
 }
 
-// Every outcome of a broken script is a table or an exception whose text
-// names the script and a line; never a crash, a hang or another exception.
-// Returns whether a table came out.
-bool ExpectTableOrLocatedError(const std::string& script) {
-  try {
-    Parse(script, "r.rc");
-    return true;
-  } catch (const internal::ScriptError& e) {
-    const std::string text = e.what();
-    EXPECT_EQ(text.rfind("r.rc:", 0), 0u) << text;
-    EXPECT_NE(text.find(": ", 5), std::string::npos) << text;
-    EXPECT_GT(std::atoi(text.c_str() + 5), 0) << text;
-    return false;
-  }
-}
-
 TEST(ResourceScript, RandomScriptsGiveATableOrALocatedError) {
   static const std::string pieces[] = {
       "STRINGTABLE", "BEGIN", "END", "{", "}", "LANGUAGE", "LANG_RUSSIAN", ",", "1", "0x", "65536", "-",
@@ -401,7 +397,7 @@ TEST(ResourceScript, RandomScriptsGiveATableOrALocatedError) {
       if (rng() % 2)
         script += ' ';
     }
-    tables += ExpectTableOrLocatedError(script);
+    tables += ExpectTableOrLocatedError("r.rc", [&] { Parse(script, "r.rc"); });
   }
   EXPECT_GT(tables, 100);
   EXPECT_LT(tables, 3900);

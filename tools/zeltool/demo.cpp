@@ -14,6 +14,7 @@
 #include <zeltools/containers/vector.h>
 #include <zeltools/containers/vector_array.h>
 #include <zeltools/datastore/data.h>
+#include <zeltools/datastore/data_file.h>
 #include <zeltools/errors/language.h>
 #include <zeltools/geometry/point_vectors.h>
 #include <zeltools/numerics/band.h>
@@ -126,14 +127,16 @@ constexpr DesignLimits Limits = {400, 120};
 
 enum Fixity : unsigned char { FixX = 1, FixY = 2 };
 
-// What the document holds. The loads become `VDblData` rows when the data
-// store has them; until then they are a plain vector of numbers.
+// The type byte of a load row: its load case.
+enum LoadCase : unsigned char { DeadLoad = 1, Wind = 2 };
+
+// What the document holds.
 struct Model {
   zel::VPoint2D nodes;                          // 1-based node numbers
   zel::VectorArray<unsigned, unsigned> bars;    // {node, node, section line}
   zel::CData materials;                         // named MaterialLine rows
   zel::_CData sections;                         // named SectionLine rows, DesignLimits head
-  zel::Vector<double> loads;                    // fx, fy per node
+  zel::VDblData loads;                          // {node, fx, fy} rows named and typed by case
   zel::Vector<unsigned char> supports;          // Fixity bits per node
 };
 constexpr unsigned ModelBlocks = 6;
@@ -194,10 +197,17 @@ Model BuildModel() {
       bar(top[i], bottom[i + 1], 3);
     else
       bar(bottom[i], top[i + 1], 3);
-  m.loads.SetSize(2 * m.nodes.GetSize(), 0.0);
+  auto load = [&m](LoadCase c, unsigned node, double fx, double fy) {
+    const double values[3] = {double(node), fx, fy};
+    const std::string name = c == DeadLoad ? W("dead load", "собственный вес") : W("wind", "ветер");
+    m.loads.Append(name.c_str(), 3, values, c);
+  };
   for (unsigned i = 1; i < Panels; ++i)
-    m.loads[2 * (bottom[i] - 1) + 1] = NodeLoad;
-  m.loads[2 * (top[0] - 1)] = WindLoad;
+    load(DeadLoad, bottom[i], 0, NodeLoad);
+  // The wind comes twice, as an input that holds it on two layers of a
+  // drawing hands it over: the duplicate search keeps it once.
+  load(Wind, top[0], WindLoad, 0);
+  load(Wind, top[0], WindLoad, 0);
   m.supports.SetSize(m.nodes.GetSize(), 0);
   m.supports[bottom[0] - 1] = FixX | FixY;
   m.supports[bottom[Panels] - 1] = FixY;
@@ -261,12 +271,38 @@ bool SameTable(const zel::CData& a, const zel::CData& b) {
   return same;
 }
 
+// Same rows: names, types and values.
+bool SameRows(const zel::VDblData& a, const zel::VDblData& b) {
+  bool same = SameTable(a, b);
+  for (unsigned n = 1; same && n <= a.GetSize(); ++n) {
+    const zel::SData *x = a.GetBase(n, 0), *y = b.GetBase(n, 0);
+    same = x->count == y->count && (x->count == 0 || std::memcmp(x->list, y->list, x->count * sizeof(double)) == 0);
+  }
+  return same;
+}
+
+// The applied forces per degree of freedom (fx, fy per node): the rows of
+// every case added, so that loads on one node from several cases sum.
+std::vector<double> NodalForces(const Model& m) {
+  std::vector<double> f(2 * m.nodes.GetSize(), 0.0);
+  for (unsigned n = 1; n <= m.loads.GetSize(); ++n) {
+    const zel::SData* row = m.loads.GetBase(n, 0);
+    const auto* v = static_cast<const double*>(row->list);
+    Check(row->count == 3 && v[0] >= 1 && v[0] <= m.nodes.GetSize(),
+          T("a load row does not name a node of the model", "строка нагрузки не указывает узел модели"));
+    const unsigned node = static_cast<unsigned>(v[0]) - 1;
+    f[2 * node] += v[1];
+    f[2 * node + 1] += v[2];
+  }
+  return f;
+}
+
 bool SameModel(const Model& a, const Model& b) {
   bool same = a.nodes.GetSize() == b.nodes.GetSize() && a.bars.GetSize() == b.bars.GetSize() &&
               SameTable(a.materials, b.materials) && SameTable(a.sections, b.sections) &&
               LimitsOf(a.sections).deflection == LimitsOf(b.sections).deflection &&
               LimitsOf(a.sections).slenderness == LimitsOf(b.sections).slenderness &&
-              a.loads == b.loads && a.supports == b.supports;
+              SameRows(a.loads, b.loads) && a.supports == b.supports;
   for (unsigned i = 0; same && i < a.nodes.GetSize(); ++i)
     same = a.nodes[i].x == b.nodes[i].x && a.nodes[i].y == b.nodes[i].y;
   for (unsigned i = 0; same && i < a.bars.GetSize(); ++i)
@@ -464,18 +500,29 @@ void Analyse(Model& model, const std::string& path, const std::string& report) {
                         "Пример ZelTools: плоская ферма от модели до отчёта"));
 
   Step(1, T("Model", "Модель"));
-  unsigned loaded = 0, constraints = 0;
+  const std::vector<double> built = NodalForces(model);
+  unsigned loaded = 0, constraints = 0, cases = 0;
+  for (unsigned n = 1; n <= model.loads.GetSize(); ++n) {
+    const unsigned char type = model.loads.GetType(n);
+    unsigned first = 1;
+    while (model.loads.GetType(first) != type)
+      ++first;
+    cases += first == n;
+  }
   for (unsigned i = 0; i < nodes; ++i) {
-    loaded += model.loads[2 * i] != 0 || model.loads[2 * i + 1] != 0;
+    loaded += built[2 * i] != 0 || built[2 * i + 1] != 0;
     constraints += ((model.supports[i] & FixX) != 0) + ((model.supports[i] & FixY) != 0);
   }
   std::printf(ZELTOOL_FORMAT("   %u nodes (VPoint2D), %u bars (VectorArray of node lists),\n"
                 "   %u sections and %u material (named _CData rows, design limits in the head),\n"
-                "   %u loaded nodes, %u support constraints\n",
+                "   %u load rows in %u cases (named VDblData rows: node, fx, fy) on %u nodes,\n"
+                "   %u support constraints\n",
                 "   %u узлов (VPoint2D), %u стержней (VectorArray списков узлов),\n"
                 "   сечений: %u, материалов: %u (именованные строки _CData, пределы в заголовке),\n"
-                "   %u загруженных узлов, %u опорных связи\n"),
-              nodes, model.bars.GetSize(), model.sections.GetSize(), model.materials.GetSize(), loaded, constraints);
+                "   строк нагрузок: %u в %u случаях (именованные строки VDblData: узел, fx, fy), узлов: %u,\n"
+                "   опорных связей: %u\n"),
+              nodes, model.bars.GetSize(), model.sections.GetSize(), model.materials.GetSize(), model.loads.GetSize(),
+              cases, loaded, constraints);
   for (unsigned n = 1; n <= model.sections.GetSize(); ++n) {
     const auto line = LineOf<SectionLine>(model.sections, n);
     std::printf("   %s A = %.4g %s, i = %.3g %s, %s\n", Pad(zel::Cp1251ToUtf8(model.sections.GetText(n)), 9).c_str(),
@@ -495,6 +542,8 @@ void Analyse(Model& model, const std::string& path, const std::string& report) {
   const Model back = ReadDocument(path);
   Check(SameModel(model, back), T("the document read back differs from the model written",
                                   "прочитанный документ отличается от записанного"));
+  // The solve takes its loads from the rows read back.
+  const std::vector<double> applied = NodalForces(back);
   std::printf("   %s\n", T("a work file: its mark (time, length) matches the file's length",
                            "рабочий файл: его метка (время, длина) совпадает с длиной файла"));
   std::printf("   %s\n", T("read back through the table of contents: every block equals what was written",
@@ -550,8 +599,8 @@ void Analyse(Model& model, const std::string& path, const std::string& report) {
   std::vector<double> load(n), tape(n);
   for (unsigned d = 0; d < 2 * nodes; ++d)
     if (equation[d] != Fixed) {
-      load[equation[d]] = model.loads[d];
-      tape[renumber.position[equation[d]]] = model.loads[d];
+      load[equation[d]] = applied[d];
+      tape[renumber.position[equation[d]]] = applied[d];
     }
   zel::GaussTape(n, packed.data(), 1, tape.data());
   std::vector<double> gauss = load;
@@ -587,9 +636,9 @@ void Analyse(Model& model, const std::string& path, const std::string& report) {
   std::vector<double> reaction(2 * nodes, 0.0), unbalanced;
   for (unsigned d = 0; d < 2 * nodes; ++d)
     if (equation[d] == Fixed)
-      reaction[d] = inner[d] - model.loads[d];
+      reaction[d] = inner[d] - applied[d];
     else
-      unbalanced.push_back(inner[d] - model.loads[d]);
+      unbalanced.push_back(inner[d] - applied[d]);
 
   Step(5, T("Results", "Результаты"));
   // Ties are real here (the middle post carries nothing, so its ends move
@@ -634,7 +683,7 @@ void Analyse(Model& model, const std::string& path, const std::string& report) {
     }
   }
   for (unsigned d = 0; d < 2 * nodes; ++d)
-    work += 0.5 * model.loads[d] * u[d];
+    work += 0.5 * applied[d] * u[d];
   const double energyGap = std::fabs(energy - work) / work;
   std::printf(ZELTOOL_FORMAT("   strain energy U = %.6g kN*m; work of the loads F*u/2 = %.6g kN*m; relative gap %s\n"
                              "   steel: %.4g m3, %.5g kg\n",
@@ -647,11 +696,11 @@ void Analyse(Model& model, const std::string& path, const std::string& report) {
   Step(7, T("Equilibrium", "Равновесие"));
   double sx = 0, sy = 0, moment = 0, scale = 0;
   for (unsigned i = 0; i < nodes; ++i) {
-    const double fx = model.loads[2 * i] + reaction[2 * i], fy = model.loads[2 * i + 1] + reaction[2 * i + 1];
+    const double fx = applied[2 * i] + reaction[2 * i], fy = applied[2 * i + 1] + reaction[2 * i + 1];
     sx += fx;
     sy += fy;
     moment += model.nodes[i].x * fy - model.nodes[i].y * fx;
-    scale = std::max({scale, std::fabs(model.loads[2 * i]), std::fabs(model.loads[2 * i + 1])});
+    scale = std::max({scale, std::fabs(applied[2 * i]), std::fabs(applied[2 * i + 1])});
   }
   const double span = Panels * PanelWidth;
   const double globalGap = std::max({std::fabs(sx), std::fabs(sy), std::fabs(moment) / span}) / scale;

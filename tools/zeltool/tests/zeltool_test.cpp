@@ -389,7 +389,7 @@ TEST(ZeltoolBadInput, FilesAndCommandLinesThatCannotBeUsed) {
 // change in the library's stored blocks, renumbering, solvers or quadrature
 // shows here. A kept document holds the blocks its report lists.
 TEST(ZeltoolDemo, ReportsMatchTheStoredOnesAndTheKeptDocumentHoldsTheBlocks) {
-  const std::string golden = std::string(ZEL_TEST_DATA_DIR) + "/zeltool/demo_";
+  const std::string golden = std::string(ZEL_ZELTOOL_DATA_DIR) + "/demo_";
   TempDir dir;
   const std::string printed = dir.File("zeltool-demo-report.txt");
   const Outcome en = RunTool({"demo", "--lang", "en"}, {"LANG=C"}, "", dir.File(""));
