@@ -17,3 +17,14 @@ zel_need_packages() {
   $sudo apt-get update -qq
   $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
+
+# clang with its sanitizer and libFuzzer run-time libraries, which Debian
+# ships in a package of their own (libclang-rt-<major>-dev).
+zel_need_clang() {
+  zel_need_packages clang
+  local major
+  major="$(clang++ -dumpversion | cut -d. -f1)"
+  if [ -z "$(find "$(clang++ -print-resource-dir)" -name 'libclang_rt.fuzzer*' 2>/dev/null | head -1)" ]; then
+    zel_need_packages "libclang-rt-$major-dev"
+  fi
+}

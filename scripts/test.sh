@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Checks the include graph against the layer order, then builds and runs
 # every test: the suite plainly, the suite again under
-# AddressSanitizer + UndefinedBehaviorSanitizer, a consumer project built
+# AddressSanitizer + UndefinedBehaviorSanitizer, the threads test program
+# under ThreadSanitizer, every fuzz harness for a few seconds, a consumer project built
 # against the installed package and against the source tree, and a short
 # smoke run of every benchmark.
 set -euo pipefail
@@ -50,6 +51,20 @@ cmake --install build/shared --prefix build/_install-shared >/dev/null
 cmake -S consumer -B build/consumer-shared -DCMAKE_PREFIX_PATH="$PWD/build/_install-shared" >/dev/null
 cmake --build build/consumer-shared -j"$jobs"
 ./build/consumer-shared/zel_consumer
+
+echo "== thread sanitizer"
+# Only the library and the threads test program, built with clang's
+# ThreadSanitizer; any report fails the stage.
+zel_need_clang
+cmake --preset tsan >/dev/null
+cmake --build --preset tsan -j"$jobs"
+TSAN_OPTIONS="halt_on_error=1 exitcode=66 second_deadlock_stack=1" ./build/tsan/tests/zel_threads_tests
+echo "thread sanitizer: passed"
+
+echo "== fuzz"
+# Every harness for 8 s (about 2 minutes in all, plus its build).
+bash scripts/fuzz.sh 8
+echo "fuzz: passed"
 
 echo "== benchmarks (smoke run)"
 cmake --preset bench >/dev/null

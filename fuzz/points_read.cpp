@@ -1,0 +1,46 @@
+// Stored point and segment vectors, and the indexes built over what was read.
+#include "fuzz_support.h"
+#include "zeltools/geometry/point_vectors.h"
+#include "zeltools/geometry/segment.h"
+
+using namespace zel;
+
+void ZelFuzzSeeds(const fuzz::Seeds& seeds) {
+  VPoint2D plane;
+  plane.push_back(CPoint2D(0, 0));
+  plane.push_back(CPoint2D(1.5, -2));
+  plane.push_back(CPoint2D(1e6, 3));
+  VPoint3D space;
+  space.push_back(CPoint3D(1, 2, 3));
+  space.push_back(CPoint3D(-1, 0.25, 8));
+  VSegment segments;
+  segments.push_back(CSegment(CPoint2D(0, 0), CPoint2D(1, 1)));
+  seeds.Add("plane", fuzz::Written(0, [&](CFileBase& f) { DOCUMENT d; plane.Write(f, d, 1); }));
+  seeds.Add("space", fuzz::Written(1, [&](CFileBase& f) { DOCUMENT d; space.Write(f, d, 1); }));
+  seeds.Add("segments", fuzz::Written(2, [&](CFileBase& f) { DOCUMENT d; segments.Write(f, d, 1); }));
+}
+
+int ZelFuzzOne(const std::uint8_t* data, std::size_t size) {
+  return fuzz::Guard([&] {
+    CPhrase phrase;
+    CFileBase file;
+    if (!fuzz::OpenScratch(file, data + 1, size - 1, data[0] & 4, phrase)) return;
+    const DOCUMENT doc{0, file.GetLength()};
+    switch (data[0] & 3) {
+    case 0: {
+      VPoint2D points;
+      points.Read(file, doc);
+      break;
+    }
+    case 1: {
+      VPoint3D points;
+      points.Read(file, doc);
+      break;
+    }
+    default: {
+      VSegment segments;
+      segments.Read(file, doc);
+    }
+    }
+  });
+}

@@ -1,0 +1,39 @@
+// The resource-script parser, and the compiled table image it produces.
+#include <string_view>
+
+#include "fuzz_support.h"
+#include "zeltools/rcscript/internal/rc_script.h"
+#include "zeltools/rcscript/internal/script_error.h"
+#include "zeltools/rcscript/internal/table_image.h"
+
+using namespace zel;
+
+static const char* const kScript =
+    "#define BASE 100\n"
+    "#define NEXT (BASE + 1)\n"
+    "LANGUAGE LANG_RUSSIAN, SUBLANG_DEFAULT\n"
+    "STRINGTABLE\nBEGIN\n  BASE \"Первый\"\n  NEXT, \"second \"\"quoted\"\"\\n\"\nEND\n"
+    "LANGUAGE LANG_ENGLISH, SUBLANG_ENGLISH_US\n"
+    "STRINGTABLE { BASE \"First\" }\n";
+
+void ZelFuzzSeeds(const fuzz::Seeds& seeds) {
+  seeds.Add("script", std::string(1, '\0') + kScript);
+  const internal::ScriptTables tables = internal::ParseResourceScript(kScript, "seed.rc");
+  seeds.Add("image", std::string(1, '\1') + internal::EncodeTableImage(tables));
+}
+
+int ZelFuzzOne(const std::uint8_t* data, std::size_t size) {
+  return fuzz::Guard([&] {
+  try {
+    if (data[0] & 1) {
+      internal::ScriptTables tables;
+      internal::DecodeTableImage(data + 1, size - 1, tables);
+    } else {
+      // Scripts name no folder: an #include looks beside a file that does not exist.
+      internal::ParseResourceScript(std::string_view(reinterpret_cast<const char*>(data + 1), size - 1),
+                                    "/nonexistent/zelfuzz/input.rc");
+    }
+  } catch (const internal::ScriptError&) {
+  }
+  });
+}
