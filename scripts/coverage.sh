@@ -27,9 +27,12 @@ tail -n 3 "$out/ctest.log"
 # The counters of the threads tests are bumped without atomics, so gcov may
 # report a count below zero there; such a line is skipped rather than failing
 # the report. gcovr runs gcov serially: its parallel mode hung here.
-gcovr_args=(--root . --object-directory "$out" --filter 'zeltools/' --exclude-throw-branches
+# The build folder is given as a search path, not as the object directory, so
+# that gcovr resolves the headers of each object from the folder it was
+# compiled in; the templates instantiated by the tests are counted too.
+gcovr_args=(--root . --filter 'zeltools/' --exclude-throw-branches
             --gcov-ignore-parse-errors --gcov-executable gcov)
-gcovr "${gcovr_args[@]}" --json "$out/coverage.json" --txt "$out/coverage.txt" >/dev/null 2>"$out/gcovr.log"
+gcovr "${gcovr_args[@]}" "$out" --json "$out/coverage.json" --txt "$out/coverage.txt" >/dev/null 2>"$out/gcovr.log"
 
 # The per-folder table and the totals, from gcovr's own summary of each file.
 python3 - "$out/coverage.json" "$floor" <<'EOF'

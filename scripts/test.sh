@@ -69,8 +69,8 @@ echo "fuzz: passed"
 
 echo "== coverage"
 # The library's line coverage may not fall below the floor (measured value,
-# rounded down: 89.0 % measured; the goal is 90 %).
-bash scripts/coverage.sh 89
+# rounded down: 93.2 % measured; the goal is 90 %).
+bash scripts/coverage.sh 93
 echo "coverage: passed"
 
 echo "== benchmarks (smoke run)"
