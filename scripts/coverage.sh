@@ -24,9 +24,10 @@ find "$out" -name '*.gcda' -delete
 ctest --preset coverage -j"$jobs" >"$out/ctest.log" || { cat "$out/ctest.log"; exit 1; }
 tail -n 3 "$out/ctest.log"
 
-# The counters of the threads tests are bumped without atomics, so gcov may
-# report a count below zero there; such a line is skipped rather than failing
-# the report. gcovr runs gcov serially: its parallel mode hung here.
+# Counters are updated atomically (the threads tests race on them otherwise
+# and gcov reports counts below zero); a line gcov still garbles is skipped
+# rather than failing the report. gcovr runs gcov serially: its parallel
+# mode hung here.
 # The build folder is given as a search path, not as the object directory, so
 # that gcovr resolves the headers of each object from the folder it was
 # compiled in; the templates instantiated by the tests are counted too.
