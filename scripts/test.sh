@@ -68,9 +68,10 @@ bash scripts/fuzz.sh 8
 echo "fuzz: passed"
 
 echo "== coverage"
-# The library's line coverage may not fall below the floor (measured value,
-# rounded down: 93.2 % measured; the goal is 90 %).
-bash scripts/coverage.sh 93
+# The library's line coverage may not fall below the floor: 93.2 % measured,
+# the floor a point under it so that thread scheduling cannot fail a run, and
+# above the goal of 90 %.
+bash scripts/coverage.sh 92
 echo "coverage: passed"
 
 echo "== benchmarks (smoke run)"
