@@ -97,7 +97,7 @@ std::string Format(const char* format, ...) {
 // length modifier can be chosen for the argument actually passed.
 struct Conversion {
   std::string before; // the text before '%', "%%" kept
-  std::string spec;   // flags, width, precision
+  std::string flags;   // flags, width, precision
   char letter = 0;
   std::string after;
 };
@@ -130,13 +130,13 @@ bool OneConversion(const char* format, Conversion& out) {
       return false;
     if (j < f.size() && f[j] == '.' && !SkipDigits(f, ++j))
       return false;
-    const std::size_t specEnd = j;
+    const std::size_t flagsEnd = j;
     while (j < f.size() && std::strchr("hlLqjzt", f[j]) != nullptr)
       ++j;
     if (j == f.size())
       return false;
     out.before = f.substr(0, i);
-    out.spec = f.substr(i + 1, specEnd - i - 1);
+    out.flags = f.substr(i + 1, flagsEnd - i - 1);
     out.letter = f[j];
     out.after = f.substr(j + 1);
     found = true;
@@ -149,7 +149,7 @@ bool IsInteger(char letter) { return letter != 0 && std::strchr("diouxX", letter
 bool IsReal(char letter) { return letter != 0 && std::strchr("fFeEgGaA", letter) != nullptr; }
 
 std::string Rebuilt(const Conversion& c, const char* length) {
-  return c.before + '%' + c.spec + length + c.letter + c.after;
+  return c.before + '%' + c.flags + length + c.letter + c.after;
 }
 
 std::string FormatInteger(const char* format, long long value) {
