@@ -9,6 +9,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_support.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -23,18 +25,10 @@
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
 
+using zel::bench::Path;
+using zel::bench::Smoke;
+
 namespace {
-
-bool Smoke() {
-  const char* smoke = std::getenv("ZEL_BENCH_SMOKE");
-  return smoke != nullptr && std::strcmp(smoke, "1") == 0;
-}
-
-std::string Path(const char* name) {
-  const char* dir = std::getenv("ZEL_BENCH_DIR");
-  return std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/zel_bench_" + std::to_string(::getpid()) +
-         "_" + name;
-}
 
 unsigned int Lines() { return Smoke() ? 10000u : 1000000u; }
 unsigned int LookupLines() { return Smoke() ? 1000u : 100000u; }

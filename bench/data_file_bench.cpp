@@ -6,6 +6,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_support.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <random>
@@ -15,12 +17,9 @@
 #include "zeltools/containers/compare.h"
 #include "zeltools/datastore/data_file.h"
 
-namespace {
+using zel::bench::Smoke;
 
-bool Smoke() {
-  const char* smoke = std::getenv("ZEL_BENCH_SMOKE");
-  return smoke != nullptr && std::strcmp(smoke, "1") == 0;
-}
+namespace {
 
 unsigned int Rows() { return Smoke() ? 200u : 2000u; }
 constexpr unsigned int Values = 8;

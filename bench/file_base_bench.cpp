@@ -7,6 +7,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_support.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,18 +19,10 @@
 
 #include "zeltools/files/file_base.h"
 
+using zel::bench::Path;
+using zel::bench::Smoke;
+
 namespace {
-
-bool Smoke() {
-  const char* smoke = std::getenv("ZEL_BENCH_SMOKE");
-  return smoke != nullptr && std::strcmp(smoke, "1") == 0;
-}
-
-std::string Path(const char* name) {
-  const char* dir = std::getenv("ZEL_BENCH_DIR");
-  return std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/zel_bench_" + std::to_string(::getpid()) +
-         "_" + name;
-}
 
 unsigned int Records() { return Smoke() ? 100000u : 10000000u; }
 constexpr std::size_t Block = 1u << 20;

@@ -10,14 +10,13 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_support.h"
+
 #include "zeltools/geometry/point_vectors.h"
 
-namespace {
+using zel::bench::Smoke;
 
-bool Smoke() {
-  const char* smoke = std::getenv("ZEL_BENCH_SMOKE");
-  return smoke != nullptr && smoke[0] == '1';
-}
+namespace {
 
 /// The nodes of a frame read element by element: each grid node appears about
 /// four times, with coordinate noise well inside the tolerance.

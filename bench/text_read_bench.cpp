@@ -12,6 +12,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench_support.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,12 +28,9 @@
 #include "zeltools/text/file_text.h"
 #include "zeltools/text/read_memory.h"
 
-namespace {
+using zel::bench::Smoke;
 
-bool Smoke() {
-  const char* smoke = std::getenv("ZEL_BENCH_SMOKE");
-  return smoke != nullptr && std::strcmp(smoke, "1") == 0;
-}
+namespace {
 
 std::size_t TextBytes() { return Smoke() ? (1u << 20) : (100u << 20); }
 
@@ -69,11 +68,7 @@ const std::string& Text() {
   return text;
 }
 
-std::string Path() {
-  const char* dir = std::getenv("ZEL_BENCH_DIR");
-  return std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/zel_bench_" + std::to_string(::getpid()) +
-         "_text";
-}
+std::string Path() { return zel::bench::Path("text"); }
 
 bool fileMade = false;
 
@@ -134,7 +129,9 @@ void BM_GetWord_IstreamPeer(benchmark::State& state) {
   state.counters["words"] = static_cast<double>(words);
 }
 
-void BM_GetString_CFileText(benchmark::State& state) {
+// Reads the whole text file line by line with `readLine(file)`.
+template <class ReadLine>
+void CFileTextLines(benchmark::State& state, ReadLine readLine) {
   const std::string& path = TextFile();
   std::size_t lines = 0;
   for (auto _ : state) {
@@ -143,39 +140,29 @@ void BM_GetString_CFileText(benchmark::State& state) {
       state.SkipWithError("open failed");
       return;
     }
-    std::string line;
-    lines = 0;
-    while (file.IsEnd() == 0) {
-      file.GetString(line);
-      ++lines;
-    }
-    benchmark::DoNotOptimize(line.data());
+    for (lines = 0; file.IsEnd() == 0; ++lines)
+      readLine(file);
   }
   state.SetBytesProcessed(static_cast<long long>(state.iterations() * Text().size()));
   state.counters["lines"] = static_cast<double>(lines);
 }
 
+void BM_GetString_CFileText(benchmark::State& state) {
+  std::string line;
+  CFileTextLines(state, [&](zel::CFileText& file) {
+    file.GetString(line);
+    benchmark::DoNotOptimize(line.data());
+  });
+}
+
 // The buffer form, the one the applications' parsers use: lines of at most
 // 1023 characters into a caller's array.
 void BM_GetString_CFileText_Buffer(benchmark::State& state) {
-  const std::string& path = TextFile();
-  std::size_t lines = 0;
-  for (auto _ : state) {
-    zel::CFileText file;
-    if (!file.Open(path.c_str(), "r")) {
-      state.SkipWithError("open failed");
-      return;
-    }
-    char line[1024];
-    lines = 0;
-    while (file.IsEnd() == 0) {
-      file.GetString(line, sizeof line);
-      ++lines;
-    }
+  char line[1024];
+  CFileTextLines(state, [&](zel::CFileText& file) {
+    file.GetString(line, sizeof line);
     benchmark::DoNotOptimize(line);
-  }
-  state.SetBytesProcessed(static_cast<long long>(state.iterations() * Text().size()));
-  state.counters["lines"] = static_cast<double>(lines);
+  });
 }
 
 void BM_GetString_GetlinePeer(benchmark::State& state) {

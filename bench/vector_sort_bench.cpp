@@ -51,65 +51,46 @@ void PerElement(benchmark::State& state, std::size_t n) {
                                                          benchmark::Counter::kInvert);
 }
 
-template <class T>
-void BM_VectorSort(benchmark::State& state) {
+// Times `work(v)` on a fresh copy of the data in a container of type C;
+// the copy itself is outside the timed region.
+template <class T, class C, class Work>
+C OnFreshCopy(benchmark::State& state, Work work) {
   const auto n = static_cast<std::size_t>(state.range(0));
   const std::vector<T>& src = Data<T>(n);
-  zel::Vector<T> v;
+  C v;
   for (auto _ : state) {
     state.PauseTiming();
     v.assign(src.begin(), src.end());
     state.ResumeTiming();
-    v.Sort(false);
+    work(v);
     benchmark::DoNotOptimize(v.data());
   }
-  if (!std::is_sorted(v.begin(), v.end())) state.SkipWithError("not sorted");
   PerElement<T>(state, n);
+  return v;
+}
+
+template <class T>
+void BM_VectorSort(benchmark::State& state) {
+  const zel::Vector<T> v = OnFreshCopy<T, zel::Vector<T>>(state, [](zel::Vector<T>& w) { w.Sort(false); });
+  if (!std::is_sorted(v.begin(), v.end())) state.SkipWithError("not sorted");
 }
 
 template <class T>
 void BM_StdSort(benchmark::State& state) {
-  const auto n = static_cast<std::size_t>(state.range(0));
-  const std::vector<T>& src = Data<T>(n);
-  std::vector<T> v;
-  for (auto _ : state) {
-    state.PauseTiming();
-    v.assign(src.begin(), src.end());
-    state.ResumeTiming();
-    std::sort(v.begin(), v.end());
-    benchmark::DoNotOptimize(v.data());
-  }
-  PerElement<T>(state, n);
+  OnFreshCopy<T, std::vector<T>>(state, [](std::vector<T>& v) { std::sort(v.begin(), v.end()); });
 }
 
 template <class T>
 void BM_VectorCompress(benchmark::State& state) {
-  const auto n = static_cast<std::size_t>(state.range(0));
-  const std::vector<T>& src = Data<T>(n);
-  zel::Vector<T> v;
-  for (auto _ : state) {
-    state.PauseTiming();
-    v.assign(src.begin(), src.end());
-    state.ResumeTiming();
-    benchmark::DoNotOptimize(v.Compress(true, nullptr));
-  }
-  PerElement<T>(state, n);
+  OnFreshCopy<T, zel::Vector<T>>(state, [](zel::Vector<T>& v) { benchmark::DoNotOptimize(v.Compress(true, nullptr)); });
 }
 
 template <class T>
 void BM_StdSortUnique(benchmark::State& state) {
-  const auto n = static_cast<std::size_t>(state.range(0));
-  const std::vector<T>& src = Data<T>(n);
-  std::vector<T> v;
-  for (auto _ : state) {
-    state.PauseTiming();
-    v.assign(src.begin(), src.end());
-    state.ResumeTiming();
+  OnFreshCopy<T, std::vector<T>>(state, [](std::vector<T>& v) {
     std::sort(v.begin(), v.end());
     v.erase(std::unique(v.begin(), v.end()), v.end());
-    benchmark::DoNotOptimize(v.data());
-  }
-  PerElement<T>(state, n);
+  });
 }
 
 template <class T>

@@ -13,13 +13,10 @@ void ZelFuzzSeeds(const fuzz::Seeds& seeds) {
 }
 
 int ZelFuzzOne(const std::uint8_t* data, std::size_t size) {
-  return fuzz::Guard([&] {
-    CPhrase phrase;
-    CFileBase file;
-    if (!fuzz::OpenScratch(file, data + 1, size - 1, data[0] & 2, phrase)) return;
+  return fuzz::ReadScratch(data, size, 2, [&](CFileBase& file, const DOCUMENT doc) {
     VArrayPlus<float> rows;
     rows.SetSize(2);
     if (data[0] & 4) rows.Read(file, -1);
-    else rows.Read(file, DOCUMENT{0, file.GetLength()});
+    else rows.Read(file, doc);
   });
 }

@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 #include "zeltools/errors/exception.h"
+#include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
 #include "zeltools/text/phrase.h"
 
@@ -90,6 +91,20 @@ int Guard(Body&& body) {
   } catch (const Exception&) {
   }
   return 0;
+}
+
+/// The common harness body: the bytes after the choice byte go into the
+/// scratch file, opened so that it reports into a message list when
+/// `data[0] & sinkBit`, and `read(file, doc)` gets the whole file as its
+/// block, under Guard.
+template <class Read>
+int ReadScratch(const std::uint8_t* data, std::size_t size, std::uint8_t sinkBit, Read&& read) {
+  return Guard([&] {
+    CPhrase phrase;
+    CFileBase file;
+    if (!OpenScratch(file, data + 1, size - 1, (data[0] & sinkBit) != 0, phrase)) return;
+    read(file, DOCUMENT{0, file.GetLength()});
+  });
 }
 
 } // namespace zel::fuzz

@@ -21,11 +21,7 @@ void ZelFuzzSeeds(const fuzz::Seeds& seeds) {
 }
 
 int ZelFuzzOne(const std::uint8_t* data, std::size_t size) {
-  return fuzz::Guard([&] {
-    CPhrase phrase;
-    CFileBase file;
-    if (!fuzz::OpenScratch(file, data + 1, size - 1, data[0] & 4, phrase)) return;
-    const DOCUMENT doc{0, file.GetLength()};
+  return fuzz::ReadScratch(data, size, 4, [&](CFileBase& file, const DOCUMENT doc) {
     switch (data[0] & 3) {
     case 0: {
       VPoint2D points;

@@ -22,10 +22,7 @@ void ZelFuzzSeeds(const fuzz::Seeds& seeds) {
 }
 
 int ZelFuzzOne(const std::uint8_t* data, std::size_t size) {
-  return fuzz::Guard([&] {
-    CPhrase phrase;
-    CFileBase file;
-    if (!fuzz::OpenScratch(file, data + 1, size - 1, data[0] & 4, phrase)) return;
+  return fuzz::ReadScratch(data, size, 4, [&](CFileBase& file, const DOCUMENT doc) {
     static constexpr int modes[] = {0, 1, 2, 4};
     const int mode = modes[(data[0] >> 4) & 3];
     switch (data[0] & 3) {
@@ -49,7 +46,7 @@ int ZelFuzzOne(const std::uint8_t* data, std::size_t size) {
     default: {
       VKZText t;
       if (data[0] & 8) t.Read(file, -1);
-      else t.Read(file, DOCUMENT{0, file.GetLength()});
+      else t.Read(file, doc);
     }
     }
   });

@@ -12,10 +12,7 @@ void ZelFuzzSeeds(const fuzz::Seeds& seeds) {
 }
 
 int ZelFuzzOne(const std::uint8_t* data, std::size_t size) {
-  return fuzz::Guard([&] {
-    CPhrase phrase;
-    CFileBase file;
-    if (!fuzz::OpenScratch(file, data + 1, size - 1, data[0] & 2, phrase)) return;
+  return fuzz::ReadScratch(data, size, 2, [&](CFileBase& file, const DOCUMENT&) {
     VBase v;
     v.SetType(1, static_cast<unsigned short>(1 + (data[0] >> 4)));
     v.Read(file);

@@ -19,11 +19,7 @@ void ZelFuzzSeeds(const fuzz::Seeds& seeds) {
 }
 
 int ZelFuzzOne(const std::uint8_t* data, std::size_t size) {
-  return fuzz::Guard([&] {
-    CPhrase phrase;
-    CFileBase file;
-    if (!fuzz::OpenScratch(file, data + 1, size - 1, data[0] & 2, phrase)) return;
-    const DOCUMENT doc{0, file.GetLength()};
+  return fuzz::ReadScratch(data, size, 2, [&](CFileBase& file, const DOCUMENT doc) {
     if (data[0] & 1) {
       VectorHeadArray<unsigned int, unsigned int, unsigned int> a;
       a.Read(file, doc);

@@ -24,10 +24,7 @@ void ReadOne(CFileBase& file, std::uint8_t mode) {
 }
 
 int ZelFuzzOne(const std::uint8_t* data, std::size_t size) {
-  return fuzz::Guard([&] {
-    CPhrase phrase;
-    CFileBase file;
-    if (!fuzz::OpenScratch(file, data + 1, size - 1, data[0] & 2, phrase)) return;
+  return fuzz::ReadScratch(data, size, 2, [&](CFileBase& file, const DOCUMENT&) {
     if (data[0] & 1) ReadOne<VKZDOUBLE>(file, data[0]);
     else ReadOne<VKZUINT>(file, data[0]);
   });

@@ -76,9 +76,8 @@ std::string Aligned(const std::string& text, unsigned int width, unsigned char a
   return std::string(left, ' ') + text + std::string(pad - left, ' ');
 }
 
-std::string Format(const char* format, ...) {
-  va_list args;
-  va_start(args, format);
+// `args` is consumed; an encoding error gives the empty text.
+std::string FormatList(const char* format, va_list args) {
   va_list copy;
   va_copy(copy, args);
   const int length = std::vsnprintf(nullptr, 0, format, copy);
@@ -89,6 +88,13 @@ std::string Format(const char* format, ...) {
     std::vsnprintf(out.data(), out.size(), format, args);
     out.pop_back();
   }
+  return out;
+}
+
+std::string Format(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  std::string out = FormatList(format, args);
   va_end(args);
   return out;
 }
@@ -390,13 +396,7 @@ void CFilePrint::Printf(const char* format, ...) {
     return;
   va_list args;
   va_start(args, format);
-  va_list copy;
-  va_copy(copy, args);
-  const int length = std::vsnprintf(nullptr, 0, format, copy);
-  va_end(copy);
-  std::string text(length > 0 ? static_cast<std::size_t>(length) + 1 : 1, '\0');
-  if (length > 0)
-    std::vsnprintf(text.data(), text.size(), format, args);
+  const std::string text = FormatList(format, args);
   va_end(args);
   Text(text.c_str());
 }
