@@ -15,7 +15,10 @@
 #include "zeltools/containers/vbase.h"
 #include "zeltools/containers/vector.h"
 #include "zeltools/files/file_base.h"
+#include "zeltools/text/list_text.h"
 #include "zeltools/text/phrase.h"
+#include "zeltools/text/read_memory.h"
+#include "zeltools/text/strings.h"
 
 ZEL_TEST_FAILING_OPERATOR_NEW()
 
@@ -42,6 +45,9 @@ TEST(AllocationFailure, EveryGrowingEntryPointFailsWithTheLibrarysException) {
   Vector<std::string> words(50, "word");
   CPhrase phrase;
   for (int k = 0; k < 40; ++k) phrase.Append("message", 1, k, 0);
+  const std::string line(text.begin(), text.end());
+  std::vector<unsigned int> runs(1000);
+  for (unsigned int k = 0; k < runs.size(); ++k) runs[k] = 3 * k;
 
   // Each operation starts refusing requests once its operands are made.
   std::size_t from = 0;
@@ -70,6 +76,14 @@ TEST(AllocationFailure, EveryGrowingEntryPointFailsWithTheLibrarysException) {
       {"CFileBase::Read(vector)", [&] { std::vector<char> out; const auto failing = refuse(); file.Read(out, textAt); }},
       {"CPhrase copy", [&] { const auto failing = refuse(); const CPhrase p(phrase); }},
       {"CPhrase::Append", [&] { CPhrase p(phrase); const auto failing = refuse(); p.Append(phrase, 0); }},
+      {"KZText::Add", [&] { KZText t(line.c_str()); const auto failing = refuse(); t += t; }},
+      {"KZText::SetLength", [&] { KZText t; const auto failing = refuse(); t.SetLength(3000); }},
+      {"VCText::Add", [&] { VCText v; const auto failing = refuse(); for (int k = 0; k < 200; ++k) v.Add("x"); }},
+      {"CReadMemory::GetString", [&] { CReadMemory r(line.c_str()); std::string out; const auto failing = refuse(); r.GetString(out); }},
+      {"CReadMemory::GetWord", [&] { CReadMemory r(line.c_str()); std::vector<char> out; const auto failing = refuse(); r.GetWord(out); }},
+      {"CReadMemory::GetListInt", [&] { CReadMemory r("1-5000"); std::vector<int> out; const auto failing = refuse(); r.GetListInt(out); }},
+      {"ListText", [&] { std::vector<char> out; const auto failing = refuse(); ListText(runs.size(), runs.data(), out); }},
+      {"TextList", [&] { std::vector<unsigned int> out; const auto failing = refuse(); TextList("1-5000", out); }},
   };
   // clang-format on
   for (const auto& [name, operation] : operations) {

@@ -5,6 +5,7 @@
 #include <limits>
 #include <cstring>
 
+#include "zeltools/memory/memory.h"
 namespace zel {
 namespace {
 
@@ -35,7 +36,7 @@ class VectorSink {
 public:
   explicit VectorSink(std::vector<char>& text) : text_(text) { text_.clear(); }
   bool Put(const char* piece, std::size_t length) {
-    text_.insert(text_.end(), piece, piece + length);
+    GuardAllocation(text_.size() + length, [&] { text_.insert(text_.end(), piece, piece + length); });
     return true;
   }
 
@@ -101,7 +102,7 @@ template <class T>
 int ListTextToVector(unsigned int n, const T* list, std::vector<char>& text) {
   VectorSink sink(text);
   WriteList(list != nullptr ? n : 0u, list, sink);
-  text.push_back('\0');
+  GuardAllocation(text.size() + 1, [&] { text.push_back('\0'); });
   return 1;
 }
 
@@ -213,7 +214,7 @@ unsigned char ReadList(const char* text, std::uint64_t maxCount, Store store) {
 template <class T>
 unsigned char TextListToVector(const char* text, std::vector<T>& list, unsigned int maxCount) {
   list.clear();
-  return ReadList<T>(text, maxCount, [&](T v) { list.push_back(v); });
+  return ReadList<T>(text, maxCount, [&](T v) { GuardAllocation((list.size() + 1) * sizeof(T), [&] { list.push_back(v); }); });
 }
 
 template <class T>

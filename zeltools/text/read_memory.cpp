@@ -11,6 +11,7 @@
 #endif
 
 #include "zeltools/errors/exception.h"
+#include "zeltools/memory/memory.h"
 #include "zeltools/text/letter_case.h"
 #include "zeltools/text/number_text.h"
 #include "zeltools/text/strings.h"
@@ -185,16 +186,20 @@ public:
   void Clear() { out_.clear(); }
   bool Empty() const { return out_.empty(); }
   std::size_t Stored() const { return out_.size(); }
-  void Push(char c) { out_.push_back(c); }
+  void Push(char c) {
+    GuardAllocation(out_.size() + 1, [&] { out_.push_back(c); });
+  }
   void Append(const char* p, std::size_t n) {
-    if constexpr (std::is_same_v<Container, std::string>)
-      out_.append(p, n);
-    else
-      out_.insert(out_.end(), p, p + n);
+    GuardAllocation(out_.size() + n, [&] {
+      if constexpr (std::is_same_v<Container, std::string>)
+        out_.append(p, n);
+      else
+        out_.insert(out_.end(), p, p + n);
+    });
   }
   void Finish() {
     if constexpr (std::is_same_v<Container, std::vector<char>>)
-      out_.push_back('\0');
+      Push('\0');
   }
 
 private:
@@ -306,7 +311,7 @@ int CReadMemory::GetString(std::string& out, unsigned char skipEmpty) {
     const std::size_t run = PlainRun(p, left);
     if (run < left && p[run] == '\n' && (run != 0 || skipEmpty == 0)) {
       out.clear();  // then the plain append: no overlap to consider
-      out.append(p, run);
+      GuardAllocation(run, [&] { out.append(p, run); });
       position_ += static_cast<unsigned int>(run + 1);
       return ClampToInt(run);
     }
@@ -324,19 +329,20 @@ int CReadMemory::GetString(CText& out, unsigned char skipEmpty) {
 
 int CReadMemory::GetPhrase(std::vector<char>& out, signed char stop) {
   const int stopCode = static_cast<unsigned char>(stop);
-  out.clear();
+  ContainerOut<std::vector<char>> sink(out);
+  sink.Clear();
   int c = GetChar();
   if (c < 0) {
-    out.push_back('\0');
+    sink.Finish();
     return -1;
   }
   if (c != 0 && c == stopCode) {
-    out.push_back(static_cast<char>(c));
+    sink.Push(static_cast<char>(c));
     c = 0;
   }
   for (; c > 0 && c != stopCode; c = GetChar())
-    out.push_back(static_cast<char>(c));
-  out.push_back('\0');
+    sink.Push(static_cast<char>(c));
+  sink.Finish();
   return ClampToInt(out.size() - 1);
 }
 
@@ -433,7 +439,8 @@ unsigned char CReadMemory::GetName(std::vector<char>& out, const char* delimiter
 template <class T>
 int CReadMemory::ListInto(std::vector<T>& out) {
   out.clear();
-  out.reserve(16384);
+  const auto add = [&](T v) { GuardAllocation((out.size() + 1) * sizeof(T), [&] { out.push_back(v); }); };
+  GuardAllocation(16384 * sizeof(T), [&] { out.reserve(16384); });
   char word[listWordSize];
   T value{};
   for (;;) {
@@ -460,12 +467,12 @@ int CReadMemory::ListInto(std::vector<T>& out) {
       if (added > MaxListCount - out.size())
         return -1;
       for (long long k = 1; k <= span; k += step)
-        out.push_back(static_cast<T>(last + k));
+        add(static_cast<T>(last + k));
       continue;
     }
     if (r != 0 || !ParseListValue(word, value) || out.size() >= MaxListCount)
       return -1;
-    out.push_back(value);
+    add(value);
   }
 }
 

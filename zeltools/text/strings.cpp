@@ -137,7 +137,8 @@ void KZText::Set(const char* text) {
     bytes_.clear();
     return;
   }
-  std::vector<char> copy(text, text + std::strlen(text) + 1);
+  const std::size_t size = std::strlen(text) + 1;
+  std::vector<char> copy = GuardAllocation(size, [&] { return std::vector<char>(text, text + size); });
   bytes_.swap(copy);
 }
 
@@ -145,9 +146,10 @@ void KZText::Add(const char* text) {
   if (text == nullptr || *text == '\0')
     return;
   const std::size_t length = std::strlen(text);
-  const std::vector<char> copy(text, text + length);  // `text` may lie in this vector
   const std::size_t k = bytes_.empty() ? 1 : bytes_.size();
-  bytes_.resize(k + length);
+  // `text` may lie in this vector.
+  const std::vector<char> copy = GuardAllocation(length, [&] { return std::vector<char>(text, text + length); });
+  GuardAllocation(k + length, [&] { bytes_.resize(k + length); });
   std::memcpy(bytes_.data() + (k - 1), copy.data(), length);
   bytes_.back() = '\0';
 }
@@ -156,13 +158,13 @@ void KZText::Add(char c) {
   if (c == '\0')
     return;
   const std::size_t k = bytes_.empty() ? 1 : bytes_.size();
-  bytes_.resize(k + 1);
+  GuardAllocation(k + 1, [&] { bytes_.resize(k + 1); });
   bytes_[k - 1] = c;
   bytes_[k] = '\0';
 }
 
 void KZText::SetLength(unsigned int n) {
-  bytes_.resize(std::size_t{n} + 1);
+  GuardAllocation(std::size_t{n} + 1, [&] { bytes_.resize(std::size_t{n} + 1); });
   bytes_[n] = '\0';
 }
 
@@ -185,7 +187,7 @@ unsigned char KZText::Read(CFileBase& file, long long pos) {
   std::vector<char> record;
   if (!file.Read(record, pos))
     return 0;
-  record.push_back('\0');
+  GuardAllocation(record.size() + 1, [&] { record.push_back('\0'); });
   Set(record.data());
   return 1;
 }
@@ -193,7 +195,7 @@ unsigned char KZText::Read(CFileBase& file, long long pos) {
 // --- VCText --------------------------------------------------------------------
 
 unsigned int VCText::Add(const char* text) {
-  emplace_back(text);
+  GuardAllocation((size() + 1) * sizeof(CText), [&] { emplace_back(text); });
   return GetSize();
 }
 
