@@ -15,6 +15,11 @@
 #include "zeltools/containers/vbase.h"
 #include "zeltools/containers/vector.h"
 #include "zeltools/files/file_base.h"
+#include "zeltools/geometry/point_vectors.h"
+#include "zeltools/geometry/segment.h"
+#include "zeltools/text/file_print.h"
+#include "zeltools/text/file_text.h"
+#include "zeltools/text/params.h"
 #include "zeltools/text/list_text.h"
 #include "zeltools/text/phrase.h"
 #include "zeltools/text/read_memory.h"
@@ -46,8 +51,17 @@ TEST(AllocationFailure, EveryGrowingEntryPointFailsWithTheLibrarysException) {
   CPhrase phrase;
   for (int k = 0; k < 40; ++k) phrase.Append("message", 1, k, 0);
   const std::string line(text.begin(), text.end());
+  const std::string lines = dir.File("lines.txt");
+  test::PutBytes(lines, std::vector<unsigned char>(text.begin(), text.end()));
   std::vector<unsigned int> runs(1000);
   for (unsigned int k = 0; k < runs.size(); ++k) runs[k] = 3 * k;
+  VPoint2D points;
+  VSegment grid;  // a 20 × 20 grid of crossing lines
+  for (int k = 0; k < 500; ++k) points.push_back(CPoint2D(k % 25, k / 25));
+  for (int k = 0; k < 20; ++k) {
+    grid.push_back(CSegment(CPoint2D(0, k), CPoint2D(20, k)));
+    grid.push_back(CSegment(CPoint2D(k, 0), CPoint2D(k, 20)));
+  }
 
   // Each operation starts refusing requests once its operands are made.
   std::size_t from = 0;
@@ -84,6 +98,14 @@ TEST(AllocationFailure, EveryGrowingEntryPointFailsWithTheLibrarysException) {
       {"CReadMemory::GetListInt", [&] { CReadMemory r("1-5000"); std::vector<int> out; const auto failing = refuse(); r.GetListInt(out); }},
       {"ListText", [&] { std::vector<char> out; const auto failing = refuse(); ListText(runs.size(), runs.data(), out); }},
       {"TextList", [&] { std::vector<unsigned int> out; const auto failing = refuse(); TextList("1-5000", out); }},
+      {"CFilePrint", [&] { CFilePrint p; p.Open(dir.File("report.txt").c_str()); const auto failing = refuse(); p.Text(line.c_str()); p.Close(); }},
+      {"CFileText::GetString", [&] { CFileText f; f.Open(lines.c_str(), "r"); std::string out; const auto failing = refuse(); f.GetString(out); }},
+      {"SeparateString", [&] { std::vector<std::string> parts; const auto failing = refuse(); SeparateString(line.c_str(), parts, " "); }},
+      {"VPoint2D::Merge", [&] { VPoint2D p(points); std::vector<unsigned int> map; const auto failing = refuse(); p.Merge(0.5, map); }},
+      {"VPoint2D::Find(n)", [&] { std::vector<unsigned int> at; const auto failing = refuse(); points.Find(500, points.data(), 0.5, at); }},
+      {"CPointIndex2D", [&] { VPoint2D p(points); const auto failing = refuse(); CPointIndex2D index(p, 0.5); }},
+      {"VSegment::Split", [&] { VSegment s(grid); const auto failing = refuse(); s.Split(1e-9); }},
+      {"CSegment::Split", [&] { VSegment out; const auto failing = refuse(); grid[0].Split(500, points.data(), 1e9, out); }},
   };
   // clang-format on
   for (const auto& [name, operation] : operations) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -73,11 +74,23 @@ unsigned int Group(unsigned int size) noexcept {
 }
 constexpr unsigned int kTextGroup = kGroups - 1;
 
-template <class T>
-void Put(std::vector<unsigned char>& out, const T& value) {
-  const auto* p = reinterpret_cast<const unsigned char*>(&value);
-  out.insert(out.end(), p, p + sizeof value);
-}
+// The bytes of a table's shape fields, gathered without the heap so that
+// comparing tables cannot fail.
+class ShapeBytes {
+public:
+  template <class T>
+  void Put(const T& value) noexcept {
+    static_assert(std::is_trivially_copyable_v<T>);
+    std::memcpy(bytes_ + size_, &value, sizeof value);
+    size_ += sizeof value;
+  }
+  const unsigned char* data() const noexcept { return bytes_; }
+  std::size_t size() const noexcept { return size_; }
+
+private:
+  unsigned char bytes_[64] = {};
+  std::size_t size_ = 0;
+};
 
 } // namespace
 
@@ -727,22 +740,22 @@ int CData::Compare(const CData& src) const noexcept {
   if (const int r = Order(quantity_, src.quantity_))
     return r;
   // The shape fields as their little-endian bytes, in declared order.
-  auto shape = [](const CData& d) {
-    std::vector<unsigned char> out;
-    out.push_back(d.quantityBase_);
-    out.push_back(d.numList_);
-    Put(out, d.lineSize_);
-    Put(out, d.dataOffset_);
-    Put(out, d.dataSize_);
-    Put(out, d.dataLength_);
-    for (unsigned short s : d.size_)
-      Put(out, s);
-    for (unsigned char t : d.type_)
-      out.push_back(t);
+  auto shape = [](const CData& d) noexcept {
+    ShapeBytes out;
+    out.Put(d.quantityBase_);
+    out.Put(d.numList_);
+    out.Put(d.lineSize_);
+    out.Put(d.dataOffset_);
+    out.Put(d.dataSize_);
+    out.Put(d.dataLength_);
+    out.Put(d.size_);
+    out.Put(d.type_);
     return out;
   };
-  const std::vector<unsigned char> a = shape(*this);
-  const std::vector<unsigned char> b = shape(src);
+  const ShapeBytes a = shape(*this);
+  const ShapeBytes b = shape(src);
+  static_assert(sizeof quantityBase_ + sizeof numList_ + 4 * sizeof lineSize_ + sizeof size_ + sizeof type_ <= 64,
+                "ShapeBytes holds every shape field");
   if (const int r = Sign(std::memcmp(a.data(), b.data(), a.size())))
     return r;
   for (unsigned int n = 1; n <= quantity_; ++n)

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "zeltools/geometry/internal/point_grid.h"
+#include "zeltools/memory/memory.h"
 
 namespace zel {
 
@@ -62,27 +63,31 @@ double Scale(const std::vector<Point>& v) noexcept {
 
 template <class Point>
 void Build(PointGrid<Point>& grid, const std::vector<Point>& v, double tol) {
-  grid.Reset(tol, Scale(v));
-  grid.Reserve(v.size());
-  for (const Point& p : v)
-    grid.Append(p);
+  GuardAllocation(v.size() * sizeof(Point), [&] {
+    grid.Reset(tol, Scale(v));
+    grid.Reserve(v.size());
+    for (const Point& p : v)
+      grid.Append(p);
+  });
 }
 
 /// Brings the grid up to the vector: appended points are indexed, a shorter
 /// vector or a point beyond the grid's reach makes it start anew.
 template <class Point>
 void Sync(PointGrid<Point>& grid, const std::vector<Point>& v, double tol) {
-  if (v.size() < grid.Count()) {
-    Build(grid, v, tol);
-    return;
-  }
-  for (std::size_t i = grid.Count(); i < v.size(); ++i) {
-    if (IsFinite(v[i]) && !grid.Fits(v[i])) {
+  GuardAllocation(v.size() * sizeof(Point), [&] {
+    if (v.size() < grid.Count()) {
       Build(grid, v, tol);
       return;
     }
-    grid.Append(v[i]);
-  }
+    for (std::size_t i = grid.Count(); i < v.size(); ++i) {
+      if (IsFinite(v[i]) && !grid.Fits(v[i])) {
+        Build(grid, v, tol);
+        return;
+      }
+      grid.Append(v[i]);
+    }
+  });
 }
 
 template <class Point>
@@ -96,66 +101,72 @@ unsigned int IndexFind(PointGrid<Point>* grid, const std::vector<Point>& v, cons
 
 template <class Point>
 unsigned int IndexAdd(PointGrid<Point>* grid, std::vector<Point>& v, const Point& p, double tol) {
-  const unsigned int found = IndexFind(grid, v, p, tol);
-  if (found)
-    return found;
-  v.push_back(p);
-  if (grid != nullptr && PointGrid<Point>::Serves(tol))
-    Sync(*grid, v, tol);
-  return Position(v);
+  return GuardAllocation((v.size() + 1) * sizeof(Point), [&]() -> unsigned int {
+    const unsigned int found = IndexFind(grid, v, p, tol);
+    if (found)
+      return found;
+    v.push_back(p);
+    if (grid != nullptr && PointGrid<Point>::Serves(tol))
+      Sync(*grid, v, tol);
+    return Position(v);
+  });
 }
 
 template <class Point>
 void FindMany(const std::vector<Point>& v, unsigned int n, const Point* points, double tol,
               std::vector<unsigned int>& positions) {
-  positions.assign(n, 0u);
-  if (v.empty() || n == 0)
-    return;
-  if (!PointGrid<Point>::Serves(tol) || std::uint64_t{n} * v.size() <= kScanWork) {
+  GuardAllocation((std::size_t{n} + v.size()) * sizeof(Point), [&] {
+    positions.assign(n, 0u);
+    if (v.empty() || n == 0)
+      return;
+    if (!PointGrid<Point>::Serves(tol) || std::uint64_t{n} * v.size() <= kScanWork) {
+      for (unsigned int i = 0; i < n; ++i)
+        positions[i] = FindLinear(v, points[i], tol);
+      return;
+    }
+    PointGrid<Point> grid;
+    Build(grid, v, tol);
     for (unsigned int i = 0; i < n; ++i)
-      positions[i] = FindLinear(v, points[i], tol);
-    return;
-  }
-  PointGrid<Point> grid;
-  Build(grid, v, tol);
-  for (unsigned int i = 0; i < n; ++i)
-    if (!grid.Find(v.data(), points[i], positions[i]))
-      positions[i] = FindLinear(v, points[i], tol);
+      if (!grid.Find(v.data(), points[i], positions[i]))
+        positions[i] = FindLinear(v, points[i], tol);
+  });
 }
 
 template <class Points>
 unsigned int MergePoints(Points& v, double tol, std::vector<unsigned int>& map) {
-  using Point = typename Points::value_type;
-  const std::size_t n = v.size();
-  map.resize(n);
-  if (!(tol >= 0.0)) { // nothing coincides
-    for (std::size_t i = 0; i < n; ++i)
-      map[i] = static_cast<unsigned int>(i + 1);
-    return Position(v);
-  }
-  Points kept;
-  kept.reserve(n);
-  PointGrid<Point> grid;
-  const bool gridded = PointGrid<Point>::Serves(tol) && std::uint64_t{n} * n > 2 * kScanWork;
-  if (gridded) {
-    grid.Reset(tol, Scale(v)); // every point fits: no rebuilds on the way
-    grid.Reserve(n);
-  }
-  for (std::size_t i = 0; i < n; ++i) {
-    const Point& p = v[i];
-    unsigned int position = 0;
-    if (IsFinite(p) && !(gridded && grid.Find(kept.data(), p, position)))
-      position = FindLinear(kept, p, tol);
-    if (position == 0) {
-      kept.push_back(p);
-      if (gridded)
-        grid.Append(p);
-      position = Position(kept);
+  return GuardAllocation(v.size() * sizeof(typename Points::value_type), [&]() -> unsigned int {
+    using Point = typename Points::value_type;
+    const std::size_t n = v.size();
+    map.resize(n);
+    if (!(tol >= 0.0)) { // nothing coincides
+      for (std::size_t i = 0; i < n; ++i)
+        map[i] = static_cast<unsigned int>(i + 1);
+      return Position(v);
     }
-    map[i] = position;
-  }
-  v.swap(kept);
-  return Position(v);
+    Points kept;
+    kept.reserve(n);
+    PointGrid<Point> grid;
+    const bool gridded = PointGrid<Point>::Serves(tol) && std::uint64_t{n} * n > 2 * kScanWork;
+    if (gridded) {
+      grid.Reset(tol, Scale(v)); // every point fits: no rebuilds on the way
+      grid.Reserve(n);
+    }
+    for (std::size_t i = 0; i < n; ++i) {
+      const Point& p = v[i];
+      unsigned int position = 0;
+      if (IsFinite(p) && !(gridded && grid.Find(kept.data(), p, position)))
+        position = FindLinear(kept, p, tol);
+      if (position == 0) {
+        kept.push_back(p);
+        if (gridded)
+          grid.Append(p);
+        position = Position(kept);
+      }
+      map[i] = position;
+    }
+    v.swap(kept);
+    return Position(v);
+  });
 }
 
 } // namespace
@@ -216,7 +227,7 @@ unsigned int VPoint3D::Merge(double tol, std::vector<unsigned int>& map) { retur
 // --- the indexes ---------------------------------------------------------------
 
 CPointIndex2D::CPointIndex2D(VPoint2D& points, double tol)
-    : points_(&points), tol_(tol), grid_(std::make_unique<PointGrid<CPoint2D>>()) {
+    : points_(&points), tol_(tol), grid_(GuardAllocation(sizeof(PointGrid<CPoint2D>), [] { return std::make_unique<PointGrid<CPoint2D>>(); })) {
   Reindex();
 }
 CPointIndex2D::~CPointIndex2D() = default;
@@ -231,7 +242,7 @@ void CPointIndex2D::Reindex() {
 }
 
 CPointIndex3D::CPointIndex3D(VPoint3D& points, double tol)
-    : points_(&points), tol_(tol), grid_(std::make_unique<PointGrid<CPoint3D>>()) {
+    : points_(&points), tol_(tol), grid_(GuardAllocation(sizeof(PointGrid<CPoint3D>), [] { return std::make_unique<PointGrid<CPoint3D>>(); })) {
   Reindex();
 }
 CPointIndex3D::~CPointIndex3D() = default;

@@ -7,6 +7,8 @@
 #include <tuple>
 #include <vector>
 
+#include "zeltools/memory/memory.h"
+
 namespace zel {
 
 namespace {
@@ -28,43 +30,45 @@ bool Opposite(double u, double v) noexcept { return (u > 0.0 && v < 0.0) || (u <
 /// each more than `tol` past the previous cut and before the far end.
 template <class Segment, class Point, class Out>
 unsigned int SplitAtPoints(const Segment& segment, unsigned int n, const Point* points, double tol, Out& out) {
-  const double length = segment.Length();
-  if (!(length > tol)) {
-    out.push_back(segment);
-    return 1;
-  }
-  struct Cut {
-    double along;
-    const Point* point;
-  };
-  std::vector<Cut> cuts;
-  for (unsigned int i = 0; i < n; ++i) {
-    if (!segment.Contains(points[i], tol))
-      continue;
-    const double along = std::clamp(segment.Parameter(points[i]), 0.0, 1.0) * length;
-    if (along > tol && length - along > tol)
-      cuts.push_back({along, &points[i]});
-  }
-  // A total order, so that the kept cuts do not depend on the order in
-  // which the points were gathered.
-  std::sort(cuts.begin(), cuts.end(), [](const Cut& l, const Cut& r) {
-    if (l.along != r.along)
-      return l.along < r.along;
-    return Precedes(*l.point, *r.point);
+  return GuardAllocation((std::size_t{n} + 1) * sizeof(Segment), [&]() -> unsigned int {
+    const double length = segment.Length();
+    if (!(length > tol)) {
+      out.push_back(segment);
+      return 1;
+    }
+    struct Cut {
+      double along;
+      const Point* point;
+    };
+    std::vector<Cut> cuts;
+    for (unsigned int i = 0; i < n; ++i) {
+      if (!segment.Contains(points[i], tol))
+        continue;
+      const double along = std::clamp(segment.Parameter(points[i]), 0.0, 1.0) * length;
+      if (along > tol && length - along > tol)
+        cuts.push_back({along, &points[i]});
+    }
+    // A total order, so that the kept cuts do not depend on the order in
+    // which the points were gathered.
+    std::sort(cuts.begin(), cuts.end(), [](const Cut& l, const Cut& r) {
+      if (l.along != r.along)
+        return l.along < r.along;
+      return Precedes(*l.point, *r.point);
+    });
+    unsigned int pieces = 0;
+    Point start = segment.p1;
+    double last = 0.0;
+    for (const Cut& cut : cuts) {
+      if (!(cut.along - last > tol))
+        continue;
+      out.push_back(Segment(start, *cut.point));
+      start = *cut.point;
+      last = cut.along;
+      ++pieces;
+    }
+    out.push_back(Segment(start, segment.p2));
+    return pieces + 1;
   });
-  unsigned int pieces = 0;
-  Point start = segment.p1;
-  double last = 0.0;
-  for (const Cut& cut : cuts) {
-    if (!(cut.along - last > tol))
-      continue;
-    out.push_back(Segment(start, *cut.point));
-    start = *cut.point;
-    last = cut.along;
-    ++pieces;
-  }
-  out.push_back(Segment(start, segment.p2));
-  return pieces + 1;
 }
 
 bool Finite(const CSegment& s) noexcept {
@@ -248,87 +252,91 @@ unsigned char VSegment::GetBox(CPoint2D& lo, CPoint2D& hi) const noexcept {
 }
 
 unsigned int VSegment::Split(double tol) {
-  const std::size_t n = size();
-  struct Box {
-    double x0, x1, y0, y1;
-  };
-  std::vector<Box> boxes(n);
-  std::vector<std::size_t> order;
-  order.reserve(n);
-  const VSegment& self = *this;
-  for (std::size_t i = 0; i < n; ++i) {
-    const CSegment& s = self[i];
-    if (!Finite(s))
-      continue; // meets nothing, and would break the sort's ordering
-    boxes[i] = {std::min(s.p1.x, s.p2.x) - tol, std::max(s.p1.x, s.p2.x) + tol, std::min(s.p1.y, s.p2.y) - tol,
-                std::max(s.p1.y, s.p2.y) + tol};
-    order.push_back(i);
-  }
-  if (!(tol >= 0.0))
-    order.clear();
-  std::sort(order.begin(), order.end(), [&boxes](std::size_t l, std::size_t r) { return boxes[l].x0 < boxes[r].x0; });
-
-  std::vector<std::vector<CPoint2D>> cuts(n);
-  std::vector<std::size_t> active;
-  for (const std::size_t i : order) {
-    const Box& bi = boxes[i];
-    active.erase(std::remove_if(active.begin(), active.end(), [&](std::size_t j) { return boxes[j].x1 < bi.x0; }),
-                 active.end());
-    for (const std::size_t j : active) {
-      const Box& bj = boxes[j];
-      if (bj.y1 < bi.y0 || bi.y1 < bj.y0)
-        continue;
-      // The lower-numbered segment asks, so the points do not depend on the
-      // sweep order.
-      CPoint2D a, b;
-      const int common = self[std::min(i, j)].Intersect(self[std::max(i, j)], a, b, tol);
-      for (int k = 0; k < common; ++k) {
-        cuts[i].push_back(k == 0 ? a : b);
-        cuts[j].push_back(k == 0 ? a : b);
-      }
+  return GuardAllocation(size() * 4 * sizeof(CSegment), [&]() -> unsigned int {
+    const std::size_t n = size();
+    struct Box {
+      double x0, x1, y0, y1;
+    };
+    std::vector<Box> boxes(n);
+    std::vector<std::size_t> order;
+    order.reserve(n);
+    const VSegment& self = *this;
+    for (std::size_t i = 0; i < n; ++i) {
+      const CSegment& s = self[i];
+      if (!Finite(s))
+        continue; // meets nothing, and would break the sort's ordering
+      boxes[i] = {std::min(s.p1.x, s.p2.x) - tol, std::max(s.p1.x, s.p2.x) + tol, std::min(s.p1.y, s.p2.y) - tol,
+                  std::max(s.p1.y, s.p2.y) + tol};
+      order.push_back(i);
     }
-    active.push_back(i);
-  }
+    if (!(tol >= 0.0))
+      order.clear();
+    std::sort(order.begin(), order.end(), [&boxes](std::size_t l, std::size_t r) { return boxes[l].x0 < boxes[r].x0; });
 
-  VSegment pieces;
-  pieces.reserve(n);
-  for (std::size_t i = 0; i < n; ++i)
-    self[i].Split(static_cast<unsigned int>(cuts[i].size()), cuts[i].data(), tol, pieces);
-  swap(pieces);
-  return static_cast<unsigned int>(size());
+    std::vector<std::vector<CPoint2D>> cuts(n);
+    std::vector<std::size_t> active;
+    for (const std::size_t i : order) {
+      const Box& bi = boxes[i];
+      active.erase(std::remove_if(active.begin(), active.end(), [&](std::size_t j) { return boxes[j].x1 < bi.x0; }),
+                   active.end());
+      for (const std::size_t j : active) {
+        const Box& bj = boxes[j];
+        if (bj.y1 < bi.y0 || bi.y1 < bj.y0)
+          continue;
+        // The lower-numbered segment asks, so the points do not depend on the
+        // sweep order.
+        CPoint2D a, b;
+        const int common = self[std::min(i, j)].Intersect(self[std::max(i, j)], a, b, tol);
+        for (int k = 0; k < common; ++k) {
+          cuts[i].push_back(k == 0 ? a : b);
+          cuts[j].push_back(k == 0 ? a : b);
+        }
+      }
+      active.push_back(i);
+    }
+
+    VSegment pieces;
+    pieces.reserve(n);
+    for (std::size_t i = 0; i < n; ++i)
+      self[i].Split(static_cast<unsigned int>(cuts[i].size()), cuts[i].data(), tol, pieces);
+    swap(pieces);
+    return static_cast<unsigned int>(size());
+  });
 }
 
 unsigned int VSegment::Split(unsigned int n, const CPoint2D* points, double tol) {
-  // Points sorted by abscissa; each segment looks only at the slab of its
-  // widened box, then takes the candidates in their given order so that the
-  // result is that of CSegment::Split over all the points.
-  std::vector<unsigned int> byX;
-  byX.reserve(n);
-  for (unsigned int i = 0; i < n; ++i)
-    if (std::isfinite(points[i].x) && std::isfinite(points[i].y))
-      byX.push_back(i);
-  std::sort(byX.begin(), byX.end(), [points](unsigned int l, unsigned int r) { return points[l].x < points[r].x; });
+  return GuardAllocation((std::size_t{n} + size()) * sizeof(CSegment), [&]() -> unsigned int {
+    // Points sorted by abscissa; each segment looks only at the slab of its
+    // widened box, then takes the candidates in their given order so that the
+    // result is that of CSegment::Split over all the points.
+    std::vector<unsigned int> byX;
+    byX.reserve(n);
+    for (unsigned int i = 0; i < n; ++i)
+      if (std::isfinite(points[i].x) && std::isfinite(points[i].y))
+        byX.push_back(i);
+    std::sort(byX.begin(), byX.end(), [points](unsigned int l, unsigned int r) { return points[l].x < points[r].x; });
 
-  VSegment pieces;
-  pieces.reserve(size());
-  std::vector<unsigned int> slab;
-  std::vector<CPoint2D> candidates;
-  for (const CSegment& s : *this) {
-    slab.clear();
-    candidates.clear();
-    if (Finite(s) && tol >= 0.0) {
-      const double x0 = std::min(s.p1.x, s.p2.x) - tol, x1 = std::max(s.p1.x, s.p2.x) + tol;
-      auto it = std::lower_bound(byX.begin(), byX.end(), x0, [points](unsigned int i, double x) { return points[i].x < x; });
-      for (; it != byX.end() && points[*it].x <= x1; ++it)
-        slab.push_back(*it);
-      std::sort(slab.begin(), slab.end());
-      for (const unsigned int i : slab)
-        candidates.push_back(points[i]);
+    VSegment pieces;
+    pieces.reserve(size());
+    std::vector<unsigned int> slab;
+    std::vector<CPoint2D> candidates;
+    for (const CSegment& s : *this) {
+      slab.clear();
+      candidates.clear();
+      if (Finite(s) && tol >= 0.0) {
+        const double x0 = std::min(s.p1.x, s.p2.x) - tol, x1 = std::max(s.p1.x, s.p2.x) + tol;
+        auto it = std::lower_bound(byX.begin(), byX.end(), x0, [points](unsigned int i, double x) { return points[i].x < x; });
+        for (; it != byX.end() && points[*it].x <= x1; ++it)
+          slab.push_back(*it);
+        std::sort(slab.begin(), slab.end());
+        for (const unsigned int i : slab)
+          candidates.push_back(points[i]);
+      }
+      s.Split(static_cast<unsigned int>(candidates.size()), candidates.data(), tol, pieces);
     }
-    s.Split(static_cast<unsigned int>(candidates.size()), candidates.data(), tol, pieces);
-  }
-  swap(pieces);
-  return static_cast<unsigned int>(size());
+    swap(pieces);
+    return static_cast<unsigned int>(size());
+  });
 }
 
 } // namespace zel

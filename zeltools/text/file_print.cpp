@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "zeltools/memory/memory.h"
 #include "zeltools/rcscript/encoding.h"
 #include "zeltools/text/phrase.h"
 
@@ -186,6 +187,10 @@ std::string FormatText(const char* format, const char* text) {
 
 CFilePrint::CFilePrint() = default;
 
+// What a failed request is reported as: the printer's requests are lines
+// and their pieces.
+std::uint64_t CFilePrint::LineBytes() const noexcept { return std::uint64_t{lineLength_} + 1; }
+
 CFilePrint::~CFilePrint() {
   try {
     Close();
@@ -195,22 +200,26 @@ CFilePrint::~CFilePrint() {
 }
 
 unsigned char CFilePrint::Open(const char* name, CPhrase* sink, unsigned char crash) {
-  Close();
-  failed_ = false;
-  firstPage_ = true;
-  return file_.Open(name, "w", sink, crash);
+  return GuardAllocation(LineBytes(), [&]() -> unsigned char {
+    Close();
+    failed_ = false;
+    firstPage_ = true;
+    return file_.Open(name, "w", sink, crash);
+  });
 }
 
 unsigned char CFilePrint::Close() {
-  if (file_.GetHandle() == nullptr)
-    return 1;
-  EndTable();
-  EndPage();
-  const bool written = !failed_;
-  failed_ = true; // nothing more goes to this file, even if closing throws
-  const unsigned char closed = file_.Close();
-  pendingFeed_ = false;
-  return written && closed != 0 ? 1 : 0;
+  return GuardAllocation(LineBytes(), [&]() -> unsigned char {
+    if (file_.GetHandle() == nullptr)
+      return 1;
+    EndTable();
+    EndPage();
+    const bool written = !failed_;
+    failed_ = true; // nothing more goes to this file, even if closing throws
+    const unsigned char closed = file_.Close();
+    pendingFeed_ = false;
+    return written && closed != 0 ? 1 : 0;
+  });
 }
 
 // --- layout ------------------------------------------------------------------
@@ -236,48 +245,56 @@ unsigned int CFilePrint::GetBodyLength() const noexcept {
 }
 
 unsigned char CFilePrint::SetPage(unsigned int pageLength, unsigned int lineLength) {
-  if (inTable_ || lineLength < MinLineLength || lineLength > MaxLineLength ||
-      !BodyFits(pageLength, HeadLines(head_), FootLines(foot_, numbered_)))
-    return 0;
-  pageLength_ = pageLength;
-  lineLength_ = lineLength;
-  return 1;
+  return GuardAllocation(LineBytes(), [&]() -> unsigned char {
+    if (inTable_ || lineLength < MinLineLength || lineLength > MaxLineLength ||
+        !BodyFits(pageLength, HeadLines(head_), FootLines(foot_, numbered_)))
+      return 0;
+    pageLength_ = pageLength;
+    lineLength_ = lineLength;
+    return 1;
+  });
 }
 
 unsigned char CFilePrint::SetHead(const char* text) {
-  std::vector<std::string> lines;
-  const std::string head = Sanitize(text);
-  if (!head.empty()) {
-    std::size_t start = 0;
-    for (std::size_t end; (end = head.find('\n', start)) != std::string::npos; start = end + 1)
-      lines.push_back(head.substr(start, end - start));
-    lines.push_back(head.substr(start));
-  }
-  if (!BodyFits(pageLength_, HeadLines(lines), FootLines(foot_, numbered_)))
-    return 0;
-  head_ = std::move(lines);
-  return 1;
+  return GuardAllocation(LineBytes(), [&]() -> unsigned char {
+    std::vector<std::string> lines;
+    const std::string head = Sanitize(text);
+    if (!head.empty()) {
+      std::size_t start = 0;
+      for (std::size_t end; (end = head.find('\n', start)) != std::string::npos; start = end + 1)
+        lines.push_back(head.substr(start, end - start));
+      lines.push_back(head.substr(start));
+    }
+    if (!BodyFits(pageLength_, HeadLines(lines), FootLines(foot_, numbered_)))
+      return 0;
+    head_ = std::move(lines);
+    return 1;
+  });
 }
 
 unsigned char CFilePrint::SetFoot(const char* text) {
-  std::string foot = Sanitize(text);
-  std::replace(foot.begin(), foot.end(), '\n', ' ');
-  if (!BodyFits(pageLength_, HeadLines(head_), FootLines(foot, numbered_)))
-    return 0;
-  foot_ = std::move(foot);
-  return 1;
+  return GuardAllocation(LineBytes(), [&]() -> unsigned char {
+    std::string foot = Sanitize(text);
+    std::replace(foot.begin(), foot.end(), '\n', ' ');
+    if (!BodyFits(pageLength_, HeadLines(head_), FootLines(foot, numbered_)))
+      return 0;
+    foot_ = std::move(foot);
+    return 1;
+  });
 }
 
 unsigned char CFilePrint::SetPageNumber(const char* format, unsigned int next) {
-  Conversion c;
-  if (format != nullptr && (!OneConversion(format, c) || !IsInteger(c.letter)))
-    return 0;
-  if (!BodyFits(pageLength_, HeadLines(head_), FootLines(foot_, format != nullptr)))
-    return 0;
-  numbered_ = format != nullptr;
-  numberFormat_ = format != nullptr ? Sanitize(format) : std::string();
-  nextPage_ = next;
-  return 1;
+  return GuardAllocation(LineBytes(), [&]() -> unsigned char {
+    Conversion c;
+    if (format != nullptr && (!OneConversion(format, c) || !IsInteger(c.letter)))
+      return 0;
+    if (!BodyFits(pageLength_, HeadLines(head_), FootLines(foot_, format != nullptr)))
+      return 0;
+    numbered_ = format != nullptr;
+    numberFormat_ = format != nullptr ? Sanitize(format) : std::string();
+    nextPage_ = next;
+    return 1;
+  });
 }
 
 // --- pages -------------------------------------------------------------------
@@ -375,20 +392,24 @@ void CFilePrint::PutGroup(const std::vector<std::string>& lines) {
 // --- text --------------------------------------------------------------------
 
 void CFilePrint::Title(const char* text) {
-  EndTable();
-  std::vector<std::string> lines{std::string(lineLength_, '=')};
-  for (const std::string& line : Wrap(Sanitize(text), lineLength_))
-    lines.push_back(Aligned(line, lineLength_, AlignCenter));
-  lines.push_back(lines.front());
-  lines.emplace_back();
-  PutGroup(lines);
+  GuardAllocation(LineBytes(), [&] {
+    EndTable();
+    std::vector<std::string> lines{std::string(lineLength_, '=')};
+    for (const std::string& line : Wrap(Sanitize(text), lineLength_))
+      lines.push_back(Aligned(line, lineLength_, AlignCenter));
+    lines.push_back(lines.front());
+    lines.emplace_back();
+    PutGroup(lines);
+  });
 }
 
 void CFilePrint::Text(const char* text, unsigned int indent) {
-  EndTable();
-  indent = std::min(indent, lineLength_ / 2);
-  for (const std::string& line : Wrap(Sanitize(text), lineLength_ - indent))
-    PutLine(line.empty() ? line : std::string(indent, ' ') + line);
+  GuardAllocation(LineBytes(), [&] {
+    EndTable();
+    indent = std::min(indent, lineLength_ / 2);
+    for (const std::string& line : Wrap(Sanitize(text), lineLength_ - indent))
+      PutLine(line.empty() ? line : std::string(indent, ' ') + line);
+  });
 }
 
 void CFilePrint::Printf(const char* format, ...) {
@@ -396,59 +417,65 @@ void CFilePrint::Printf(const char* format, ...) {
     return;
   va_list args;
   va_start(args, format);
-  const std::string text = FormatList(format, args);
+  const std::string text = GuardAllocation(LineBytes(), [&] { return FormatList(format, args); });
   va_end(args);
   Text(text.c_str());
 }
 
 void CFilePrint::Blank(unsigned int count) {
-  EndTable();
-  for (unsigned int i = 0; i < count && pageOpen_ && bodyUsed_ > 0 && Room() > 0; ++i)
-    PutLine("");
+  GuardAllocation(LineBytes(), [&] {
+    EndTable();
+    for (unsigned int i = 0; i < count && pageOpen_ && bodyUsed_ > 0 && Room() > 0; ++i)
+      PutLine("");
+  });
 }
 
 void CFilePrint::NewPage() {
-  if (inTable_) {
-    if (!holding_ && rowLinesOnPage_ > 0)
-      TableBreak();
-    return;
-  }
-  if (pageOpen_ && bodyUsed_ > 0)
-    EndPage();
+  GuardAllocation(LineBytes(), [&] {
+    if (inTable_) {
+      if (!holding_ && rowLinesOnPage_ > 0)
+        TableBreak();
+      return;
+    }
+    if (pageOpen_ && bodyUsed_ > 0)
+      EndPage();
+  });
 }
 
 // --- tables ------------------------------------------------------------------
 
 unsigned char CFilePrint::BeginTable(unsigned int count, const SPrintColumn* columns, unsigned int keyColumns) {
-  EndTable();
-  if (count == 0 || columns == nullptr || file_.GetHandle() == nullptr)
-    return 0;
-  columns_.clear();
-  for (unsigned int i = 0; i < count; ++i) {
-    const SPrintColumn& c = columns[i];
-    const unsigned int width = std::clamp(c.width, 1u, lineLength_ - 4);
-    const unsigned char align = c.align <= AlignCenter ? c.align : AlignLeft;
-    columns_.push_back({Sanitize(c.head), c.format != nullptr ? c.format : "", width, align});
-  }
-  // Key columns are repeated only when they leave MinKeyedWidth characters
-  // beside them; a column too wide to stand there is narrowed to fit.
-  keys_ = std::min(keyColumns, count);
-  unsigned int keyWidth = 1;
-  for (unsigned int i = 0; i < keys_; ++i)
-    keyWidth += columns_[i].width + 3;
-  if (keyWidth + 3 + MinKeyedWidth > lineLength_)
-    keys_ = 0;
-  else
-    for (unsigned int i = keys_; i < count; ++i)
-      columns_[i].width = std::min(columns_[i].width, lineLength_ - keyWidth - 3);
-  inTable_ = true;
-  cells_.clear();
-  held_.clear();
-  const auto slices = Slices();
-  holding_ = slices.size() > 1;
-  if (!holding_)
-    BeginSlice(slices.front());
-  return 1;
+  return GuardAllocation(LineBytes(), [&]() -> unsigned char {
+    EndTable();
+    if (count == 0 || columns == nullptr || file_.GetHandle() == nullptr)
+      return 0;
+    columns_.clear();
+    for (unsigned int i = 0; i < count; ++i) {
+      const SPrintColumn& c = columns[i];
+      const unsigned int width = std::clamp(c.width, 1u, lineLength_ - 4);
+      const unsigned char align = c.align <= AlignCenter ? c.align : AlignLeft;
+      columns_.push_back({Sanitize(c.head), c.format != nullptr ? c.format : "", width, align});
+    }
+    // Key columns are repeated only when they leave MinKeyedWidth characters
+    // beside them; a column too wide to stand there is narrowed to fit.
+    keys_ = std::min(keyColumns, count);
+    unsigned int keyWidth = 1;
+    for (unsigned int i = 0; i < keys_; ++i)
+      keyWidth += columns_[i].width + 3;
+    if (keyWidth + 3 + MinKeyedWidth > lineLength_)
+      keys_ = 0;
+    else
+      for (unsigned int i = keys_; i < count; ++i)
+        columns_[i].width = std::min(columns_[i].width, lineLength_ - keyWidth - 3);
+    inTable_ = true;
+    cells_.clear();
+    held_.clear();
+    const auto slices = Slices();
+    holding_ = slices.size() > 1;
+    if (!holding_)
+      BeginSlice(slices.front());
+    return 1;
+  });
 }
 
 std::vector<std::vector<unsigned int>> CFilePrint::Slices() const {
@@ -584,58 +611,68 @@ void CFilePrint::FinishRow() {
 }
 
 void CFilePrint::Cell(const char* text) {
-  if (inTable_)
-    AddCell(Sanitize(FormatText(columns_[cells_.size()].format.c_str(), text).c_str()));
+  GuardAllocation(LineBytes(), [&] {
+    if (inTable_)
+      AddCell(Sanitize(FormatText(columns_[cells_.size()].format.c_str(), text).c_str()));
+  });
 }
 
 void CFilePrint::Cell(long long value) {
-  if (inTable_)
-    AddCell(FormatInteger(columns_[cells_.size()].format.c_str(), value));
+  GuardAllocation(LineBytes(), [&] {
+    if (inTable_)
+      AddCell(FormatInteger(columns_[cells_.size()].format.c_str(), value));
+  });
 }
 
 void CFilePrint::Cell(double value) {
-  if (inTable_)
-    AddCell(FormatReal(columns_[cells_.size()].format.c_str(), value));
+  GuardAllocation(LineBytes(), [&] {
+    if (inTable_)
+      AddCell(FormatReal(columns_[cells_.size()].format.c_str(), value));
+  });
 }
 
 void CFilePrint::Separator() {
-  if (!inTable_)
-    return;
-  if (!cells_.empty())
-    FinishRow();
-  if (holding_)
-    held_.emplace_back();
-  else
-    PrintSeparator();
+  GuardAllocation(LineBytes(), [&] {
+    if (!inTable_)
+      return;
+    if (!cells_.empty())
+      FinishRow();
+    if (holding_)
+      held_.emplace_back();
+    else
+      PrintSeparator();
+  });
 }
 
 void CFilePrint::EndTable() {
-  if (!inTable_)
-    return;
-  if (!cells_.empty())
-    FinishRow();
-  if (holding_) {
-    bool first = true;
-    for (const auto& slice : Slices()) {
-      if (!first)
-        PutLine("");
-      first = false;
-      BeginSlice(slice);
-      for (const Row& row : held_) {
-        if (row.empty())
-          PrintSeparator();
-        else
-          PrintRow(row);
+  GuardAllocation(LineBytes(), [&] {
+    if (!inTable_)
+      return;
+    if (!cells_.empty())
+      FinishRow();
+    if (holding_) {
+      bool first = true;
+      for (const auto& slice : Slices()) {
+        if (!first)
+          PutLine("");
+        first = false;
+        BeginSlice(slice);
+        for (const Row& row : held_) {
+          if (row.empty())
+            PrintSeparator();
+          else
+            PrintRow(row);
+        }
+        EndSlice();
       }
+    } else {
       EndSlice();
     }
-  } else {
-    EndSlice();
-  }
-  inTable_ = false;
-  holding_ = false;
-  held_.clear();
-  columns_.clear();
+    inTable_ = false;
+    holding_ = false;
+    held_.clear();
+    columns_.clear();
+  });
 }
 
 } // namespace zel

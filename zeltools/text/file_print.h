@@ -80,6 +80,7 @@
 /// `Close` returns 0. Calls that do not fit the state (a cell without a
 /// table, output while closed) are ignored.
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -242,6 +243,7 @@ private:
   void StartPage();
   void EndPage();
   void Emit(const std::string& line);
+  std::uint64_t LineBytes() const noexcept;
 
   CFileBase file_;
   bool failed_ = false;

@@ -1,10 +1,10 @@
 #include "zeltools/text/file_text.h"
-#include "zeltools/text/phrase.h"
-
-#include "zeltools/text/phrase.h"
 
 #include <algorithm>
 #include <cstring>
+
+#include "zeltools/memory/memory.h"
+#include "zeltools/text/phrase.h"
 
 namespace zel {
 
@@ -33,7 +33,7 @@ bool CFileText::NextWindow() {
   if (GetHandle() == nullptr || fileLength < 0 || start >= static_cast<unsigned long long>(fileLength))
     return false;
   const auto size = static_cast<unsigned int>(std::min<unsigned long long>(WindowSize, fileLength - start));
-  window_.resize(WindowSize);
+  GuardAllocation(WindowSize, [&] { window_.resize(WindowSize); });
   if (!CFileBase::Read(window_.data(), size, static_cast<long long>(start)))
     return false;
   Reset(window_.data(), size, start);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "zeltools/errors/exception.h"
+#include "zeltools/memory/memory.h"
 #include "zeltools/text/list_text.h"
 #include "zeltools/text/phrase.h"
 #include "zeltools/text/resource.h"
@@ -93,12 +94,14 @@ void CMessage::PutList(Vector<unsigned int>& numbers, unsigned short id, const c
   std::vector<char> listText;
   ListText(numbers.GetSize(), numbers.data(), listText);
   CPhraseText& entry = list_->back();
-  std::vector<char> joined;
-  if (const char* old = entry.GetText())
-    joined.assign(old, old + std::strlen(old));
-  joined.insert(joined.end(), listText.begin(), listText.end());
-  entry.SetText(joined.data());
-  entry.list.assign(numbers.begin(), numbers.end());
+  const char* old = entry.GetText();
+  const std::size_t oldLength = old != nullptr ? std::strlen(old) : 0;
+  GuardAllocation(oldLength + listText.size() + numbers.size() * sizeof(unsigned int), [&] {
+    std::vector<char> joined(old, old + oldLength);
+    joined.insert(joined.end(), listText.begin(), listText.end());
+    entry.SetText(joined.data());
+    entry.list.assign(numbers.begin(), numbers.end());
+  });
   numbers.clear();
 }
 

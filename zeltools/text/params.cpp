@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "zeltools/memory/memory.h"
 #include "zeltools/text/letter_case.h"
 #include "zeltools/text/number_text.h"
 #include "zeltools/text/strings.h"
@@ -65,7 +66,9 @@ unsigned int SeparateString(const std::string& text, VCText& parts, const char* 
 unsigned int SeparateString(const char* text, std::vector<std::string>& parts, const char* separators,
                             unsigned char keepEmpty) {
   std::vector<std::string> found;
-  SplitParts(text, separators, keepEmpty, [&found](std::string_view part) { found.emplace_back(part); });
+  SplitParts(text, separators, keepEmpty, [&found](std::string_view part) {
+    GuardAllocation(part.size() + sizeof(std::string), [&] { found.emplace_back(part); });
+  });
   parts.swap(found);
   return static_cast<unsigned int>(parts.size());
 }
