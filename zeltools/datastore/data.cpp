@@ -1083,19 +1083,23 @@ void CData::Write(CFileBase& file, DOCUMENT& doc, unsigned char flag) {
   if ((modify_ & 0x11) != 0)
     Compress();
   WriteBlock(file, doc, false, [&] { WritePayload(file, SStoredLayout{}); });
-  modify_ = 0;
+  // A block that failed is not saved: the table stays marked changed.
+  if (doc.length != 0)
+    modify_ = 0;
 }
 
 void CData::WriteOld(CFileBase& file, DOCUMENT_OLD& doc, const char* mask) {
   WriteBlockOld(file, doc, false, [&] { WritePayload(file, OldLayout(mask, dataLength_)); });
-  modify_ = 0;
+  if (doc.length != 0)
+    modify_ = 0;
 }
 
 void CData::WriteOld(CFileBase& file, DOCUMENT_OLD& doc, const VBase& fixed, const char* mask) {
   SStoredLayout layout = OldLayout(mask, fixed.GetLength());
   layout.fixedIn = &fixed;
   WriteBlockOld(file, doc, false, [&] { WritePayload(file, layout); });
-  modify_ = 0;
+  if (doc.length != 0)
+    modify_ = 0;
 }
 
 unsigned char CData::ReadPayload(CFileBase& file, const unsigned char* block, std::size_t length,
@@ -1288,14 +1292,31 @@ void _CData::Write(CFileBase& file, DOCUMENT& doc, unsigned char flag) {
     return;
   if (version_ < 2)
     version_ = 2;
-  if (GetQuantity() == 0)
+  const unsigned char marks = modify_;
+  if (GetQuantity() == 0) {
     doc = DOCUMENT{};
-  else
+  } else {
     CData::Write(file, doc, flag);
+    if (doc.length == 0)
+      return; // failed and reported: a head there would follow no block
+  }
+  // The table is saved only with its head: a head that fails takes back the
+  // record and the marks, so that no reader looks for it behind the block.
+  const unsigned int errors = file.GetErrorCount();
   const auto size = static_cast<unsigned int>(head_.size());
-  file.Write(&size, sizeof size);
-  if (size != 0)
-    file.Write(head_.data(), size);
+  const auto unsaved = [&] {
+    doc = DOCUMENT{};
+    modify_ = marks;
+  };
+  try {
+    if (file.Write(&size, sizeof size) >= 0 && size != 0)
+      file.Write(head_.data(), size);
+  } catch (...) {
+    unsaved();
+    throw;
+  }
+  if (file.GetErrorCount() != errors)
+    unsaved();
 }
 
 unsigned char _CData::Read(CFileBase& file, const DOCUMENT& doc, unsigned int flag) {

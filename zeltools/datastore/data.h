@@ -308,8 +308,9 @@ public:
   /// One block: version (1), quantity (4), full size (4), the leading
   /// `dataLength` data bytes of every line, then per line its text with its
   /// zero and per base a 4-byte count and the elements. Packs first when
-  /// 0x11 is set; clears `modify`. An empty table with `flag` 0 writes
-  /// nothing and clears `doc`; with `flag` set it writes the nine head
+  /// 0x11 is set; clears `modify` once the block is written (a failed write
+  /// leaves `doc` {0, 0} and the marks set). An empty table with `flag` 0
+  /// writes nothing and clears `doc`; with `flag` set it writes the nine head
   /// bytes. The version is written as it stands.
   void Write(CFileBase& file, DOCUMENT& doc, unsigned char flag);
   /// Clears the lines and reads the block back into this table's shape (the
@@ -326,7 +327,8 @@ public:
   /// leading `dataLength` data bytes), and, for every base that `mask` does
   /// not exclude, a 4-byte count and the elements. A character '0' at index
   /// b of `mask` excludes base b; a null or shorter mask excludes nothing.
-  /// Empty tables are written too (five bytes). Clears `modify`.
+  /// Empty tables are written too (five bytes). Clears `modify` as `Write`
+  /// does.
   void WriteOld(CFileBase& file, DOCUMENT_OLD& doc, const char* mask = nullptr);
   /// The same with the fixed parts taken from `fixed`: element n (its own
   /// width) for line n, zeros for lines beyond its count; data blocks are
@@ -424,7 +426,9 @@ public:
   /// empty table writes nothing with `flag` 0 (`doc` untouched); with
   /// `flag` set `doc` is cleared and only the head size and head are
   /// written (a head that `Read` never reads back: it reads the head only
-  /// after a non-empty block of version 2 or more).
+  /// after a non-empty block of version 2 or more). A table block that fails
+  /// is not followed by a head; a head that fails leaves `doc` {0, 0} and the
+  /// marks as they were, as a failed block does.
   void Write(CFileBase& file, DOCUMENT& doc, unsigned char flag);
   /// The table, then the head (at most this table's head size) when the
   /// version is 2 or more and `doc` has a length.

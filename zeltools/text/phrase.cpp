@@ -291,12 +291,18 @@ constexpr std::size_t SmallestStoredMessage = 2 + 8 + 4;
 unsigned char WritePhrase(CPhrase& phrase, CFileBase& file, DOCUMENT& doc) {
   bool ok = true;
   WriteBlock(file, doc, phrase.empty(), [&] {
+    // The prefixed string form does not tell a failure that went to a sink,
+    // so the failure count does; the first failure ends the block. Stopping
+    // there also keeps `message` valid when `phrase` is the file's sink.
+    const unsigned int errors = file.GetErrorCount();
     unsigned char head[4];
     StoreU32(head, phrase.GetQuantity());
     ok = file.Write(head, 4, -1) >= 0;
     for (std::size_t i = 0; ok && i < phrase.size(); ++i) {
       const CPhraseText& message = phrase[i];
       file.WriteString(message.GetText(), 2);
+      if (file.GetErrorCount() != errors)
+        return false;
       unsigned char packed[12];
       packed[0] = message.kind;
       StoreU32(packed + 1, message.param1);

@@ -209,9 +209,14 @@ unsigned long long VCText::Write(CFileBase& file, int mode, long long pos) const
   const long long at = file.Write(&count, sizeof count, pos);
   if (at < 0)
     return WriteFailed;
-  for (const CText& text : *this)
+  // The prefixed string forms do not tell a failure that went to a sink: the
+  // failure count does, and the first failure ends the list.
+  for (const CText& text : *this) {
     text.WriteString(file, mode);
-  return file.GetErrorCount() == errors ? static_cast<unsigned long long>(at) : WriteFailed;
+    if (file.GetErrorCount() != errors)
+      return WriteFailed;
+  }
+  return static_cast<unsigned long long>(at);
 }
 
 unsigned char VCText::Read(CFileBase& file, long long pos, int mode) { return ReadTexts(file, pos, mode, 4); }
