@@ -5,6 +5,20 @@
 # reads its messages from them. Relative script paths are taken from the
 # current source directory; files the scripts #include are tracked, so an
 # edit of one recompiles the tables.
+#
+# On Windows the scripts are compiled by the resource compiler (GNU windres)
+# into string resources of <target>, a DLL, module or executable, with the
+# language of each LANGUAGE statement; CResurce reads them as the system's
+# string loader does. The scripts are read as Windows-1251 unless they say
+# otherwise (#pragma code_page), and the LANG_ and SUBLANG_ names come from the
+# system's resource headers, so that scripts need not include them. This file
+# enables the RC language, so include it (or find ZelTools) in the top
+# directory of the targets that use it.
+if(WIN32)
+  enable_language(RC)
+  set(ZEL_STRING_TABLE_RC_OPTIONS --codepage=1251 --preprocessor-arg=-include --preprocessor-arg=winresrc.h)
+endif()
+
 function(zel_add_string_tables target)
   if(NOT ARGN)
     message(FATAL_ERROR "zel_add_string_tables(${target}): no resource script given")
@@ -14,6 +28,11 @@ function(zel_add_string_tables target)
     get_filename_component(script ${script} ABSOLUTE BASE_DIR ${CMAKE_CURRENT_SOURCE_DIR})
     list(APPEND scripts ${script})
   endforeach()
+  if(WIN32)
+    target_sources(${target} PRIVATE ${scripts})
+    set_property(SOURCE ${scripts} APPEND PROPERTY COMPILE_OPTIONS ${ZEL_STRING_TABLE_RC_OPTIONS})
+    return()
+  endif()
   set(compiler ZelTools::rc_compile)
   get_target_property(aliased ZelTools::rc_compile ALIASED_TARGET)
   if(aliased)

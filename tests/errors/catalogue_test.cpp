@@ -12,12 +12,18 @@
 namespace zel {
 namespace {
 
+// The text of `id`, or null when the catalogue has none.
+const char* Text(unsigned int id, unsigned short langId) {
+  static char text[internal::CatalogueTextSize];
+  return internal::LibraryString(id, langId, text, sizeof text) ? text : nullptr;
+}
+
 TEST(Catalogue, EveryIdHasATextInBothLanguagesOrInNeither) {
   unsigned int ids = 0;
   for (unsigned int id = 0; id <= 70000; ++id) {
-    const char* english = internal::LibraryString(id, LanguageEnglish);
-    const char* russian = internal::LibraryString(id, LanguageRussian);
-    ASSERT_EQ(english == nullptr, russian == nullptr) << id;
+    const bool english = Text(id, LanguageEnglish) != nullptr;
+    const char* russian = Text(id, LanguageRussian);
+    ASSERT_EQ(english, russian != nullptr) << id;
     if (russian == nullptr)
       continue;
     ++ids;
@@ -27,7 +33,7 @@ TEST(Catalogue, EveryIdHasATextInBothLanguagesOrInNeither) {
       ASSERT_FALSE((text[k - 1] == '\xD0' || text[k - 1] == '\xD1') && (text[k] & 0xC0) == 0x80) << id;
   }
   EXPECT_EQ(ids, 92u);
-  EXPECT_EQ(internal::LibraryString(0xFFFFFFFFu, LanguageEnglish), nullptr);
+  EXPECT_EQ(Text(0xFFFFFFFFu, LanguageEnglish), nullptr);
 }
 
 TEST(Catalogue, CompiledTableMatchesTheResourceScripts) {
@@ -39,9 +45,9 @@ TEST(Catalogue, CompiledTableMatchesTheResourceScripts) {
   ASSERT_EQ(scripts.english.size(), 92u);
   ASSERT_EQ(scripts.russian.size(), 92u);
   for (const auto& [id, text] : scripts.english)
-    EXPECT_EQ(internal::LibraryString(id, LanguageEnglish), text) << id;
+    EXPECT_EQ(Text(id, LanguageEnglish), text) << id;
   for (const auto& [id, text] : scripts.russian)
-    EXPECT_EQ(internal::LibraryString(id, LanguageRussian), text) << id;
+    EXPECT_EQ(Text(id, LanguageRussian), text) << id;
 }
 
 } // namespace

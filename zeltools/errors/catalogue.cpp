@@ -1,15 +1,29 @@
-// The library's own message catalogue. The rows are compiled from the
-// resource scripts in zeltools/resources/ when the library is built (see
-// cmake/ZelToolsCatalogue.cmake), so no file is needed at run time and the
-// table is constant data: no code runs to set it up.
+// The library's own message catalogue, compiled from the resource scripts in
+// zeltools/resources/ when the library is built (cmake/ZelToolsCatalogue.cmake).
+// On Windows the scripts become string resources of the module that holds the
+// library, read the way the system's string loader reads them; elsewhere they
+// become constant rows of this file. Either way no file is needed at run time
+// and no code runs to set the table up.
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 #include "zeltools/errors/internal/catalogue.h"
 #include "zeltools/errors/language.h"
+#include "zeltools/platform/platform.h"
 
 namespace zel::internal {
 namespace {
+
+#if defined(_WIN32)
+
+// The catalogue's resources are an object of their own, which a static
+// library would leave out of the program: naming their symbol here links
+// them in wherever the catalogue is read.
+extern "C" const char zel_catalogue_resources[];
+[[gnu::used]] const void* const volatile linkCatalogueResources = zel_catalogue_resources;
+
+#else
 
 struct Row {
   unsigned short id;
@@ -30,16 +44,44 @@ constexpr bool StrictlyAscending() {
 // The look-up below is a binary search.
 static_assert(StrictlyAscending(), "catalogue rows must be sorted by id without repeats");
 
-} // namespace
-
-const char* LibraryString(unsigned int id, unsigned short langId) noexcept {
+bool Lookup(unsigned int id, unsigned short langId, char* text, std::size_t size) noexcept {
   const Row* row = std::lower_bound(std::begin(rows), std::end(rows), id,
                                     [](const Row& r, unsigned int key) { return r.id < key; });
   if (row == std::end(rows) || row->id != id)
-    return nullptr;
+    return false;
+  const char* found = langId == LanguageRussian ? row->russian : row->english;
+  if (found == nullptr)
+    return false;
+  const std::size_t length = std::min(std::strlen(found), size - 1);
+  std::memcpy(text, found, length);
+  text[length] = '\0';
+  return true;
+}
+
+#endif
+
+} // namespace
+
+bool ModuleResourceString(void* module, unsigned int id, unsigned short langId, char* text, std::size_t size) noexcept {
+  if (text == nullptr || size == 0)
+    return false;
+  const auto read = platform::Calls().resourceString;
   const bool russian = langId == LanguageRussian;
-  const char* wanted = russian ? row->russian : row->english;
-  return wanted != nullptr ? wanted : (russian ? row->english : row->russian);
+  return read(module, id, russian ? LanguageRussian : LanguageEnglish, text, size) >= 0 ||
+         read(module, id, russian ? LanguageEnglish : LanguageRussian, text, size) >= 0;
+}
+
+bool LibraryString(unsigned int id, unsigned short langId, char* text, std::size_t size) noexcept {
+#if defined(_WIN32)
+  return ModuleResourceString(platform::Calls().libraryModule(), id, langId, text, size);
+#else
+  if (text == nullptr || size == 0)
+    return false;
+  *text = '\0';
+  const bool russian = langId == LanguageRussian;
+  return Lookup(id, russian ? LanguageRussian : LanguageEnglish, text, size) ||
+         Lookup(id, russian ? LanguageEnglish : LanguageRussian, text, size);
+#endif
 }
 
 } // namespace zel::internal

@@ -19,14 +19,15 @@ constexpr const char* NotMessageFormat = " Not message %d";
 std::atomic<unsigned int> crashLanguage{0};
 
 // The text of library message `id` in the thread's language, or the
-// " Not message %d" fallback filled with the id into `spare`. Nothing is
+// " Not message %d" fallback filled with the id, in `text`. Nothing is
 // allocated, so that the out-of-memory messages can still be raised when
 // the heap is exhausted.
-const char* LibraryFormat(unsigned int id, char (&spare)[64]) noexcept {
-  if (const char* found = internal::LibraryString(id, GetThreadUILanguage()))
-    return found;
-  std::snprintf(spare, sizeof spare, NotMessageFormat, static_cast<int>(id));
-  return spare;
+using CatalogueText = char[internal::CatalogueTextSize];
+
+const char* LibraryFormat(unsigned int id, CatalogueText& text) noexcept {
+  if (!internal::LibraryString(id, GetThreadUILanguage(), text, sizeof text))
+    std::snprintf(text, sizeof text, NotMessageFormat, static_cast<int>(id));
+  return text;
 }
 
 } // namespace
@@ -71,13 +72,13 @@ void CrashFormat(const char* format, ...) {
 }
 
 void GetLibraryMessage(unsigned int id, std::string& text) {
-  char spare[64];
-  text = LibraryFormat(id, spare);
+  CatalogueText catalogue;
+  text = LibraryFormat(id, catalogue);
 }
 
 void CrashMessage(unsigned int id, ...) {
-  char spare[64];
-  const char* format = LibraryFormat(id, spare);
+  CatalogueText catalogue;
+  const char* format = LibraryFormat(id, catalogue);
   if (*format == '\0')
     throw Exception(Exception::RunTimeError, "");
   char buffer[Exception::DescriptionSize] = {};

@@ -139,6 +139,34 @@ struct SystemCalls {
   // When the status is lost (SIGCHLD ignored by the process), the result is
   // 0 if the program wrote something, else 1.
   int (*runProgram)(const char* const* arguments, char* output, std::size_t size, std::size_t& length);
+
+  // --- Thread language and string resources of modules --------------------
+  // The calling thread's user-interface language: the id last set on the
+  // thread through `setThreadUILanguage`, else the system's default for the
+  // thread (Windows: its thread UI language; here: 1049 when the first set of
+  // LC_ALL, LC_MESSAGES, LANG starts with "ru", else 1033). Setting 0 goes
+  // back to that default. Neither entry touches the last error: the language
+  // is read while an error is being reported.
+  unsigned short (*threadUILanguage)();
+  unsigned short (*setThreadUILanguage)(unsigned short langId);
+  // Where modules keep string resources (Windows): maps the module file
+  // `name` for its resources only, running none of its code. Null when the
+  // file is no such module, and always null (ENOSYS) on a system whose
+  // modules keep none.
+  void* (*resourceModuleOpen)(const char* name);
+  bool (*resourceModuleClose)(void* module);
+  // The module that holds the library's code, and so its catalogue: the
+  // library's DLL, or the executable it is linked into. Null (ENOSYS) where
+  // modules keep no string resources.
+  void* (*libraryModule)();
+  // String `id` of `module` (any module handle of the system's loader, or
+  // one from `resourceModuleOpen`) in the table of `langId`'s primary
+  // language, the English table taking in the language-neutral one,
+  // converted to Windows-1251 into `text`: at most `size - 1` bytes, then a
+  // NUL. The bytes stored, or -1 when the table has no such string (an empty
+  // string is stored as none). A string block that overruns its resource is
+  // read as far as it is whole.
+  long (*resourceString)(void* module, unsigned int id, unsigned short langId, char* text, std::size_t size);
 };
 
 /// The table in force. Tests may assign entries and must restore them

@@ -196,8 +196,9 @@ void CPhrase::AppendMessage(const char* text, unsigned char kind, unsigned int p
 }
 
 void CPhrase::Append(unsigned int id, unsigned char kind, unsigned int param1, unsigned int param2) {
-  const char* text = internal::LibraryString(id, GetThreadUILanguage());
-  Append(text != nullptr ? text : "", kind, param1, param2);
+  char text[internal::CatalogueTextSize];
+  internal::LibraryString(id, GetThreadUILanguage(), text, sizeof text);
+  Append(text, kind, param1, param2);
 }
 
 void CPhrase::Append(const char* text, unsigned char kind, unsigned int param1, const unsigned int* list,

@@ -84,8 +84,8 @@ const char* CResurce::GetText(unsigned int id, CResurceString& out, unsigned cha
   const unsigned short language = GetThreadUILanguage();
   std::string text;
   for (unsigned int k = 0;; ++k) {
-    const char* entry = internal::ResourceModuleString(module_, id + k, language);
-    if (entry == nullptr) {
+    char entry[MaxEntry + 1];
+    if (!internal::ResourceModuleString(module_, id + k, language, entry, sizeof entry)) {
       if (k == 0) {
         char number[32];
         std::snprintf(number, sizeof number, "%d", static_cast<int>(id));
@@ -93,7 +93,7 @@ const char* CResurce::GetText(unsigned int id, CResurceString& out, unsigned cha
       }
       break;
     }
-    const std::size_t size = std::min(std::strlen(entry), MaxEntry);
+    const std::size_t size = std::strlen(entry);
     if (k > 0)
       text += '\n';
     if (size == 0)

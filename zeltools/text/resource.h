@@ -12,7 +12,15 @@
 /// string tables were compiled into it with the CMake helper
 /// `zel_add_string_tables(<target> <script.rc>...)`, or the name
 /// "ZelTools.dll", which stands for the library's own catalogue. Texts are
-/// Windows-1251 bytes. Look-ups read the table of the calling thread's
+/// Windows-1251 bytes.
+///
+/// On Windows the helper compiles the scripts into string resources of the
+/// DLL or executable, and a module is mapped as a data file (none of its
+/// code runs) and read as the system's string loader reads it: blocks of 16
+/// strings per language, UTF-16 converted to 1251. A string table there
+/// cannot hold an empty string: an empty entry of such a module reads as a
+/// missing one. The library's own catalogue is read from the module that
+/// holds the library (its DLL, or the executable it is linked into). Look-ups read the table of the calling thread's
 /// user-interface language (`GetThreadUILanguage`), and the other table when
 /// that one lacks the id.
 ///
@@ -75,8 +83,8 @@ public:
   /// With `module` null: lets go of the module held so far and loads
   /// `fileName` (see the file comment). Otherwise takes `module` as given: a
   /// handle from `GetModule` of another object (shared with it), or a handle
-  /// of the system's loader (dlopen), which this object then owns as it would
-  /// own a module it loaded. In that case the module held before is not let
+  /// of the system's loader (dlopen, or a Windows module handle), which this
+  /// object then owns as it would own a module it loaded. In that case the module held before is not let
   /// go: it stays loaded for the life of the process, so that texts already
   /// read from it stay valid. Either way the name is stored. Throws `Exception` (code 2) with
   /// "The file of resources is not found:\n<fileName>" when no module

@@ -1,6 +1,8 @@
 #include "zeltools/text/internal/resource_module.h"
 
+#include <algorithm>
 #include <cctype>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -16,10 +18,23 @@ namespace {
 
 struct Module {
   ScriptTables tables;
-  bool library = false;       // the library's own catalogue
+  bool library = false;         // the library's own catalogue
   void* sharedObject = nullptr; // owned; closed with the module
+  bool mapped = false;          // `sharedObject` came from resourceModuleOpen, not the loader
+  bool resources = false;       // its strings are the system's string resources of `sharedObject`
   unsigned long holders = 1;
 };
+
+// Windows keeps string tables as resources of a module; elsewhere a shared
+// object exports the image that zel_add_string_tables compiled into it.
+bool ModulesKeepStringResources() { return platform::Calls().libraryModule() != nullptr; }
+
+void Close(const Module& module) {
+  if (module.mapped)
+    platform::Calls().resourceModuleClose(module.sharedObject);
+  else
+    platform::Calls().sharedObjectClose(module.sharedObject);
+}
 
 struct Registry {
   std::mutex lock;
@@ -48,7 +63,7 @@ void* Register(std::unique_ptr<Module> module, bool opened = false) {
       ++found->second->holders;
       guard.unlock();
       if (opened)
-        platform::Calls().sharedObjectClose(key->sharedObject);
+        Close(*key);
       return found->second;
     }
     r.bySharedObject[key->sharedObject] = key;
@@ -69,18 +84,19 @@ bool IsLibraryName(const std::string& fileName) {
   return true;
 }
 
-// 0: no such file (or not a regular one); 1: an ELF shared object; 2: any
-// other file.
+// 0: no such file (or not a regular one); 1: an executable module (an ELF
+// shared object, or a Windows image, "MZ"); 2: any other file.
 int FileKind(const std::string& path) {
   const auto& calls = platform::Calls();
   void* file = calls.fileOpenRegular(path.c_str());
   if (file == nullptr)
     return 0;
   unsigned char head[4] = {};
-  const bool elf = platform::ReadAt(file, head, sizeof head, 0) == sizeof head && head[0] == 0x7F &&
-                   head[1] == 'E' && head[2] == 'L' && head[3] == 'F';
+  const bool whole = platform::ReadAt(file, head, sizeof head, 0) == sizeof head;
   calls.fileClose(file);
-  return elf ? 1 : 2;
+  const bool elf = head[0] == 0x7F && head[1] == 'E' && head[2] == 'L' && head[3] == 'F';
+  const bool image = head[0] == 'M' && head[1] == 'Z';
+  return whole && (elf || image) ? 1 : 2;
 }
 
 // Reads the tables compiled into an open shared object; a module without
@@ -88,6 +104,10 @@ int FileKind(const std::string& path) {
 std::unique_ptr<Module> FromSharedObject(void* object, const std::string& name) {
   auto module = std::make_unique<Module>();
   module->sharedObject = object;
+  if (ModulesKeepStringResources()) {
+    module->resources = true;
+    return module;
+  }
   const auto* data = static_cast<const unsigned char*>(platform::Calls().sharedObjectSymbol(object, TableImageSymbol));
   const auto* size = static_cast<const unsigned long long*>(platform::Calls().sharedObjectSymbol(object, TableImageSizeSymbol));
   if (data != nullptr && size != nullptr && !DecodeTableImage(data, static_cast<std::size_t>(*size), module->tables)) {
@@ -118,10 +138,22 @@ void* LoadResourceModule(const std::string& fileName) {
   // The loader searches its library path for a bare name; a file in the
   // current folder is named with "./" so that it is the one loaded.
   std::string path = fileName;
-  if (kind == 1 && path.find('/') == std::string::npos)
+  const bool bare = path.find_first_of("/\\") == std::string::npos;
+  if (kind == 1 && bare)
     path = "./" + path;
-  else if (kind == 0 && (path.empty() || path.find('/') != std::string::npos))
+  else if (kind == 0 && (path.empty() || !bare))
     return nullptr;
+  if (ModulesKeepStringResources()) {
+    // Mapped for its resources only: none of the module's code runs.
+    void* mapped = platform::Calls().resourceModuleOpen(path.c_str());
+    if (mapped == nullptr)
+      return nullptr;
+    auto module = std::make_unique<Module>();
+    module->sharedObject = mapped;
+    module->mapped = true;
+    module->resources = true;
+    return Register(std::move(module), true);
+  }
   void* object = platform::Calls().sharedObjectOpen(path.c_str());
   if (object == nullptr)
     return nullptr;
@@ -163,19 +195,29 @@ void ReleaseResourceModule(void* module) noexcept {
       r.bySharedObject.erase(freed->sharedObject);
   }
   if (freed->sharedObject != nullptr)
-    platform::Calls().sharedObjectClose(freed->sharedObject);
+    Close(*freed);
 }
 
-const char* ResourceModuleString(void* module, unsigned int id, unsigned short langId) noexcept {
+bool ResourceModuleString(void* module, unsigned int id, unsigned short langId, char* text, std::size_t size) noexcept {
+  if (text == nullptr || size == 0)
+    return false;
+  *text = '\0';
   if (module == nullptr)
-    return nullptr;
+    return false;
   // A held module is never changed or freed under its holders, so reading
   // it needs no lock.
   const auto* m = static_cast<const Module*>(module);
   if (m->library)
-    return LibraryString(id, langId);
-  const std::string* text = m->tables.Find(id, langId);
-  return text != nullptr ? text->c_str() : nullptr;
+    return LibraryString(id, langId, text, size);
+  if (m->resources)
+    return ModuleResourceString(m->sharedObject, id, langId, text, size);
+  const std::string* found = m->tables.Find(id, langId);
+  if (found == nullptr)
+    return false;
+  const std::size_t length = std::min(std::strlen(found->c_str()), size - 1);
+  std::memcpy(text, found->data(), length);
+  text[length] = '\0';
+  return true;
 }
 
 } // namespace zel::internal

@@ -16,6 +16,7 @@
 #include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
 #include "zeltools/platform/posix/file_services.h"
+#include "zeltools/platform/posix/resources.h"
 
 namespace zel {
 namespace platform {
@@ -334,6 +335,9 @@ constexpr SystemCalls posixCalls = {
     // Work files, mapped files, times, paths and dialogs.
     posix::FileMap, posix::FileUnmap, posix::DiskFree, posix::FileTimes, posix::TimeNow, posix::LocalCalendar,
     posix::ExecutablePath, posix::RunProgram,
+    // Thread language and string resources of modules.
+    posix::ThreadUILanguage, posix::SetThreadUILanguage, posix::ResourceModuleOpen, posix::ResourceModuleClose,
+    posix::LibraryModule, posix::ResourceString,
 };
 
 SystemCalls currentCalls = posixCalls;
