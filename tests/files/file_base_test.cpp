@@ -438,25 +438,6 @@ TEST_F(FileBaseTest, InterruptionsAndPartialTransfersAreRetried) {
   EXPECT_EQ(Bytes(path_), data);
 }
 
-TEST_F(FileBaseTest, AWriteThatFillsTheDiskDoesNotAdvanceTheLength) {
-  platform::ScopedCalls saved;
-  CPhrase sink;
-  CFileBase f;
-  ASSERT_EQ(f.Open(path_.c_str(), "rw", &sink), 1);
-  f.Write("abcd", 4);
-  // The disk fills after 10 more bytes.
-  platform::Calls().fileWriteAt = [](void* h, const void* b, std::size_t n, std::int64_t at) -> std::int64_t {
-    n = std::min<std::size_t>(n, at < 14 ? static_cast<std::size_t>(14 - at) : 0);
-    return n == 0 ? Fail(ENOSPC) : platform::DefaultCalls().fileWriteAt(h, b, n, at);
-  };
-  EXPECT_EQ(f.Write(Buffer(20000, 7).data(), 20000), -1);
-  EXPECT_EQ(f.GetLength(), 4);
-  EXPECT_STREQ(sink.front().GetText(), "No space left on device");
-  unsigned char got[4];
-  ASSERT_EQ(f.Read(got, 4, 0), 1);
-  EXPECT_EQ(std::memcmp(got, "abcd", 4), 0);
-}
-
 // 4 GB and more go to the system in pieces of 0xFFFFEFFF bytes; below that
 // in one request. The buffer is an untouched reservation.
 TEST_F(FileBaseTest, HugeTransfersGoInPieces) {
