@@ -56,7 +56,7 @@ TEST_F(WriteFaults, EveryWriterOfBlocksReportsAFullDeviceAndLosesNothing) {
   VBase fixed;
   fixed.SetType(0, 3), fixed.SetSize(2);
   VDataFile files;
-  files.Append("a.txt", 20000, std::string(20000, 'f').data(), 7);
+  files.Append("a.txt", 1100000, std::string(1100000, 'f').data(), 7); // more than the table writer gathers
   files.Append("b.txt", 3, "abc", 1);
   VDblData rowsOfDoubles;
   rowsOfDoubles.Append("beam", 3000, doubles.data(), 2);
