@@ -393,6 +393,16 @@ TEST(DataModel, RandomEditsMatchAPlainModel) {
         ExpectSame(copy, m);
         ExpectRoundTrips(t, m, dir.File("model.bin"));
         ExpectSame(t, m);
+        _CData source, headed; // the head goes with the table's copy; Clear zeroes it
+        source.Init(0, 0, 0, 3);
+        source.CData::Copy(t, 1);
+        source.SetHead("hd!", 3);
+        headed.Copy(source, 1);
+        ExpectSame(headed, m);
+        ASSERT_EQ(std::memcmp(headed.GetHead(), "hd!", 3), 0);
+        headed.Clear();
+        ASSERT_TRUE(headed.GetQuantity() == 0 && test::AllZero(headed.GetHead(), 3));
+        ASSERT_EQ(headed.GetModify() & 0x11, m.empty() ? source.GetModify() & 0x11 : 0x11);
       }
     }
   }
