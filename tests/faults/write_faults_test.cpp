@@ -18,20 +18,7 @@ namespace {
 
 using WriteFaults = test::FileTest;
 
-// Lines with a text, a data part of a double and two byte lists.
-CData& Fill(CData& t, unsigned int lines) {
-  for (unsigned int n = t.AddSize(lines); n <= lines; ++n) {
-    const double data = n * 0.5;
-    t.SetText(n, std::string(n % 40, 'a' + n % 26).c_str());
-    t.SetData(n, &data);
-    t.AppendBase(n, 0, 2, &n);
-    t.AppendBase(n, 1, n % 30, nullptr);
-  }
-  return t;
-}
-
 TEST_F(WriteFaults, EveryWriterOfBlocksReportsAFullDeviceAndLosesNothing) {
-  using W = test::BlockWriter;
   using F = CFileBase&;
   using D = DOCUMENT&;
   const auto old = [](D d, const DOCUMENT_OLD& o) { d = DOCUMENT{o.position, o.length}; };
@@ -49,10 +36,18 @@ TEST_F(WriteFaults, EveryWriterOfBlocksReportsAFullDeviceAndLosesNothing) {
     lists.Append(i % 50, doubles.data());
     headed.Append(i, i % 20, std::vector<unsigned int>(20, i).data());
   }
-  CData table;
+  CData table; // lines with a text, a data part of a double and two byte lists
+  table.Init(8, 8, 2);
+  for (unsigned int n = table.AddSize(400); n <= 400; ++n) {
+    const double data = n * 0.5;
+    table.SetText(n, std::string(n % 40, 'a' + n % 26).c_str());
+    table.SetData(n, &data);
+    table.AppendBase(n, 0, 2, &n);
+    table.AppendBase(n, 1, n % 30, nullptr);
+  }
   _CData withHead;
-  table.Init(8, 8, 2), withHead.Init(8, 8, 2, 20000); // a head large enough to fail on its own
-  Fill(table, 400), Fill(withHead, 200), withHead.SetHead("head", 4);
+  withHead.Init(8, 8, 2, 20000); // a head large enough to fail on its own
+  withHead.CData::Copy(table, 0), withHead.SetHead("head", 4);
   VBase fixed;
   fixed.SetType(0, 3), fixed.SetSize(2);
   VDataFile files;
@@ -70,7 +65,7 @@ TEST_F(WriteFaults, EveryWriterOfBlocksReportsAFullDeviceAndLosesNothing) {
   phrase.Append(nullptr, 6, 7);
   const struct {
     const char* name;
-    W write;
+    test::BlockWriter write;
     std::function<int()> mark;
   } writers[] = {
       {"Vector<double>", [&](F f, D d) { doubles.Write(f, d, 0); }},
