@@ -138,9 +138,10 @@ TEST(DataModel, RandomEditsMatchAPlainModel) {
     for (int step = 0; step < 400; ++step) {
       const unsigned int q = static_cast<unsigned int>(m.size());
       const unsigned int n = line();
-      unsigned int op = rng() % 16;
-      if ((op == 11 || op == 12) && rng() % 4 != 0)
+      unsigned int op = rng() % 20;
+      if ((op == 11 || op == 12 || op == 19) && rng() % 4 != 0)
         op = 0; // the mass erasures kept rare, so that the table grows
+      const CData copy(t); // a source of line images that the edit cannot move
       const Model before = m;
       t.ClearModify();
       std::vector<unsigned int> nums = RandomNumbers(rng, 4);
@@ -312,6 +313,60 @@ TEST(DataModel, RandomEditsMatchAPlainModel) {
         }
         break;
       }
+      case 16:
+      case 17: { // from line images: appended (one or two, or one with a new text) or replacing line n
+        const unsigned int from = line(), k = from == 0 || from > q ? 0 : std::min<unsigned int>(1 + rng() % 2, q + 1 - from);
+        const std::string text = rng() % 2 == 0 ? "Bb" : "";
+        const SDataLine* image = rng() % 2 == 0 ? copy.Get(from) : t.Get(from); // also from the lines it joins
+        if (op == 16 && k != 0 && rng() % 2 == 0) {
+          ASSERT_EQ(t.Append(image, text.c_str()), q + 1);
+          m.push_back(before[from - 1]);
+          m.back().text = text;
+        } else if (op == 16) {
+          ASSERT_EQ(t.Append(k, image), k == 0 ? 0u : q + 1);
+          m.insert(m.end(), before.begin() + (from - (k != 0)), before.begin() + (from - (k != 0) + k));
+        } else if (k != 0) {
+          const bool withText = rng() % 2 == 0;
+          ASSERT_EQ(withText ? t.Replace(n, image, text.c_str()) : t.Replace(n, image), n >= 1 && n <= q);
+          if (n >= 1 && n <= q) {
+            const std::string keep = m[n - 1].text;
+            m[n - 1] = before[from - 1];
+            m[n - 1].text = withText ? text : m[n - 1].text;
+            if (Lower(keep) == Lower(m[n - 1].text) && !m[n - 1].text.empty())
+              m[n - 1].text = keep;
+          }
+        }
+        break;
+      }
+      case 18: { // lines of another table, by a list of numbers (0 of them: all)
+        const unsigned int count = rng() % 3 == 0 ? 0u : static_cast<unsigned int>(nums.size());
+        unsigned int added = 0;
+        for (unsigned int i = 0; i < (count == 0 ? q : count); ++i)
+          if (count == 0 || (nums[i] >= 1 && nums[i] <= q))
+            ++added, m.push_back(before[(count == 0 ? i + 1 : nums[i]) - 1]);
+        ASSERT_EQ(t.Append(copy, count, nums.data()), added == 0 ? 0u : q + 1);
+        // The number-list readers, the reservation and the file mark change no line.
+        const bool valid = n >= 1 && n <= m.size();
+        const std::vector<unsigned int> model = valid ? m[n - 1].Numbers() : std::vector<unsigned int>{};
+        std::vector<unsigned int> got{99}, appended{99};
+        ASSERT_EQ(t.GetList(n, got), model.size());
+        ASSERT_EQ(got, model);
+        ASSERT_EQ(t.GetList(n), model.size());
+        ASSERT_EQ(t.GetList(appended, n), model.empty() ? 0 : 1);
+        ASSERT_EQ(appended.size(), model.size() + 1);
+        unsigned int listed = 7, *list = nullptr;
+        t.GetList(n, listed, list);
+        ASSERT_TRUE(listed == model.size() && (listed == 0 || std::equal(model.begin(), model.end(), list)));
+        t.SetMaxSize(q + 40);
+        ASSERT_GE(t.GetMaxSize(), q + 40);
+        t.ModifyFile(n);
+        ASSERT_EQ(t.GetModify() & 0x11, added != 0 || valid ? 0x11 : 0);
+        break;
+      }
+      case 19:
+        t.Clear();
+        m.clear();
+        break;
       default: {
         const bool many = t.GetPortionCount() >= 2 && q != 0;
         t.Compress();
@@ -338,6 +393,16 @@ TEST(DataModel, RandomEditsMatchAPlainModel) {
         ExpectSame(copy, m);
         ExpectRoundTrips(t, m, dir.File("model.bin"));
         ExpectSame(t, m);
+        _CData source, headed; // the head goes with the table's copy; Clear zeroes it
+        source.Init(0, 0, 0, 3);
+        source.CData::Copy(t, 1);
+        source.SetHead("hd!", 3);
+        headed.Copy(source, 1);
+        ExpectSame(headed, m);
+        ASSERT_EQ(std::memcmp(headed.GetHead(), "hd!", 3), 0);
+        headed.Clear();
+        ASSERT_TRUE(headed.GetQuantity() == 0 && test::AllZero(headed.GetHead(), 3));
+        ASSERT_EQ(headed.GetModify() & 0x11, m.empty() ? source.GetModify() & 0x11 : 0x11);
       }
     }
   }

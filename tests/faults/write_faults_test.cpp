@@ -18,20 +18,7 @@ namespace {
 
 using WriteFaults = test::FileTest;
 
-// Lines with a text, a data part of a double and two byte lists.
-CData& Fill(CData& t, unsigned int lines) {
-  for (unsigned int n = t.AddSize(lines); n <= lines; ++n) {
-    const double data = n * 0.5;
-    t.SetText(n, std::string(n % 40, 'a' + n % 26).c_str());
-    t.SetData(n, &data);
-    t.AppendBase(n, 0, 2, &n);
-    t.AppendBase(n, 1, n % 30, nullptr);
-  }
-  return t;
-}
-
 TEST_F(WriteFaults, EveryWriterOfBlocksReportsAFullDeviceAndLosesNothing) {
-  using W = test::BlockWriter;
   using F = CFileBase&;
   using D = DOCUMENT&;
   const auto old = [](D d, const DOCUMENT_OLD& o) { d = DOCUMENT{o.position, o.length}; };
@@ -47,22 +34,28 @@ TEST_F(WriteFaults, EveryWriterOfBlocksReportsAFullDeviceAndLosesNothing) {
     rows.SetSize(i + 1);
     rows.Append(i, i);
     lists.Append(i % 50, doubles.data());
-    headed.Append(i, i % 20, &i);
+    headed.Append(i, i % 20, std::vector<unsigned int>(20, i).data());
   }
-  CData table, small;
+  CData table; // lines with a text, a data part of a double and two byte lists
+  table.Init(8, 8, 2);
+  for (unsigned int n = table.AddSize(400); n <= 400; ++n) {
+    const double data = n * 0.5;
+    table.SetText(n, std::string(n % 40, 'a' + n % 26).c_str());
+    table.SetData(n, &data);
+    table.AppendBase(n, 0, 2, &n);
+    table.AppendBase(n, 1, n % 30, nullptr);
+  }
   _CData withHead;
-  table.Init(8, 8, 2), small.Init(8, 8, 2), withHead.Init(8, 8, 2, 20000); // a head large enough to fail on its own
-  Fill(table, 400), Fill(small, 3), Fill(withHead, 200), withHead.SetHead("head", 4);
+  withHead.Init(8, 8, 2, 20000); // a head large enough to fail on its own
+  withHead.CData::Copy(table, 0), withHead.SetHead("head", 4);
   VBase fixed;
-  fixed.SetType(0, 3);
-  fixed.SetSize(2);
+  fixed.SetType(0, 3), fixed.SetSize(2);
   VDataFile files;
-  files.Append("a.txt", 20000, std::string(20000, 'f').data(), 7);
+  files.Append("a.txt", 1100000, std::string(1100000, 'f').data(), 7); // more than the table writer gathers
   files.Append("b.txt", 3, "abc", 1);
   VDblData rowsOfDoubles;
   rowsOfDoubles.Append("beam", 3000, doubles.data(), 2);
-  KZText text;
-  text.Set(std::string(17000, 't').c_str());
+  KZText text(std::string(17000, 't').c_str());
   VCText texts;
   texts.AddStr(("one;;" + std::string(20000, 'x')).c_str(), ';');
   VKZText kzTexts(2);
@@ -72,7 +65,7 @@ TEST_F(WriteFaults, EveryWriterOfBlocksReportsAFullDeviceAndLosesNothing) {
   phrase.Append(nullptr, 6, 7);
   const struct {
     const char* name;
-    W write;
+    test::BlockWriter write;
     std::function<int()> mark;
   } writers[] = {
       {"Vector<double>", [&](F f, D d) { doubles.Write(f, d, 0); }},
@@ -84,12 +77,11 @@ TEST_F(WriteFaults, EveryWriterOfBlocksReportsAFullDeviceAndLosesNothing) {
       {"VectorArray", [&](F f, D d) { lists.SetModify(0x11), lists.Write(f, d); }, [&] { return lists.GetModify(); }},
       {"VectorHeadArray", [&](F f, D d) { headed.Write(f, d); }},
       {"CData", [&](F f, D d) { table.SetModify(0x11), table.Write(f, d, 0); }, [&] { return table.GetModify(); }},
-      {"CData, small", [&](F f, D d) { small.SetModify(0x11), small.Write(f, d, 0); }, [&] { return small.GetModify(); }},
       {"CData, older layout", [&](F f, D d) { DOCUMENT_OLD o; table.SetModify(0x11), table.WriteOld(f, o), old(d, o); },
        [&] { return table.GetModify(); }},
       {"CData, older layout from a VBase",
-       [&](F f, D d) { DOCUMENT_OLD o; small.SetModify(0x11), small.WriteOld(f, o, fixed), old(d, o); },
-       [&] { return small.GetModify(); }},
+       [&](F f, D d) { DOCUMENT_OLD o; table.SetModify(0x11), table.WriteOld(f, o, fixed), old(d, o); },
+       [&] { return table.GetModify(); }},
       {"_CData", [&](F f, D d) { withHead.SetModify(0x11), withHead.Write(f, d, 0); }, [&] { return withHead.GetModify(); }},
       {"VDataFile", [&](F f, D d) { files.Write(f, d, 1); }},
       {"VDataFile, older layout", [&](F f, D d) { DOCUMENT_OLD o; files.Write11(f, o), old(d, o); }},

@@ -14,6 +14,7 @@
 #include "zeltools/files/block.h"
 #include "zeltools/files/document.h"
 #include "zeltools/files/file_base.h"
+#include "zeltools/files/internal/payload_io.h"
 #include "zeltools/memory/memory.h"
 #include "zeltools/text/letter_case.h"
 #include "zeltools/text/list_index.h"
@@ -37,8 +38,6 @@ static_assert(kStoredSData == 2 * kCountBytes, "a stored SData is a count and a 
 static_assert(kStoredPointer + kStoredSData * CData::MaxBases + 0xFFFFu > 0xFFFFu,
               "the stored line size wraps in 16 bits like the fields that hold it");
 static_assert(alignof(SData) <= alignof(SDataLine), "line images are aligned for their pointers");
-
-constexpr unsigned int kWriteChunk = 1u << 20;
 
 template <class F>
 void Guarded(std::size_t bytes, F&& f) {
@@ -993,86 +992,46 @@ constexpr unsigned int kMaxOldText = 0xFFFF; // the older block counts a text in
 
 } // namespace
 
-namespace {
-
-// Gathers a payload into pieces of kWriteChunk bytes for the file; a piece
-// at least that large goes to the file directly.
-class PayloadOut {
-public:
-  explicit PayloadOut(CFileBase& file) : file_(file) {
-    Guarded(kWriteChunk, [&] { buffer_.resize(kWriteChunk); });
-  }
-  void Add(const void* bytes, std::size_t n) {
-    if (n == 0)
-      return;
-    if (n > kWriteChunk - used_) {
-      Flush();
-      if (n >= kWriteChunk) {
-        file_.Write(bytes, n);
-        return;
-      }
-    }
-    std::memcpy(buffer_.data() + used_, bytes, n);
-    used_ += n;
-  }
-  void Zeros(std::size_t n) {
-    static constexpr unsigned char zeros[256] = {};
-    for (; n > 0; n -= std::min(n, sizeof zeros))
-      Add(zeros, std::min(n, sizeof zeros));
-  }
-  template <class T>
-  void Put(const T& value) {
-    Add(&value, sizeof value);
-  }
-  void Flush() {
-    if (used_ != 0)
-      file_.Write(buffer_.data(), used_);
-    used_ = 0;
-  }
-
-private:
-  CFileBase& file_;
-  std::vector<unsigned char> buffer_;
-  std::size_t used_ = 0;
-};
-
-} // namespace
-
 void CData::WritePayload(CFileBase& file, const SStoredLayout& layout) const {
-  PayloadOut out(file);
-  out.Put(version_);
-  out.Put(quantity_);
+  // The payload writer stops at the first failure, so that a full device is
+  // reported once (the block's record stays empty through the file's count).
+  internal::PayloadWriter out(file);
+  const auto put = [&out](const auto& value) { out.Put(&value, sizeof value); };
+  put(version_);
+  put(quantity_);
   if (layout.current) {
-    out.Put(GetFullSize());
+    put(GetFullSize());
     for (unsigned int n = 1; n <= quantity_ && dataLength_ > 0; ++n)
-      out.Add(LineBytes(n) + imageDataOffset_, dataLength_);
+      out.Put(LineBytes(n) + imageDataOffset_, dataLength_);
   }
   for (unsigned int n = 1; n <= quantity_; ++n) {
     const unsigned char* line = LineBytes(n);
     const char* text = reinterpret_cast<const SDataLine*>(line)->text;
     const unsigned int length = TextLength(text);
     if (layout.current) {
-      out.Add(text, length);
-      out.Put('\0');
+      out.Put(text, length);
+      put('\0');
     } else {
       const auto kept = static_cast<unsigned short>(std::min(length, kMaxOldText));
-      out.Put(kept);
-      out.Add(text, kept);
+      put(kept);
+      out.Put(text, kept);
       const unsigned char* fixed = layout.fixedIn == nullptr ? line + imageDataOffset_ : layout.fixedIn->Get(n);
+      static constexpr unsigned char zeros[256] = {};
       if (fixed != nullptr)
-        out.Add(fixed, layout.fixedWidth);
+        out.Put(fixed, layout.fixedWidth);
       else
-        out.Zeros(layout.fixedWidth);
+        for (std::size_t left = layout.fixedWidth; left > 0; left -= std::min(left, sizeof zeros))
+          out.Put(zeros, std::min(left, sizeof zeros));
     }
     for (unsigned char b = 0; b < quantityBase_; ++b) {
       if (!layout.stored[b])
         continue;
       const SData* data = BaseOf(line, b);
-      out.Put(data->count);
-      out.Add(data->list, static_cast<std::size_t>(data->count) * size_[b]);
+      out.PutCount(data->count);
+      out.Put(data->list, static_cast<std::size_t>(data->count) * size_[b]);
     }
   }
-  out.Flush();
+  out.Finish();
 }
 
 void CData::Write(CFileBase& file, DOCUMENT& doc, unsigned char flag) {
