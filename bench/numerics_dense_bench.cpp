@@ -39,7 +39,7 @@
 #include "zeltools/numerics/dense.h"
 #include "zeltools/numerics/renumber.h"
 #include "zeltools/numerics/threads.h"
-#include "support/matrix_market.h"
+#include "matrix_market.h" // zeltool's reader
 
 namespace {
 
@@ -274,15 +274,17 @@ SymmetricSystem GridSystem(unsigned nx, unsigned ny, unsigned nz, unsigned dof) 
 }
 
 bool ReadMatrixMarket(const std::string& path, SymmetricSystem& s) {
-  zel::mtx::SymmetricMatrix m;
-  const std::string fault = zel::mtx::ReadSymmetric(path, m);
-  if (!fault.empty()) {
-    std::fprintf(stderr, "%s\n", fault.c_str());
+  const std::string file = path.substr(path.find_last_of('/') + 1);
+  zeltool::SymmetricMatrix m;
+  try {
+    m = zeltool::ReadSymmetricMatrix(zeltool::ReadFileBytes(path), file);
+  } catch (const zeltool::InputError& e) {
+    std::fprintf(stderr, "%s\n", e.what());
     return false;
   }
   s.n = m.n;
-  s.name = m.name.substr(0, m.name.find('.'));
-  for (const zel::mtx::Entry& e : m.lower) {
+  s.name = file.substr(0, file.find('.'));
+  for (const zeltool::Entry& e : m.lower) {
     s.rowOf.push_back(e.row);
     s.colOf.push_back(e.col);
     s.value.push_back(e.value);

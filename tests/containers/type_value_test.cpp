@@ -2,31 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <limits>
 #include <random>
 #include <tuple>
-#include <vector>
 
 namespace zel {
 namespace {
-
-template <class P>
-std::vector<unsigned char> Image(const P& p) {
-  std::vector<unsigned char> b(sizeof p);
-  std::memcpy(b.data(), &p, sizeof p);
-  return b;
-}
-
-TEST(CTypeValue, BytesAreTypeThenValueLittleEndianWithoutPadding) {
-  EXPECT_EQ(Image(CTypeValue<unsigned char, unsigned int>(0xAB, 0x01020304u)),
-            (std::vector<unsigned char>{0xAB, 4, 3, 2, 1}));
-  EXPECT_EQ(Image(CTypeValue<unsigned short, double>(0x0102, 1.0)),
-            (std::vector<unsigned char>{2, 1, 0, 0, 0, 0, 0, 0, 0xF0, 0x3F}));
-  EXPECT_EQ(Image(CTypeValue<unsigned short, float>()), std::vector<unsigned char>(6, 0));
-  CTypeValue<unsigned char, unsigned short> dense[3];
-  EXPECT_EQ(sizeof dense, 9u);
-}
 
 // Model: the order and equality of the tuple (type, value), members read by
 // value because packed members must not bind to references. Values cover

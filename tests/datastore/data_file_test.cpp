@@ -27,8 +27,6 @@ namespace {
 // The folder with its final separator.
 std::string Folder(const test::TempDir& dir) { return dir.File(""); }
 
-std::string Str(const std::vector<unsigned char>& b) { return std::string(b.begin(), b.end()); }
-
 // A folder of text and binary files, one named in Cyrillic (1251 bytes).
 std::vector<std::string> MakeFolder(const test::TempDir& dir) {
   std::string binary;
@@ -154,7 +152,7 @@ TEST(DataFiles, ExportPrintsOneLineOrAllWithTheCallersSeparators) {
     files.Export(2, out, ',', '|', ' ');
     files.Export(0, out, ' ', 0, 0);
   }
-  EXPECT_EQ(Str(test::Bytes(path)), "2/\"c\",1,1|10\n\n1/\"a b\" 513 3007FFF\n\n2/\"c\" 1 110\n");
+  EXPECT_EQ(test::TextOf(path), "2/\"c\",1,1|10\n\n1/\"a b\" 513 3007FFF\n\n2/\"c\" 1 110\n");
 }
 
 TEST(DataFiles, DiskOperationsReportVanishedFoldersLongNamesAndFullDevices) {
@@ -240,7 +238,7 @@ TEST(DblRows, ExportPrintsWhatImportReadsBackAndBadTextChangesNothing) {
     out.SetPageNumber(nullptr, 1);
     rows.Export(0, out, ' ', ' ', ' ');
   }
-  const std::string text = Str(test::Bytes(report));
+  const std::string text = test::TextOf(report);
   VDblData back;
   CReadMemory reader(text.c_str());
   EXPECT_EQ(back.Import(reader), 30u);

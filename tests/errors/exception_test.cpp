@@ -1,14 +1,11 @@
 #include "zeltools/errors/exception.h"
 
-#include <cerrno>
-#include <cstring>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "support/test_support.h"
 #include "zeltools/errors/language.h"
-#include "zeltools/platform/last_error.h"
 
 namespace zel {
 namespace {
@@ -48,18 +45,6 @@ TEST(CrashMessage, FillsCatalogueTextInTheThreadLanguage) {
   EXPECT_EQ(ThrownText([] { CrashMessage(105, "a.dat"); }), test::Message(105, "a.dat"));
   EXPECT_EQ(ThrownText([] { CrashMessage(202); }), test::Message(202));
   EXPECT_EQ(ThrownText([] { CrashMessage(9999); }), " Not message 9999");
-  EXPECT_EQ(test::Message(9999), " Not message 9999");
-}
-
-TEST(CrashLastError, EmptyAfterSuccessSystemTextAfterFailure) {
-  std::string text = "stale";
-  SetLastError(0);
-  CrashLastError(text);
-  EXPECT_TRUE(text.empty());
-  SetLastError(ENOENT);
-  CrashLastError(text);
-  EXPECT_EQ(text, std::strerror(ENOENT));
-  SetLastError(0);
 }
 
 } // namespace

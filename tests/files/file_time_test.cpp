@@ -1,6 +1,5 @@
 #include "zeltools/files/file_time.h"
 
-#include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
 #include <random>
@@ -78,11 +77,11 @@ TEST(FileTime, TimeTextAndPrintAreTheLocalMoment) {
   ASSERT_EQ(FileTimeToLocalFileTime(&utc, &local), 1);
   EXPECT_EQ(Ticks(local) - Ticks(utc), 3 * 3600 * PerSecond);
   test::TempDir dir;
-  ::setenv("ZEL_DEBUG_FILE", dir.File("debug.tmp").c_str(), 1);
-  FileTimePrint("written", &utc);
-  ::unsetenv("ZEL_DEBUG_FILE");
-  const auto bytes = test::Bytes(dir.File("debug.tmp"));
-  EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "written 05.03.2024 09:07:03\n");
+  {
+    const test::ScopedDebugFile debug(dir.File("debug.tmp"));
+    FileTimePrint("written", &utc);
+  }
+  EXPECT_EQ(test::TextOf(dir.File("debug.tmp")), "written 05.03.2024 09:07:03\n");
 }
 
 TEST(FileTime, FileTimesByNameAndByHandle) {

@@ -184,13 +184,8 @@ TYPED_TEST(PointVectors, IndexFollowsTheVector) {
 }
 
 TEST(PointVectorsInTheGenericVector, KeptOrderSeesAllPointsAsEquivalent) {
-  // operator< is always false: the element comparison says 0 only for equal
-  // points and 1 for any other pair, either way round; a sort keeps them all.
-  const CPoint2D a(1, 2), b(1, 3);
-  const CPoint3D p(1, 2, 3), q(1, 2, 4);
-  EXPECT_TRUE(Vector<CPoint2D>::Compare(&a, &b) == 1 && Vector<CPoint2D>::Compare(&b, &a) == 1);
-  EXPECT_TRUE(Vector<CPoint3D>::Compare(&p, &q) == 1 && Vector<CPoint3D>::Compare(&q, &p) == 1);
-  EXPECT_TRUE(Vector<CPoint2D>::Compare(&a, &a) == 0 && Vector<CPoint2D>::Compare(nullptr, &a) == -1);
+  // operator< is always false: a sort keeps every point, and compaction
+  // merges only equal neighbours.
   VPoint2D v;
   for (int i = 0; i < 200; ++i)
     v.Append(CPoint2D((i * 37) % 11, (i * 17) % 5));

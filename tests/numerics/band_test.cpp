@@ -3,7 +3,7 @@
 #include <random>
 #include <thread>
 
-#include "matrix_market.h"
+#include "test_matrices.h"
 #include "support/failing_allocations.h"
 #include "support/test_support.h"
 #include "zeltools/numerics/dense.h"

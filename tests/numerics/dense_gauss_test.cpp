@@ -2,7 +2,7 @@
 #include <random>
 
 #include "support/failing_allocations.h"
-#include "matrix_market.h"
+#include "test_matrices.h"
 #include "support/test_support.h"
 #include "zeltools/numerics/dense.h"
 #include "zeltools/numerics/internal/gauss_blocked.h"

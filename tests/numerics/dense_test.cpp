@@ -1,12 +1,10 @@
 #include "zeltools/numerics/dense.h"
 
 #include <cstdlib>
-#include <fstream>
 #include <numeric>
 #include <random>
-#include <sstream>
 
-#include "matrix_market.h"
+#include "test_matrices.h"
 #include "support/temp_files.h"
 #include "zeltools/text/number_text.h"
 
@@ -240,14 +238,13 @@ TEST(RangMatr, FollowsTheReferenceStepsWithItsEpsilonAndOrderExchangeRules) {
 TEST(PrintMatr, WritesTheTriangleRowByRowRoundingLongValues) {
   test::TempDir dir;
   const std::string path = dir.File("print.tmp");
-  ::setenv("ZEL_DEBUG_FILE", path.c_str(), 1);
   const double a[6] = {1.5, -2, 0, 4, 1e-300, 0.1}, longValue = -1.2345678901234567e-123;
-  PrintMatr(7, 3, a, "K");
-  PrintMatr(8, 0, a, nullptr);
-  PrintMatr(1, 1, &longValue, nullptr);
-  ::unsetenv("ZEL_DEBUG_FILE");
-  std::ostringstream all;
-  all << std::ifstream(path, std::ios::binary).rdbuf();
+  {
+    const test::ScopedDebugFile debug(path);
+    PrintMatr(7, 3, a, "K");
+    PrintMatr(8, 0, a, nullptr);
+    PrintMatr(1, 1, &longValue, nullptr);
+  }
   auto text = [](double v) {
     char t[32];
     EXPECT_EQ(DoubleChar(v, t, 16), 1);
@@ -255,7 +252,7 @@ TEST(PrintMatr, WritesTheTriangleRowByRowRoundingLongValues) {
   };
   const std::string expected = "\n\n7   K\n0  " + text(1.5) + " " + text(-2) + " " + text(0) + "\n1  " + text(4) +
                                " " + text(1e-300) + "\n2  " + text(0.1) + "\n\n8\n\n1\n0  ";
-  const std::string written = all.str();
+  const std::string written = test::TextOf(path);
   ASSERT_EQ(written.substr(0, expected.size()), expected);
   const std::string value = written.substr(expected.size());
   EXPECT_LE(value.size(), 15u);

@@ -118,7 +118,7 @@ TEST(InterpolTable, BilinearFunctionsAreReproducedAndClampedDouble) { CheckBilin
 TEST(InterpolTable, BilinearFunctionsAreReproducedAndClampedFloat) { CheckBilinearModel<float>(53, 1e-5); }
 
 // Values of a polynomial of the fitted degree are reproduced anywhere.
-TEST(InterpolPlate, ReproducesPolynomialsOfItsDegree) {
+TEST(InterpolPlate, ReproducesPolynomialsOfItsDegreeAndRefusesSingularSystems) {
   std::mt19937_64 rng(59);
   std::uniform_real_distribution<double> value(-1.0, 1.0);
   for (int trial = 0; trial < 60; ++trial) {
@@ -144,11 +144,8 @@ TEST(InterpolPlate, ReproducesPolynomialsOfItsDegree) {
     EXPECT_NEAR(InterpolPlate(degree, m, points.data(), values.data(), at), poly(at[0], at[1]), 1e-8)
         << "degree " << degree;
   }
-}
-
-// Degree 0 is the mean of the values in summation order, a negative degree
-// is 0; systems the points cannot carry are singular.
-TEST(InterpolPlate, MeanAndSingularSystems) {
+  // Degree 0 is the mean of the values in summation order, a negative degree
+  // is 0; systems the points cannot carry are singular.
   const double points[] = {0, 0, 1, 5, -2, 3, 7, 7};
   const double values[] = {0.1, 0.7, 0.3, 1.9};
   const double at[] = {100, -100};

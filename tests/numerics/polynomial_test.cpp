@@ -43,23 +43,11 @@ TEST(PolyValue, AgreesWithHornerAndSnapsTinyResults) {
     EXPECT_EQ(PolyValue(t.n, t.c, t.x, t.mode), t.expected) << t.c[0];
 }
 
-// Zero passes, or as many as the count can hold, copy; more passes than
-// coefficients clear.
-TEST(PolyDiffer, ZeroAndLargestCountOnlyCopy) {
-  const std::vector<double> c = {1.0, 2.0, 3.0};
-  for (unsigned int k : {0u, UINT_MAX}) {
-    std::vector<double> out(3, 9.0);
-    PolyDiffer(k, 2, c.data(), out.data());
-    EXPECT_EQ(out, c);
-  }
-  std::vector<double> d = c;
-  PolyDiffer(UINT_MAX - 1, 2, d.data(), nullptr);
-  EXPECT_EQ(d, std::vector<double>(3, 0.0));
-}
-
 // The k-th derivative is k first derivatives, and evaluating it matches the
-// derivative mode of PolyValue bit for bit (same products, same order).
-TEST(PolyDiffer, RepeatedDerivativesCompose) {
+// derivative mode of PolyValue bit for bit (same products, same order). Zero
+// passes, or as many as the count can hold, copy; more passes than
+// coefficients clear.
+TEST(PolyDiffer, RepeatedDerivativesComposeAndEdgeCountsCopyOrClear) {
   std::mt19937_64 rng(5);
   std::uniform_real_distribution<double> coef(-3.0, 3.0);
   for (int trial = 0; trial < 100; ++trial) {
@@ -79,6 +67,12 @@ TEST(PolyDiffer, RepeatedDerivativesCompose) {
     PolyDiffer(1, n, c.data(), first.data());
     const double x = coef(rng);
     EXPECT_EQ(PolyValue(n, c.data(), x, 1), PolyValue(n, first.data(), x, 0)) << trial;
+  }
+  const std::vector<double> c = {1.0, 2.0, 3.0};
+  for (unsigned int k : {0u, UINT_MAX, UINT_MAX - 1}) {
+    std::vector<double> out(3, 9.0);
+    PolyDiffer(k, 2, c.data(), out.data());
+    EXPECT_EQ(out, k == UINT_MAX - 1 ? std::vector<double>(3, 0.0) : c) << k;
   }
 }
 
@@ -107,7 +101,7 @@ TEST(StepPoly, TermsInOrderZerosSignsAndClamp) {
 // Linear and empty equations, complex roots (both cleared), a double root
 // counted twice, a leading coefficient below |b|·1e-150 taken as zero, and a
 // discriminant just below zero (within −(|a| + |b| + |c|)·1e-10) taken as zero.
-TEST(RootPoly2, KeptCases) {
+TEST(RootPoly2, KeptCasesAndRandomRootsInOrder) {
   const double cases[][6] = {{0, 2, -4, 1, 2, 0},       {0, 0, 3, 0, 0, 0},    {1, 0, 1, 0, 0, 0},
                              {1, -2, 1, 2, 1, 1},        {1e-160, 2, -4, 1, 2, 0}, {1, 2, 1 + 1e-12, 2, -1, -1},
                              {1, 2, 1 + 1e-9, 0, 0, 0}};
@@ -116,9 +110,7 @@ TEST(RootPoly2, KeptCases) {
     EXPECT_EQ(RootPoly2(c[0], c[1], c[2], x1, x2), int(c[3])) << c[0] << " " << c[1] << " " << c[2];
     EXPECT_TRUE(x1 == c[4] && x2 == c[5]) << x1 << " " << x2;
   }
-}
-
-TEST(RootPoly2, RandomRootsAreRecoveredInOrder) {
+  // Random roots come back in order.
   std::mt19937_64 rng(21);
   std::uniform_real_distribution<double> value(-10.0, 10.0);
   for (int trial = 0; trial < 500; ++trial) {

@@ -4,7 +4,7 @@
 #include <random>
 
 #include "support/failing_allocations.h"
-#include "matrix_market.h"
+#include "test_matrices.h"
 #include "support/test_support.h"
 
 namespace zel {

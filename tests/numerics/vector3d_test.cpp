@@ -78,6 +78,16 @@ TEST(DirectionCosines, VerticalEmptyAndEulerFrames) {
   MatrCosEuler(0, 0, kPi / 2, t);
   MatrCosClear(t);
   ExpectRows(t, {0, 1, 0, -1, 0, 0, 0, 0, 1});
+  // Clearing removes noise only: entries of at most 1e-14, unless told otherwise.
+  double u[9] = {6.1e-17, -1e-14, 1e-13, 1, -1, 0.5, -2e-15, 0, 0.25};
+  MatrCosClear(u);
+  ExpectRows(u, {0, 0, 1e-13, 1, -1, 0.5, 0, 0, 0.25});
+  EXPECT_FALSE(std::signbit(u[1]));
+  u[0] = 1e-20;
+  MatrCosClear(u, -1.0);
+  EXPECT_EQ(u[0], 1e-20);
+  MatrCosClear(u, 1e-3);
+  EXPECT_EQ(u[0], 0.0);
 }
 
 TEST(DirectionCosines, RandomBarsGiveRotationsAlongTheBar) {
@@ -148,18 +158,6 @@ TEST(DirectionCosines, EulerAnglesComposeAndMatchHorizontalBars) {
     for (int k = 0; k < 9; ++k)
       EXPECT_NEAR(bar[k], euler[k], 1e-14) << k;
   }
-}
-
-TEST(DirectionCosines, ClearRemovesOnlyNoise) {
-  double t[9] = {6.1e-17, -1e-14, 1e-13, 1, -1, 0.5, -2e-15, 0, 0.25};
-  MatrCosClear(t);
-  ExpectRows(t, {0, 0, 1e-13, 1, -1, 0.5, 0, 0, 0.25});
-  EXPECT_FALSE(std::signbit(t[1]));
-  double u[9] = {1e-20, 0, 0, 0, 0, 0, 0, 0, 0};
-  MatrCosClear(u, -1.0);
-  EXPECT_EQ(u[0], 1e-20);
-  MatrCosClear(u, 1e-3);
-  EXPECT_EQ(u[0], 0.0);
 }
 
 } // namespace

@@ -21,21 +21,16 @@ using platform::Calls;
 
 class DebugFileName : public ::testing::Test {
 protected:
-  void SetUp() override { ::setenv("ZEL_DEBUG_FILE", path_.c_str(), 1); }
-  void TearDown() override { ::unsetenv("ZEL_DEBUG_FILE"); }
-  std::string Contents(const std::string& path) const {
-    const auto bytes = test::Bytes(path);
-    return std::string(bytes.begin(), bytes.end());
-  }
   test::TempDir dir_;
   std::string path_ = dir_.File("debug.tmp");
+  test::ScopedDebugFile debug_{path_};
 };
 
 TEST_F(DebugFileName, IsCreatedForItsOwnerOnlyAndAppendedTo) {
   ::unlink(path_.c_str());
   ASSERT_TRUE(platform::AppendDebugFile("ab", 2));
   ASSERT_TRUE(platform::AppendDebugFile("c", 1));
-  EXPECT_EQ(Contents(path_), "abc");
+  EXPECT_EQ(test::TextOf(path_), "abc");
   struct stat info {};
   ASSERT_EQ(::stat(path_.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0600u);
@@ -46,7 +41,7 @@ TEST_F(DebugFileName, RefusesALinkOrAnythingButARegularFileWithoutWaiting) {
   ASSERT_EQ(::symlink(target.c_str(), path_.c_str()), 0);
   EXPECT_FALSE(platform::AppendDebugFile("planted", 7));
   EXPECT_EQ(GetLastError(), static_cast<unsigned>(ELOOP));
-  EXPECT_EQ(Contents(target), "kept");
+  EXPECT_EQ(test::TextOf(target), "kept");
   ASSERT_EQ(::unlink(path_.c_str()), 0);
   ASSERT_EQ(::mkdir(path_.c_str(), 0700), 0);
   EXPECT_FALSE(platform::AppendDebugFile("x", 1));
@@ -70,14 +65,14 @@ TEST_F(DebugFileName, ComesFromTheEnvironmentAndIsWrittenThroughTheSystemTable) 
     return platform::DefaultCalls().fileAppend(file, text, 1);
   };
   ASSERT_TRUE(platform::AppendDebugFile("whole", 5));
-  EXPECT_EQ(Contents(chosen), "whole");
+  EXPECT_EQ(test::TextOf(chosen), "whole");
   Calls().fileAppend = [](void*, const void*, std::size_t) -> std::int64_t {
     SetLastError(ENOSPC);
     return -1;
   };
   EXPECT_FALSE(platform::AppendDebugFile("lost", 4));
   EXPECT_EQ(GetLastError(), static_cast<unsigned>(ENOSPC));
-  EXPECT_EQ(Contents(chosen), "whole");
+  EXPECT_EQ(test::TextOf(chosen), "whole");
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 // way to look at what a file holds (plain POSIX, not the library).
 
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <string>
@@ -71,6 +72,18 @@ inline std::vector<unsigned char> Bytes(const std::string& path) {
   }
   return bytes;
 }
+
+/// The whole content of `path` as text.
+inline std::string TextOf(const std::string& path) {
+  const std::vector<unsigned char> bytes = Bytes(path);
+  return std::string(bytes.begin(), bytes.end());
+}
+
+/// Sends the library's debugging output to `path` for the lifetime of the object.
+struct ScopedDebugFile {
+  explicit ScopedDebugFile(const std::string& path) { ::setenv("ZEL_DEBUG_FILE", path.c_str(), 1); }
+  ~ScopedDebugFile() { ::unsetenv("ZEL_DEBUG_FILE"); }
+};
 
 /// Replaces the content of `path`, without the library. The file is cut to
 /// its new size after the write, not emptied before it: on some file systems

@@ -15,14 +15,10 @@ namespace {
 // Points the debugging file at a scratch file for one test.
 class DebugFile : public ::testing::Test {
 protected:
-  void SetUp() override { ::setenv("ZEL_DEBUG_FILE", path_.c_str(), 1); }
-  void TearDown() override { ::unsetenv("ZEL_DEBUG_FILE"); }
-  std::string Contents() const {
-    const auto bytes = test::Bytes(path_);
-    return std::string(bytes.begin(), bytes.end());
-  }
+  std::string Contents() const { return test::TextOf(path_); }
   test::TempDir dir_;
   std::string path_ = dir_.File("debug.tmp");
+  test::ScopedDebugFile debug_{path_};
 };
 
 TEST_F(DebugFile, AppendsEachFormattedTextWholeAndCreatesTheFile) {

@@ -22,13 +22,6 @@
 namespace zel {
 namespace {
 
-std::string Read(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 std::vector<std::string> Split(const std::string& text, char at) {
   std::vector<std::string> parts;
   std::istringstream in(text);
@@ -41,13 +34,13 @@ std::vector<std::string> Split(const std::string& text, char at) {
 void ExpectGolden(const std::string& report, const std::string& name) {
   const std::string path = ZEL_TEST_SOURCE_DIR "/text/data/" + name;
   if (std::getenv("ZEL_UPDATE_GOLDEN") != nullptr)
-    std::ofstream(path, std::ios::binary) << Read(report);
-  EXPECT_EQ(Read(report), Read(path)) << name;
+    std::ofstream(path, std::ios::binary) << test::TextOf(report);
+  EXPECT_EQ(test::TextOf(report), test::TextOf(path)) << name;
 }
 
 // Every page has exactly `length` lines of at most `width` characters.
 void ExpectPages(const std::string& report, unsigned int length, unsigned int width, std::size_t pages) {
-  const std::vector<std::string> sheets = Split(Read(report), '\f');
+  const std::vector<std::string> sheets = Split(test::TextOf(report), '\f');
   EXPECT_EQ(sheets.size(), pages);
   for (const std::string& sheet : sheets) {
     const std::vector<std::string> lines = Split(sheet, '\n');
@@ -151,7 +144,7 @@ TEST_F(FilePrintTest, FormatsThatDoNotFitTheCellAreNotUsed) {
   print_.Cell(3);
   print_.Cell("t");
   print_.Close();
-  EXPECT_EQ(Read(path_), "+----------+----------+----------+----------+\n"
+  EXPECT_EQ(test::TextOf(path_), "+----------+----------+----------+----------+\n"
                          "| 1.5      | 2        | 3        | <t>      |\n"
                          "+----------+----------+----------+----------+\n\n"
                          "                                             - 1 -\n");

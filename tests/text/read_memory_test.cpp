@@ -1,6 +1,5 @@
 #include "zeltools/text/read_memory.h"
 
-#include <algorithm>
 #include <random>
 #include <string>
 #include <utility>
@@ -131,9 +130,9 @@ TEST(ReadMemory, RecordsAtPositions) {
   EXPECT_TRUE(text.empty() && reader.GetPosition() == 7);
 }
 
-// Random bytes: every reader ends, never reads outside the text (the
-// sanitizer build watches), and the line forms agree with each other and
-// with a plain model of lines.
+// Random bytes: the line forms agree with each other and with a plain model
+// of lines. (That every getter ends and stays inside any text is the fuzz
+// harness's job.)
 TEST(ReadMemory, RandomTextsEndAndAgree) {
   std::mt19937 rng(71);
   const std::string alphabet("ab \"=;-r5\r\n\t\0/aaaaaaaa", 22);
@@ -163,16 +162,6 @@ TEST(ReadMemory, RandomTextsEndAndAgree) {
     ASSERT_EQ(b.GetString(big, sizeof big), 0) << "the end reads as an empty line";
     ASSERT_EQ(CReadMemory().GetString(line), -1) << "only a missing text gives -1";
     ASSERT_EQ(lines, model) << text;
-    a.Init(text.data(), static_cast<unsigned int>(text.size()));
-    std::vector<int> list;
-    std::vector<char> phrase;
-    for (int i = 0, r = 0, k = 0; r >= 0; k = ++i % 5) {
-      ASSERT_LT(i, 1000) << "every reader advances";
-      r = k == 0 ? a.GetWord(line, i % 2 ? "-" : nullptr, 1) : k == 1 ? a.GetListInt(list) : k == 2 ? a.GetString(big, 2)
-          : k == 3 ? a.GetPhrase(phrase, ';') : a.GetName(phrase) + a.GetChar();
-      if (r < 0 && k != 3)
-        r = a.IsEnd() ? -1 : 0;
-    }
   }
 }
 

@@ -71,7 +71,6 @@ TEST_F(ResourceTest, GetTextJoinsEntriesUpToTheMarkerOrAMissingIdByMode) {
     const char* text = res.GetText(c.id, out, c.mode);
     EXPECT_EQ(text, c.text.empty() ? nullptr : out.text.data());
     EXPECT_EQ(Text(out), c.text + '\0');
-    EXPECT_EQ(out.length, out.text.size());
     EXPECT_EQ(out.type, c.type);
     EXPECT_EQ(out.count, c.count);
     EXPECT_EQ(out.GetQuantityLine(), c.lines);

@@ -1,7 +1,8 @@
 #pragma once
 // Shared by the numerics tests: the symmetric Matrix Market files of the
-// repository's test data (tests/data/matrices), their graphs and residuals,
-// and bit-for-bit comparison of results.
+// repository's test data (tests/data/matrices), read by zeltool's reader (the
+// repository's one), their graphs and residuals, and bit-for-bit comparison
+// of results.
 
 #include <algorithm>
 #include <cmath>
@@ -12,15 +13,19 @@
 
 #include <gtest/gtest.h>
 
-#include "support/matrix_market.h"
+#include "matrix_market.h" // zeltool's reader
 
 namespace zel::test {
 
-using SymmetricEntry = mtx::Entry;
-using SymmetricMatrix = mtx::SymmetricMatrix;
+using SymmetricEntry = zeltool::Entry;
+
+/// A matrix of the test data and its file name (without folders).
+struct SymmetricMatrix : zeltool::SymmetricMatrix {
+  std::string name;
+};
 
 /// Reads every matrix of the test data folder, in name order, hands it to
-/// `use` and returns how many there were; a file that cannot be read fails.
+/// `use` and returns how many there were; a file that cannot be read throws.
 template <class Use>
 int ForEachMatrix(Use use) {
   std::vector<std::string> files;
@@ -30,10 +35,9 @@ int ForEachMatrix(Use use) {
   std::sort(files.begin(), files.end());
   for (const std::string& path : files) {
     SymmetricMatrix m;
-    const std::string fault = mtx::ReadSymmetric(path, m);
-    EXPECT_EQ(fault, "");
-    if (fault.empty())
-      use(m);
+    m.name = path.substr(path.find_last_of('/') + 1);
+    static_cast<zeltool::SymmetricMatrix&>(m) = zeltool::ReadSymmetricMatrix(zeltool::ReadFileBytes(path), m.name);
+    use(m);
   }
   return static_cast<int>(files.size());
 }
