@@ -6,15 +6,15 @@
 # objects of zeltools_base: the platform and the script reader); it turns the
 # scripts into the constant rows that zeltools/errors/catalogue.cpp includes.
 # The same program serves zel_add_string_tables (ZelStringTables.cmake) for
-# applications. A cross build would need a host-built zel_rc_compile; it is
-# not provided.
+# applications. A cross build runs it through CMAKE_CROSSCOMPILING_EMULATOR
+# (Wine for the Windows build).
 
 add_executable(zel_rc_compile ${PROJECT_SOURCE_DIR}/tools/rc_compile/rc_compile.cpp $<TARGET_OBJECTS:zeltools_base>)
 add_executable(ZelTools::rc_compile ALIAS zel_rc_compile)
 set_target_properties(zel_rc_compile PROPERTIES EXPORT_NAME rc_compile)
 target_compile_features(zel_rc_compile PRIVATE cxx_std_17)
 target_include_directories(zel_rc_compile PRIVATE ${PROJECT_SOURCE_DIR})
-target_link_libraries(zel_rc_compile PRIVATE ${CMAKE_DL_LIBS})
+target_link_libraries(zel_rc_compile PRIVATE ${ZEL_SYSTEM_LIBS})
 zel_strict_warnings(zel_rc_compile)
 
 file(GLOB ZEL_CATALOGUE_SCRIPTS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/zeltools/resources/*.rc)
