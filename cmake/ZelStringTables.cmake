@@ -41,7 +41,7 @@ function(zel_add_string_tables target)
   set(output ${CMAKE_CURRENT_BINARY_DIR}/${target}_string_tables.cpp)
   add_custom_command(
     OUTPUT ${output}
-    COMMAND $<TARGET_FILE:${compiler}> module ${output} ${scripts} --depfile ${output}.d
+    COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${compiler}> module ${output} ${scripts} --depfile ${output}.d
     DEPENDS ${compiler} ${scripts}
     DEPFILE ${output}.d
     COMMENT "Compiling the string tables of ${target}"

@@ -40,7 +40,7 @@ else()
   set_target_properties(zel_rc_compile PROPERTIES EXPORT_NAME rc_compile)
   target_compile_features(zel_rc_compile PRIVATE cxx_std_17)
   target_include_directories(zel_rc_compile PRIVATE ${PROJECT_SOURCE_DIR})
-  target_link_libraries(zel_rc_compile PRIVATE ${CMAKE_DL_LIBS})
+  target_link_libraries(zel_rc_compile PRIVATE ${ZEL_SYSTEM_LIBS})
   zel_strict_warnings(zel_rc_compile)
 
   set(zel_catalogue_rows ${PROJECT_BINARY_DIR}/generated/zeltools_catalogue_rows.inc)

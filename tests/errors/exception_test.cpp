@@ -8,7 +8,9 @@
 
 #include "support/test_support.h"
 #include "zeltools/errors/language.h"
+#include "zeltools/platform/error_codes.h"
 #include "zeltools/platform/last_error.h"
+#include "zeltools/platform/platform.h"
 
 namespace zel {
 namespace {
@@ -56,9 +58,9 @@ TEST(CrashLastError, EmptyAfterSuccessSystemTextAfterFailure) {
   SetLastError(0);
   CrashLastError(text);
   EXPECT_TRUE(text.empty());
-  SetLastError(ENOENT);
+  SetLastError(platform::ErrorNotFound);
   CrashLastError(text);
-  EXPECT_EQ(text, std::strerror(ENOENT));
+  EXPECT_EQ(text, platform::SystemErrorText(platform::ErrorNotFound));
   SetLastError(0);
 }
 

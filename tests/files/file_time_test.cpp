@@ -1,10 +1,9 @@
 #include "zeltools/files/file_time.h"
 
 #include <cstdlib>
+#include <cstdint>
 #include <ctime>
-#include <fcntl.h>
 #include <random>
-#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
@@ -78,9 +77,9 @@ TEST(FileTime, TimeTextAndPrintAreTheLocalMoment) {
   ASSERT_EQ(FileTimeToLocalFileTime(&utc, &local), 1);
   EXPECT_EQ(Ticks(local) - Ticks(utc), 3 * 3600 * PerSecond);
   test::TempDir dir;
-  ::setenv("ZEL_DEBUG_FILE", dir.File("debug.tmp").c_str(), 1);
+  test::SetEnvironment("ZEL_DEBUG_FILE", dir.File("debug.tmp").c_str());
   FileTimePrint("written", &utc);
-  ::unsetenv("ZEL_DEBUG_FILE");
+  test::SetEnvironment("ZEL_DEBUG_FILE", nullptr);
   const auto bytes = test::Bytes(dir.File("debug.tmp"));
   EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "written 05.03.2024 09:07:03\n");
 }
@@ -88,8 +87,7 @@ TEST(FileTime, TimeTextAndPrintAreTheLocalMoment) {
 TEST(FileTime, FileTimesByNameAndByHandle) {
   test::TempDir dir;
   const std::string path = dir.Write("f.bin", "abc");
-  const struct timespec times[2] = {{1000000000, 250000000}, {1709618823, 123456789}};
-  ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+  ASSERT_TRUE(test::SetFileTimes(path, {1000000000, 250000000}, {1709618823, 123456789}));
   FILETIME accessed{}, written{}, viaHandle{};
   ASSERT_EQ(FileTime(path.c_str(), nullptr, &accessed, &written), 1);
   EXPECT_EQ(Ticks(accessed), (1000000000 + Epoch) * PerSecond + 2500000);

@@ -240,12 +240,12 @@ TEST(RangMatr, FollowsTheReferenceStepsWithItsEpsilonAndOrderExchangeRules) {
 TEST(PrintMatr, WritesTheTriangleRowByRowRoundingLongValues) {
   test::TempDir dir;
   const std::string path = dir.File("print.tmp");
-  ::setenv("ZEL_DEBUG_FILE", path.c_str(), 1);
+  test::SetEnvironment("ZEL_DEBUG_FILE", path.c_str());
   const double a[6] = {1.5, -2, 0, 4, 1e-300, 0.1}, longValue = -1.2345678901234567e-123;
   PrintMatr(7, 3, a, "K");
   PrintMatr(8, 0, a, nullptr);
   PrintMatr(1, 1, &longValue, nullptr);
-  ::unsetenv("ZEL_DEBUG_FILE");
+  test::SetEnvironment("ZEL_DEBUG_FILE", nullptr);
   std::ostringstream all;
   all << std::ifstream(path, std::ios::binary).rdbuf();
   auto text = [](double v) {

@@ -15,8 +15,8 @@ namespace {
 // Points the debugging file at a scratch file for one test.
 class DebugFile : public ::testing::Test {
 protected:
-  void SetUp() override { ::setenv("ZEL_DEBUG_FILE", path_.c_str(), 1); }
-  void TearDown() override { ::unsetenv("ZEL_DEBUG_FILE"); }
+  void SetUp() override { test::SetEnvironment("ZEL_DEBUG_FILE", path_.c_str()); }
+  void TearDown() override { test::SetEnvironment("ZEL_DEBUG_FILE", nullptr); }
   std::string Contents() const {
     const auto bytes = test::Bytes(path_);
     return std::string(bytes.begin(), bytes.end());
@@ -40,7 +40,7 @@ TEST_F(DebugFile, TimeStampComesFirst) {
 }
 
 TEST_F(DebugFile, NothingHappensWhenTheFileCannotBeOpened) {
-  ::setenv("ZEL_DEBUG_FILE", "/nonexistent-folder/zel/debug.tmp", 1);
+  test::SetEnvironment("ZEL_DEBUG_FILE", "/nonexistent-folder/zel/debug.tmp");
   dPrintf("lost %d", 1);
   dPrintfTime("lost");
   EXPECT_NE(GetLastError(), 0u);
