@@ -16,8 +16,12 @@
 # directory of the targets that use it.
 if(WIN32)
   enable_language(RC)
-  set(ZEL_STRING_TABLE_RC_OPTIONS --codepage=1251 --preprocessor-arg=-include --preprocessor-arg=winresrc.h)
 endif()
+
+# The resource compiler's options for string-table scripts (Windows).
+function(zel_string_table_rc_options variable)
+  set(${variable} --codepage=1251 --preprocessor-arg=-include --preprocessor-arg=winresrc.h PARENT_SCOPE)
+endfunction()
 
 function(zel_add_string_tables target)
   if(NOT ARGN)
@@ -29,8 +33,9 @@ function(zel_add_string_tables target)
     list(APPEND scripts ${script})
   endforeach()
   if(WIN32)
+    zel_string_table_rc_options(options)
     target_sources(${target} PRIVATE ${scripts})
-    set_property(SOURCE ${scripts} APPEND PROPERTY COMPILE_OPTIONS ${ZEL_STRING_TABLE_RC_OPTIONS})
+    set_property(SOURCE ${scripts} TARGET_DIRECTORY ${target} APPEND PROPERTY COMPILE_OPTIONS ${options})
     return()
   endif()
   set(compiler ZelTools::rc_compile)
@@ -41,7 +46,7 @@ function(zel_add_string_tables target)
   set(output ${CMAKE_CURRENT_BINARY_DIR}/${target}_string_tables.cpp)
   add_custom_command(
     OUTPUT ${output}
-    COMMAND $<TARGET_FILE:${compiler}> module ${output} ${scripts} --depfile ${output}.d
+    COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${compiler}> module ${output} ${scripts} --depfile ${output}.d
     DEPENDS ${compiler} ${scripts}
     DEPFILE ${output}.d
     COMMENT "Compiling the string tables of ${target}"

@@ -18,6 +18,7 @@ include(${CMAKE_CURRENT_LIST_DIR}/ZelStringTables.cmake)
 file(GLOB ZEL_CATALOGUE_SCRIPTS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/zeltools/resources/*.rc)
 
 if(WIN32)
+  zel_string_table_rc_options(zel_catalogue_rc_options)
   set(zel_catalogue_script ${PROJECT_BINARY_DIR}/generated/zeltools_catalogue.rc)
   set(zel_catalogue_object ${PROJECT_BINARY_DIR}/generated/zeltools_catalogue_rc.obj)
   set(zel_catalogue_includes "// Generated: the library's catalogue scripts, compiled as one.\n")
@@ -27,7 +28,7 @@ if(WIN32)
   file(CONFIGURE OUTPUT ${zel_catalogue_script} CONTENT "${zel_catalogue_includes}")
   add_custom_command(
     OUTPUT ${zel_catalogue_object}
-    COMMAND ${CMAKE_RC_COMPILER} ${ZEL_STRING_TABLE_RC_OPTIONS} -O coff -i ${zel_catalogue_script} -o ${zel_catalogue_object}.tmp
+    COMMAND ${CMAKE_RC_COMPILER} ${zel_catalogue_rc_options} -O coff -i ${zel_catalogue_script} -o ${zel_catalogue_object}.tmp
     COMMAND ${CMAKE_OBJCOPY} --add-symbol zel_catalogue_resources=.rsrc:0,global ${zel_catalogue_object}.tmp ${zel_catalogue_object}
     DEPENDS ${zel_catalogue_script} ${ZEL_CATALOGUE_SCRIPTS}
     COMMENT "Compiling the ZelTools message catalogue into resources"
@@ -40,7 +41,7 @@ else()
   set_target_properties(zel_rc_compile PROPERTIES EXPORT_NAME rc_compile)
   target_compile_features(zel_rc_compile PRIVATE cxx_std_17)
   target_include_directories(zel_rc_compile PRIVATE ${PROJECT_SOURCE_DIR})
-  target_link_libraries(zel_rc_compile PRIVATE ${CMAKE_DL_LIBS})
+  target_link_libraries(zel_rc_compile PRIVATE ${ZEL_SYSTEM_LIBS})
   zel_strict_warnings(zel_rc_compile)
 
   set(zel_catalogue_rows ${PROJECT_BINARY_DIR}/generated/zeltools_catalogue_rows.inc)

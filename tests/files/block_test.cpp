@@ -2,8 +2,8 @@
 
 #include <climits>
 #include <random>
+#include <filesystem>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -97,7 +97,7 @@ TEST_F(BlockTest, FailedWritesLeaveTheEmptyRecord) {
   EXPECT_TRUE(OpenBlockOld(f, old));
   EXPECT_EQ(f.GetPosRead(), 13);
   // Records that 32 bits cannot describe.
-  ASSERT_EQ(::truncate(path_.c_str(), 0x100000010ll), 0); // sparse
+  std::filesystem::resize_file(path_, 0x100000010ll); // sparse
   EXPECT_EQ(f.SetFileSize(), 0x100000010ll);
   old = {1, 1};
   EXPECT_EQ(ThrownText([&] { WriteBlockOld(f, old, false, [&] { f.Write("abcd", 4); }); }), FileMessage(111, path_));

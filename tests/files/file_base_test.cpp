@@ -7,16 +7,22 @@
 #include <cstring>
 #include <functional>
 #include <random>
+#include <filesystem>
 #include <string>
-#include <sys/mman.h>
-#include <unistd.h>
 #include <utility>
+#if defined(_WIN32)
+#define NOMINMAX
+#include <windows.h>
+#else
+#include <sys/mman.h>
+#endif
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "support/temp_files.h"
 #include "zeltools/errors/last_error.h"
+#include "zeltools/platform/error_codes.h"
 #include "zeltools/platform/platform.h"
 #include "zeltools/text/phrase.h"
 
@@ -317,11 +323,11 @@ unsigned char scratch[20000];
 
 // Replacements for system calls, failing with a plausible error.
 std::int64_t FailRead(void*, void*, std::size_t, std::int64_t) { return Fail(EIO); }
-std::int64_t FailWrite(void*, const void*, std::size_t, std::int64_t) { return Fail(ENOSPC); }
+std::int64_t FailWrite(void*, const void*, std::size_t, std::int64_t) { return Fail(platform::ErrorDiskFull); }
 bool FailSize(void*, std::int64_t&) { return Fail(EIO) > 0; }
 bool FailTruncate(void*, std::int64_t) { return Fail(EIO) > 0; }
 bool FailSync(void*) { return Fail(EIO) > 0; }
-bool FailRemove(const char*) { return Fail(EACCES) > 0; }
+bool FailRemove(const char*) { return Fail(platform::ErrorAccess) > 0; }
 bool CloseThenFail(void* h) { return platform::DefaultCalls().fileClose(h) && Fail(EIO) > 0; }
 platform::SystemCalls& Sys() { return platform::Calls(); }
 
@@ -340,7 +346,7 @@ struct ErrorCase {
 // clang-format off
 const ErrorCase Cases[] = {
   {101, "w", false, 0, [](F& f, S s, P p) -> long long { return f.Open((p + "2").c_str(), "w", s); }},
-  {102, nullptr, true, 0, [](F& f, S s, P p) -> long long { ::unlink(p.c_str()); return f.Open(p.c_str(), "r", s); }},
+  {102, nullptr, true, 0, [](F& f, S s, P p) -> long long { std::filesystem::remove(p); return f.Open(p.c_str(), "r", s); }},
   // Another object holds the file without sharing it.
   {102, nullptr, true, 0, [](F& f, S s, P p) -> long long {
      F other; other.Open(p.c_str(), "r"); return f.Open(p.c_str(), "r", s); }},
@@ -425,10 +431,10 @@ TEST_F(FileBaseTest, InterruptionsAndPartialTransfersAreRetried) {
   static int calls = 0;
   // Every other call is interrupted; the others move at most 3 bytes.
   platform::Calls().fileReadAt = [](void* h, void* b, std::size_t n, std::int64_t at) -> std::int64_t {
-    return ++calls % 2 == 1 ? Fail(EINTR) : platform::DefaultCalls().fileReadAt(h, b, std::min<std::size_t>(n, 3), at);
+    return ++calls % 2 == 1 ? Fail(platform::ErrorInterrupted) : platform::DefaultCalls().fileReadAt(h, b, std::min<std::size_t>(n, 3), at);
   };
   platform::Calls().fileWriteAt = [](void* h, const void* b, std::size_t n, std::int64_t at) -> std::int64_t {
-    return ++calls % 2 == 1 ? Fail(EINTR) : platform::DefaultCalls().fileWriteAt(h, b, std::min<std::size_t>(n, 3), at);
+    return ++calls % 2 == 1 ? Fail(platform::ErrorInterrupted) : platform::DefaultCalls().fileWriteAt(h, b, std::min<std::size_t>(n, 3), at);
   };
   const Buffer data = Pattern(30000);
   CFileBase f;
@@ -446,11 +452,16 @@ TEST_F(FileBaseTest, InterruptionsAndPartialTransfersAreRetried) {
 // in one request. The buffer is an untouched reservation.
 TEST_F(FileBaseTest, HugeTransfersGoInPieces) {
   constexpr unsigned long long FourGB = 1ull << 32;
+#if defined(_WIN32)
+  void* reserve = ::VirtualAlloc(nullptr, FourGB + 4096, MEM_RESERVE, PAGE_NOACCESS);
+  if (reserve == nullptr)
+#else
   void* reserve = ::mmap(nullptr, FourGB + 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (reserve == MAP_FAILED)
+#endif
     GTEST_SKIP() << "no address space for the reservation";
   PutBytes(path_, {});
-  ASSERT_EQ(::truncate(path_.c_str(), static_cast<off_t>(FourGB + 100)), 0);
+  std::filesystem::resize_file(path_, FourGB + 100);
   using Requests = std::vector<std::pair<std::size_t, std::int64_t>>;
   static Requests requests;
   platform::ScopedCalls saved;
@@ -473,7 +484,11 @@ TEST_F(FileBaseTest, HugeTransfersGoInPieces) {
           {0xFFFFEFFFu, 0}, {0x100Bu, 0xFFFFEFFF}, {FourGB - 1, 1}, {0xFFFFEFFFu, 50}, {0x1001u, 50 + 0xFFFFEFFFll}}));
   EXPECT_EQ(f.GetLength(), static_cast<long long>(FourGB + 100));
   f.Close();
+#if defined(_WIN32)
+  ::VirtualFree(reserve, 0, MEM_RELEASE);
+#else
   ::munmap(reserve, FourGB + 4096);
+#endif
 }
 
 // What the work-file layer does with the protected interface.

@@ -24,6 +24,7 @@ struct FakeDesktop {
   static inline std::vector<std::pair<int, std::string>> replies;
   FakeDesktop(bool withDisplay, std::vector<std::pair<int, std::string>> answers) {
     display = withDisplay, runs.clear(), replies = std::move(answers);
+    platform::Calls().systemDialog = [](auto...) { return -1; }; // no dialogs of the system's own
     platform::Calls().environment = [](const char* name) -> const char* {
       return display && std::strcmp(name, "WAYLAND_DISPLAY") == 0 ? "wayland-0" : nullptr;
     };
@@ -68,16 +69,48 @@ TEST(FileDialog, TheFirstInstalledProgramAsksWhenADisplayIsThere) {
   EXPECT_EQ(FakeDesktop::runs.at(5), (Args{"kdialog", "--title", "Save", "--getsavefilename", ".", "*.mdl|Models"}));
 }
 
+// Where the system has dialogs of its own (Windows), they ask, with the
+// start, filter and extension as given, and no program is run.
+TEST(FileDialog, TheSystemsOwnDialogAsksFirst) {
+  FakeDesktop desktop(true, {});
+  static std::vector<std::string> asked;
+  static int answer = 1;
+  asked.clear();
+  platform::Calls().systemDialog = [](platform::DialogKind kind, void* owner, const char* title, const char* start,
+                                      const char* filter, const char* extension, char* path, std::size_t size) {
+    asked.push_back(std::to_string(static_cast<int>(kind)) + (owner != nullptr ? "o " : " ") + title + "," + start +
+                    "," + (filter != nullptr ? filter : "-") + "," + (extension != nullptr ? extension : "-"));
+    std::snprintf(path, size, "%s", kind == platform::DialogKind::Folder ? "C:\\models\\" : "C:\\models\\out");
+    return answer;
+  };
+  char path[PathSize] = "C:\\start";
+  int owner = 0;
+  EXPECT_EQ(DialogOpenDirectory("Folder", path, &owner), 1);
+  EXPECT_STREQ(path, "C:\\models");
+  EXPECT_EQ(DialogWriteFile("Save", path, "M|*.mdl||", "mdl", "C:\\m", "a"), 1);
+  EXPECT_STREQ(path, "C:\\models\\out.mdl");
+  answer = 0;
+  EXPECT_EQ(DialogReadFile("Open", path, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_STREQ(path, "C:\\models\\out.mdl");
+  EXPECT_EQ(asked, (std::vector<std::string>{"0o Folder,C:\\start,-,-", "2 Save,C:\\m/a,M|*.mdl||,mdl", "1 Open,,-,-"}));
+  EXPECT_TRUE(FakeDesktop::runs.empty());
+}
+
 // The system's own runner: output read whole, kept up to the buffer, and a
 // missing program told apart from one that fails.
 TEST(FileDialog, TheSystemRunsAProgramAndReadsItsOutput) {
   const auto& calls = platform::DefaultCalls();
   char out[8];
   std::size_t length = 0;
+#if defined(_WIN32)
+  const char* printf[] = {"cmd", "/c", "echo", "0123456789", nullptr};
+  const char* fail[] = {"cmd", "/c", "exit", "1", nullptr};
+#else
   const char* printf[] = {"printf", "%s", "0123456789", nullptr};
+  const char* fail[] = {"false", nullptr};
+#endif
   EXPECT_EQ(calls.runProgram(printf, out, sizeof out, length), 0);
   EXPECT_EQ(std::string(out, length), "0123456");
-  const char* fail[] = {"false", nullptr};
   const char* missing[] = {"zel-no-such-program", nullptr};
   EXPECT_EQ(calls.runProgram(fail, out, sizeof out, length), 1);
   EXPECT_EQ(calls.runProgram(missing, out, sizeof out, length), -1);

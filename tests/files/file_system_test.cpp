@@ -3,12 +3,16 @@
 #include <cerrno>
 #include <cstring>
 #include <random>
+#include <cstdlib>
 #include <string>
-#include <unistd.h>
 #include <vector>
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
 
 #include <gtest/gtest.h>
 
+#include "zeltools/platform/error_codes.h"
 #include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
 
@@ -88,8 +92,14 @@ TEST(FileSystem, ConfigurationPathGluesTheTailToTheFolder) {
 TEST(FileSystem, ExecutableFolderAndFreeSpaceThroughTheSystem) {
   char path[PathSize], self[PathSize] = {};
   FilePathRoot("tool.cfg", path);
+#if defined(_WIN32)
+  char* program = nullptr;
+  ASSERT_EQ(::_get_pgmptr(&program), 0);
+  std::strncpy(self, program, sizeof self - 1);
+#else
   ASSERT_GT(::readlink("/proc/self/exe", self, sizeof self - 1), 0);
-  EXPECT_EQ(path, std::string(self).substr(0, std::string(self).rfind('/') + 1) + "tool.cfg");
+#endif
+  EXPECT_EQ(path, std::string(self).substr(0, std::string(self).find_last_of("/\\") + 1) + "tool.cfg");
   EXPECT_GT(SgGetFreeDiskSpace("/tmp/zel-missing-folder/file"), 0);
   platform::ScopedCalls saved;
   platform::Calls().executablePath = [](char*, std::size_t) { return false; };
@@ -99,7 +109,7 @@ TEST(FileSystem, ExecutableFolderAndFreeSpaceThroughTheSystem) {
   platform::Calls().diskFree = [](const char* p, std::uint64_t& bytes) {
     asked += std::string(p) + " ";
     bytes = 12345;
-    SetLastError(std::strcmp(p, "/d") == 0 ? 0 : std::strcmp(p, "/locked") == 0 ? EACCES : ENOENT);
+    SetLastError(std::strcmp(p, "/d") == 0 ? 0 : std::strcmp(p, "/locked") == 0 ? platform::ErrorAccess : platform::ErrorNotFound);
     return std::strcmp(p, "/d") == 0;
   };
   EXPECT_EQ(SgGetFreeDiskSpace("/d/x//new.dat") + SgGetFreeDiskSpace("/locked/a") + SgGetFreeDiskSpace("n/f"), 12343);

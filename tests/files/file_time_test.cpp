@@ -1,9 +1,9 @@
 #include "zeltools/files/file_time.h"
 
+#include <cstdlib>
+#include <cstdint>
 #include <ctime>
-#include <fcntl.h>
 #include <random>
-#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
@@ -87,8 +87,7 @@ TEST(FileTime, TimeTextAndPrintAreTheLocalMoment) {
 TEST(FileTime, FileTimesByNameAndByHandle) {
   test::TempDir dir;
   const std::string path = dir.Write("f.bin", "abc");
-  const struct timespec times[2] = {{1000000000, 250000000}, {1709618823, 123456789}};
-  ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+  ASSERT_TRUE(test::SetFileTimes(path, {1000000000, 250000000}, {1709618823, 123456789}));
   FILETIME accessed{}, written{}, viaHandle{};
   ASSERT_EQ(FileTime(path.c_str(), nullptr, &accessed, &written), 1);
   EXPECT_EQ(Ticks(accessed), (1000000000 + Epoch) * PerSecond + 2500000);

@@ -35,11 +35,11 @@ protected:
   // The brute-force reference: the lowest position of a point within tol;
   // points with a non-finite coordinate coincide with nothing.
   static unsigned Scan(const std::vector<Point>& v, const Point& p, double tol) {
-    const auto near = [tol](double a, double b) {
+    const auto close = [tol](double a, double b) {
       return std::isfinite(a) && std::isfinite(b) && std::fabs(a - b) <= tol;
     };
     for (std::size_t i = 0; i < v.size(); ++i)
-      if (near(v[i].x, p.x) && near(v[i].y, p.y) && near(Z(v[i]), Z(p)))
+      if (close(v[i].x, p.x) && close(v[i].y, p.y) && close(Z(v[i]), Z(p)))
         return static_cast<unsigned>(i + 1);
     return 0;
   }

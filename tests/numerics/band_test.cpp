@@ -1,5 +1,9 @@
 #include "zeltools/numerics/band.h"
 
+#include <cinttypes>
+#include <cstdio>
+#include <fstream>
+#include <map>
 #include <random>
 #include <thread>
 
@@ -357,6 +361,35 @@ TEST(BandSolve, FailedAllocationsFallBackOrReportInTheLibrarysWords) {
               const test::FailingAllocations failing(512);
               GaussTape(n, packed.data(), 1, b.data());
             }), "");
+}
+
+// The solutions of the stiffness systems are the same bits on every system
+// the library is built for: their hashes are compared with the ones recorded
+// in tests/data/matrices/solution_hashes.txt (made by the Linux build). The
+// right-hand sides are small integers, so nothing but the library's
+// arithmetic decides the bits.
+TEST(BandSolve, StiffnessSolutionsHaveTheRecordedBitsOnEverySystem) {
+  std::map<std::string, std::string> recorded;
+  std::ifstream list(std::string(ZEL_TEST_DATA_DIR) + "/matrices/solution_hashes.txt");
+  for (std::string name, hash; list >> name >> hash;)
+    recorded[name] = hash;
+  EXPECT_EQ(15, test::ForEachMatrix([&](const test::SymmetricMatrix& mm) {
+    const test::Graph g = test::GraphOf(mm.n, mm.lower);
+    const SRenumber renumber = RenumberBand(mm.n, g.start.data(), g.adjacent.data());
+    BandMatrix band = BandFromEntries(mm.n, mm.lower, {renumber.position.begin(), renumber.position.end()});
+    std::vector<double> x(mm.n);
+    for (unsigned v = 0; v < mm.n; ++v)
+      x[v] = static_cast<double>(v % 7) - 3.0;
+    GaussTape(mm.n, band.rows.data(), 1, x.data());
+    std::uint64_t hash = 14695981039346656037ull; // FNV-1a over the solution's bytes
+    for (const unsigned char byte : std::vector<unsigned char>(reinterpret_cast<const unsigned char*>(x.data()),
+                                                                reinterpret_cast<const unsigned char*>(x.data() + mm.n)))
+      hash = (hash ^ byte) * 1099511628211ull;
+    char text[17];
+    std::snprintf(text, sizeof text, "%016" PRIx64, hash);
+    std::printf("%s %s\n", mm.name.c_str(), text);
+    EXPECT_EQ(recorded[mm.name], text) << mm.name;
+  }));
 }
 
 } // namespace

@@ -10,7 +10,6 @@
 #include <map>
 #include <random>
 #include <string>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -220,8 +219,12 @@ TEST(ResourceScript, WorkStaysProportionalToTheScript) {
   // Each file includes the next four times, through four links to the folder
   // itself, so that every path read is new: 4^15 inclusions of 16 files.
   TempDir folder;
-  for (const char* link : {"a", "b", "c", "d"})
-    ASSERT_EQ(::symlink(".", folder.File(link).c_str()), 0);
+  for (const char* link : {"a", "b", "c", "d"}) {
+    std::error_code refused;
+    std::filesystem::create_directory_symlink(".", folder.File(link), refused);
+    if (refused)
+      GTEST_SKIP() << "no symbolic links here: " << refused.message();
+  }
   for (int i = 0; i < 16; ++i) {
     std::string includes;
     for (const char* spelling : {"a/", "b/", "c/", "d/"})

@@ -20,7 +20,11 @@ struct FakeClock {
     platform::Calls().localCalendar = [](std::int64_t s, platform::CalendarTime& f) {
       const std::time_t shifted = static_cast<std::time_t>(s + 3 * 3600);
       std::tm t{};
+#if defined(_WIN32)
+      gmtime_s(&t, &shifted);
+#else
       gmtime_r(&shifted, &t);
+#endif
       f = {t.tm_year + 1900, t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, t.tm_wday, 3 * 3600};
       return (failing >> calls++ & 1) == 0;
     };

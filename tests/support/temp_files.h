@@ -1,14 +1,16 @@
 #pragma once
-// Scratch files for the tests that touch the file system, and an independent
-// way to look at what a file holds (plain POSIX, not the library).
+// Scratch files for the tests that touch the file system, an independent
+// way to look at what a file holds (the standard library, not ZelTools), and
+// the environment variables that tests set.
 
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
+#include <fstream>
+#include <random>
 #include <string>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -22,10 +24,16 @@ namespace zel::test {
 class TempDir {
 public:
   TempDir() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "zeltest.XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr)
-      ADD_FAILURE() << "mkdtemp failed";
-    path_ = pattern;
+    std::random_device seed;
+    std::error_code error;
+    const auto base = std::filesystem::temp_directory_path(error);
+    for (int attempt = 0; attempt < 100 && path_.empty(); ++attempt) {
+      const auto candidate = base / ("zeltest." + std::to_string(seed()));
+      if (std::filesystem::create_directory(candidate, error))
+        path_ = candidate.string();
+    }
+    if (path_.empty())
+      ADD_FAILURE() << "no scratch directory";
   }
   ~TempDir() {
     std::error_code ignored;
@@ -79,29 +87,51 @@ inline std::string TextOf(const std::string& path) {
   return std::string(bytes.begin(), bytes.end());
 }
 
-/// Sends the library's debugging output to `path` for the lifetime of the object.
-struct ScopedDebugFile {
-  explicit ScopedDebugFile(const std::string& path) { ::setenv("ZEL_DEBUG_FILE", path.c_str(), 1); }
-  ~ScopedDebugFile() { ::unsetenv("ZEL_DEBUG_FILE"); }
-};
-
 /// Replaces the content of `path`, without the library. The file is cut to
 /// its new size after the write, not emptied before it: on some file systems
 /// emptying a file and closing it forces its data to the device.
 inline void PutBytes(const std::string& path, const std::vector<unsigned char>& bytes) {
-  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
-  ASSERT_GE(fd, 0);
-  if (!bytes.empty())
-    ASSERT_EQ(::pwrite(fd, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
-  ASSERT_EQ(::ftruncate(fd, static_cast<off_t>(bytes.size())), 0);
-  ::close(fd);
+  {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    if (!file.is_open())
+      file.open(path, std::ios::out | std::ios::binary);
+    ASSERT_TRUE(file.is_open()) << path;
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    ASSERT_TRUE(file.good()) << path;
+  }
+  std::error_code error;
+  std::filesystem::resize_file(path, bytes.size(), error);
+  ASSERT_FALSE(error) << error.message();
 }
 
 /// The size of `path` on disk (-1 when missing).
 inline long long SizeOnDisk(const std::string& path) {
-  struct stat info {};
-  return ::stat(path.c_str(), &info) == 0 ? static_cast<long long>(info.st_size) : -1;
+  std::error_code error;
+  const auto size = std::filesystem::file_size(path, error);
+  return error ? -1 : static_cast<long long>(size);
 }
+
+/// Sets a file's access and write times (seconds since 1970, nanoseconds)
+/// without the library.
+bool SetFileTimes(const std::string& path, std::pair<long long, long> accessed, std::pair<long long, long> written);
+
+/// Sets (or, given null, removes) an environment variable of the process.
+inline void SetEnvironment(const char* name, const char* value) {
+#if defined(_WIN32)
+  ::_putenv_s(name, value != nullptr ? value : "");
+#else
+  if (value != nullptr)
+    ::setenv(name, value, 1);
+  else
+    ::unsetenv(name);
+#endif
+}
+
+/// Sends the library's debugging output to `path` for the lifetime of the object.
+struct ScopedDebugFile {
+  explicit ScopedDebugFile(const std::string& path) { SetEnvironment("ZEL_DEBUG_FILE", path.c_str()); }
+  ~ScopedDebugFile() { SetEnvironment("ZEL_DEBUG_FILE", nullptr); }
+};
 
 /// Catalogue message `id` as a file reports it: filled with the file's name
 /// and an empty text, in the thread's language.

@@ -36,7 +36,7 @@ TEST_F(DebugFile, TimeStampComesFirst) {
 }
 
 TEST_F(DebugFile, NothingHappensWhenTheFileCannotBeOpened) {
-  ::setenv("ZEL_DEBUG_FILE", "/nonexistent-folder/zel/debug.tmp", 1);
+  test::SetEnvironment("ZEL_DEBUG_FILE", "/nonexistent-folder/zel/debug.tmp");
   dPrintf("lost %d", 1);
   dPrintfTime("lost");
   EXPECT_NE(GetLastError(), 0u);

@@ -12,6 +12,8 @@
 #include "support/damage.h"
 #include "support/temp_files.h"
 #include "zeltools/errors/last_error.h"
+#include "zeltools/platform/error_codes.h"
+#include "zeltools/platform/platform.h"
 #include "zeltools/files/file_base.h"
 
 namespace zel {
@@ -102,9 +104,9 @@ TEST(Phrase, AppendForms) {
   SetLastError(0);
   p.AppendSystem();
   EXPECT_EQ(p.size(), 2u);
-  SetLastError(ENOENT);
+  SetLastError(platform::ErrorNotFound);
   p.AppendSystem();
-  EXPECT_STREQ(p.back().GetText(), "No such file or directory");
+  EXPECT_EQ(p.back().GetText(), platform::SystemErrorText(platform::ErrorNotFound));
   EXPECT_EQ(p.back().kind, 3);
 }
 

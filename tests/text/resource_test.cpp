@@ -229,7 +229,9 @@ TEST(ResurceModule, ADamagedStringBlockReadsAsFarAsItIsWhole) {
   CResurceString out;
   EXPECT_STREQ(module.GetString(1584, out), "x");
   EXPECT_EQ(out.type, 1);
-  EXPECT_EQ(std::string(module.GetString(1585, out)), std::string(" Not message 1585 ::") + ZEL_TEST_STRING_TABLES);
+  EXPECT_STREQ(module.GetString(1585, out), "xyz");
+  EXPECT_EQ(out.type, 2);
+  EXPECT_EQ(std::string(module.GetString(1586, out)), std::string(" Not message 1586 ::") + ZEL_TEST_STRING_TABLES);
 }
 #endif
 

@@ -232,8 +232,9 @@ public:
     const std::size_t n = this->size();
     if (n == 0) return;
     if (j == 0) j = i;
-    const std::size_t lo = std::min<std::size_t>(std::min(i, j), n);
-    const std::size_t hi = std::min<std::size_t>(std::min<std::size_t>(std::max(i, j), n), n - 1);
+    // (std::min) and (std::max): the Windows headers may define min and max as macros.
+    const std::size_t lo = std::min<std::size_t>((std::min)(i, j), n);
+    const std::size_t hi = std::min<std::size_t>(std::min<std::size_t>((std::max)(i, j), n), n - 1);
     if (lo > hi) return;
     const T copy(value);
     std::fill(this->begin() + static_cast<std::ptrdiff_t>(lo), this->begin() + static_cast<std::ptrdiff_t>(hi + 1),
@@ -371,7 +372,7 @@ public:
   /// Lexicographic: -1 when this vector orders before `other`, 1 after, 0
   /// for the same elements; a proper prefix orders first.
   int Compare(const std::vector<T>& other) const {
-    const std::size_t n = std::min(this->size(), other.size());
+    const std::size_t n = (std::min)(this->size(), other.size());
     for (std::size_t k = 0; k < n; ++k) {
       const int c = internal::ElementCompare(this->data() + k, other.data() + k);
       if (c != 0) return c;

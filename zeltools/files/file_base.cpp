@@ -29,7 +29,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cerrno>
 #include <climits>
 #include <cstdarg>
 #include <cstdint>
@@ -40,6 +39,7 @@
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/last_error.h"
 #include "zeltools/memory/memory.h"
+#include "zeltools/platform/error_codes.h"
 #include "zeltools/platform/platform.h"
 
 namespace zel {
@@ -195,7 +195,7 @@ unsigned char CFileBase::Report(int id, const char* name, const char* text, CMes
 // refuses as an invalid seek; with a mark it could otherwise reach the mark.
 unsigned char CFileBase::BadPosition() {
   filePointer_ = -1;
-  SetLastError(EINVAL);
+  SetLastError(platform::ErrorInvalid);
   return Message(106, "");
 }
 
@@ -256,7 +256,7 @@ unsigned char CFileBase::Open(const char* name, unsigned int access, unsigned in
   const bool read = (access & GenericRead) != 0;
   const bool write = (access & GenericWrite) != 0;
   if (creation < CreateNew || creation > TruncateExisting) {
-    SetLastError(EINVAL);
+    SetLastError(platform::ErrorInvalid);
     return Message(102, "");
   }
   void* handle = platform::OpenFile(name_, read, write, share != 0, static_cast<platform::Creation>(creation));
@@ -598,7 +598,7 @@ long long CFileBase::_Write(const void* buffer, unsigned long long size, long lo
   if (pos < 0)
     return -1;
   if (size > static_cast<unsigned long long>(LLONG_MAX - pos)) {
-    SetLastError(EFBIG);
+    SetLastError(platform::ErrorTooLarge);
     Message(107, "");
     return -1;
   }
@@ -650,7 +650,7 @@ long long CFileBase::WriteCached(const void* buffer, unsigned long long size, lo
     return -1;
   if (size >= CacheSize) {
     if (size > static_cast<unsigned long long>(LLONG_MAX - pos)) {
-      SetLastError(EFBIG);
+      SetLastError(platform::ErrorTooLarge);
       Message(107, "");
       return -1;
     }

@@ -10,7 +10,7 @@
 namespace zel {
 namespace {
 
-enum class Kind { Folder, Read, Write };
+using Kind = platform::DialogKind;
 
 // The dialog programs in the order they are tried.
 enum class Program { Zenity, KDialog };
@@ -20,6 +20,8 @@ struct Request {
   const char* title;
   const char* start; // folder, or folder and name
   const char* filter;
+  const char* extension;
+  HWND owner;
 };
 
 std::string Text(const char* text) { return text != nullptr ? text : ""; }
@@ -91,8 +93,15 @@ std::vector<std::string> Arguments(Program program, const Request& request) {
 }
 
 // The chosen path, or the empty string when the dialog was cancelled or
-// could not be shown. A program that cannot be started gives way to the next.
+// could not be shown. The system's own dialog comes first; where there is
+// none, a desktop program asks, and one that cannot be started gives way to
+// the next.
 std::string Run(const Request& request) {
+  char system[4 * PathSize];
+  const int answer = platform::Calls().systemDialog(request.kind, request.owner, request.title, request.start,
+                                                    request.filter, request.extension, system, sizeof system);
+  if (answer >= 0)
+    return answer == 1 ? std::string(system) : std::string();
   if (!HasDisplay())
     return {};
   for (const Program program : {Program::Zenity, Program::KDialog}) {
@@ -119,7 +128,7 @@ int Finish(std::string chosen, char* path, const char* extension, Kind kind) {
   if (chosen.empty() || path == nullptr)
     return 0;
   if (kind == Kind::Folder) {
-    while (chosen.size() > 1 && chosen.back() == '/')
+    while (chosen.size() > 1 && (chosen.back() == '/' || chosen.back() == '\\') && chosen[chosen.size() - 2] != ':')
       chosen.pop_back();
   } else if (kind == Kind::Write && extension != nullptr && *extension != '\0') {
     char parts[4][PathSize];
@@ -140,7 +149,7 @@ int FileDialog(Kind kind, const char* title, char* path, const char* filter, con
     if (!start.empty() && start.back() != '/' && start.back() != '\\')
       start += '/';
     start += Text(name);
-    return Finish(Run({kind, title, start.c_str(), filter}), path, extension, kind);
+    return Finish(Run({kind, title, start.c_str(), filter, extension, nullptr}), path, extension, kind);
   } catch (...) {
     // Only memory can run out here; the dialog then counts as cancelled.
     return 0;
@@ -149,10 +158,10 @@ int FileDialog(Kind kind, const char* title, char* path, const char* filter, con
 
 } // namespace
 
-int DialogOpenDirectory(const char* title, char* path, HWND /*owner*/) {
+int DialogOpenDirectory(const char* title, char* path, HWND owner) {
   try {
     const std::string start = Text(path);
-    return Finish(Run({Kind::Folder, title, start.c_str(), nullptr}), path, nullptr, Kind::Folder);
+    return Finish(Run({Kind::Folder, title, start.c_str(), nullptr, nullptr, owner}), path, nullptr, Kind::Folder);
   } catch (...) {
     return 0;
   }

@@ -2,12 +2,13 @@
 /// \file
 /// The folder-choice and file open/save dialogs.
 ///
-/// They run the desktop's own dialog program, `zenity` or else `kdialog`,
-/// found on the search path, and only when a display is there (DISPLAY or
-/// WAYLAND_DISPLAY set): without one, or without either program, a dialog
-/// returns "cancelled" at once, so a process without a display never waits
-/// on one. With a display the call waits for the user's answer, as a dialog
-/// does.
+/// On Windows they are the system's common dialogs, owned by the window
+/// given (where one is). Elsewhere they run the desktop's own dialog program,
+/// `zenity` or else `kdialog`, found on the search path, and only when a
+/// display is there (DISPLAY or WAYLAND_DISPLAY set): without one, or
+/// without either program, a dialog returns "cancelled" at once, so a
+/// process without a display never waits on one. With a display the call
+/// waits for the user's answer, as a dialog does.
 ///
 /// Results: 1 when the user chose, 0 when the dialog was cancelled or could
 /// not be shown; `path` is changed only on 1. Paths are returned as the
@@ -19,8 +20,8 @@
 
 namespace zel {
 
-/// A window that owns a dialog. Dialogs here are separate programs, so the
-/// owner is accepted and not used.
+/// A window that owns a dialog (may be null). The desktop programs that serve
+/// as dialogs outside Windows have no owner, and there it is not used.
 using HWND = void*;
 
 /// Lets the user choose a folder. `path` (`PathSize` bytes) brings the folder

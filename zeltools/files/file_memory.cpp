@@ -1,9 +1,9 @@
 #include "zeltools/files/file_memory.h"
 
-#include <cerrno>
 #include <cstdint>
 
 #include "zeltools/platform/last_error.h"
+#include "zeltools/platform/error_codes.h"
 #include "zeltools/platform/platform.h"
 
 namespace zel {
@@ -13,7 +13,7 @@ CFileMemory::~CFileMemory() { Close(); }
 char* CFileMemory::Open(void* fileHandle, int write) {
   Close();
   if (fileHandle == nullptr) {
-    SetLastError(EBADF);
+    SetLastError(platform::ErrorBadHandle);
     return nullptr;
   }
   std::int64_t size = 0;
@@ -21,7 +21,7 @@ char* CFileMemory::Open(void* fileHandle, int write) {
     return nullptr;
   // An empty file has nothing to map (the system refuses a view of no bytes).
   if (size <= 0 || static_cast<std::uint64_t>(size) > SIZE_MAX) {
-    SetLastError(size <= 0 ? EINVAL : EFBIG);
+    SetLastError(size <= 0 ? platform::ErrorInvalid : platform::ErrorTooLarge);
     return nullptr;
   }
   const auto bytes = static_cast<std::size_t>(size);

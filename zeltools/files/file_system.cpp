@@ -1,9 +1,9 @@
 #include "zeltools/files/file_system.h"
 
-#include <cerrno>
 #include <cstdint>
 #include <cstring>
 
+#include "zeltools/platform/error_codes.h"
 #include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
 
@@ -91,7 +91,7 @@ long long SgGetFreeDiskSpace(const char* path) {
   char folder[PathSize];
   probe.CopyTo(folder);
   if (folder[0] == '\0') {
-    SetLastError(ENAMETOOLONG);
+    SetLastError(platform::ErrorNameTooLong);
     return -1;
   }
   for (;;) {
@@ -99,7 +99,8 @@ long long SgGetFreeDiskSpace(const char* path) {
     if (platform::Calls().diskFree(folder, bytes))
       return bytes > static_cast<std::uint64_t>(INT64_MAX) ? INT64_MAX : static_cast<long long>(bytes);
     const unsigned int error = GetLastError();
-    if ((error != ENOENT && error != ENOTDIR) || std::strcmp(folder, ".") == 0 || std::strcmp(folder, "/") == 0)
+    if ((error != platform::ErrorNotFound && error != platform::ErrorPathNotFound) || std::strcmp(folder, ".") == 0 ||
+        std::strcmp(folder, "/") == 0)
       return -1;
     // The parent folder: cut the last name and the separators before it.
     std::size_t end = std::strlen(folder);

@@ -1,11 +1,11 @@
 #include "zeltools/files/file_time.h"
 
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 
 #include "zeltools/platform/last_error.h"
 #include "zeltools/platform/debug_file.h"
+#include "zeltools/platform/error_codes.h"
 #include "zeltools/platform/platform.h"
 
 namespace zel {
@@ -91,7 +91,7 @@ int LocalField(long long seconds, int platform::CalendarTime::*field, int failed
 
 int FileTimes(void* handle, const char* name, FILETIME* created, FILETIME* accessed, FILETIME* written) {
   if (handle == nullptr && name == nullptr) {
-    SetLastError(EINVAL);
+    SetLastError(platform::ErrorInvalid);
     return 0;
   }
   platform::FileStamps stamps{};
@@ -200,7 +200,7 @@ void GetTimeText(char* text) {
 
 int FileTime(void* handle, FILETIME* created, FILETIME* accessed, FILETIME* written) {
   if (handle == nullptr) {
-    SetLastError(EBADF);
+    SetLastError(platform::ErrorBadHandle);
     return 0;
   }
   return FileTimes(handle, nullptr, created, accessed, written);

@@ -11,14 +11,31 @@
 
 #include <type_traits>
 
+#if defined(_WIN32)
+// On Windows the two records are the system's own, so that they pass to and
+// from the Windows API unchanged. Only the headers that define them are
+// included, with the min and max macros turned off (they would break
+// std::min and std::max in every file after them).
+#if !defined(NOMINMAX)
+#define NOMINMAX
+#endif
+#include <minwindef.h>
+#include <minwinbase.h>
+#endif
+
 namespace zel {
 
+#if defined(_WIN32)
+/// A file time: 100 ns ticks since 1601-01-01 UTC, split in two halves.
+using FILETIME = ::FILETIME;
+/// A calendar moment. `wMonth` 1-12, `wDayOfWeek` 0 (Sunday) to 6.
+using SYSTEMTIME = ::SYSTEMTIME;
+#else
 /// A file time: 100 ns ticks since 1601-01-01 UTC, split in two halves.
 struct FILETIME {
   unsigned int dwLowDateTime;
   unsigned int dwHighDateTime;
 };
-static_assert(sizeof(FILETIME) == 8, "FILETIME is two 32-bit halves");
 
 /// A calendar moment. `wMonth` 1-12, `wDayOfWeek` 0 (Sunday) to 6.
 struct SYSTEMTIME {
@@ -31,6 +48,8 @@ struct SYSTEMTIME {
   unsigned short wSecond;
   unsigned short wMilliseconds;
 };
+#endif
+static_assert(sizeof(FILETIME) == 8, "FILETIME is two 32-bit halves");
 static_assert(sizeof(SYSTEMTIME) == 16, "SYSTEMTIME is eight 16-bit fields");
 
 /// Seconds since 1970-01-01 UTC (stored as such in a work file's mark).

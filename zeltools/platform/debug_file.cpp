@@ -3,15 +3,19 @@
 
 #include "zeltools/platform/debug_file.h"
 
-#include <cerrno>
 #include <cstdint>
 
+#include "zeltools/platform/error_codes.h"
 #include "zeltools/platform/last_error.h"
 
 namespace zel::platform {
 namespace {
 
+#if defined(_WIN32)
+constexpr const char* defaultDebugFile = "d:\\debug.tmp";
+#else
 constexpr const char* defaultDebugFile = "/tmp/debug.tmp";
+#endif
 
 // Repeats `write` over interruptions and partial writes; a write of nothing
 // counts as a full device.
@@ -19,11 +23,11 @@ template <class Write>
 bool WriteAll(Write write, const char* text, std::size_t length) {
   while (length > 0) {
     const std::int64_t written = write(text, length);
-    if (written < 0 && GetLastError() == EINTR)
+    if (written < 0 && GetLastError() == ErrorInterrupted)
       continue;
     if (written <= 0) {
       if (written == 0)
-        SetLastError(ENOSPC);
+        SetLastError(ErrorDiskFull);
       return false;
     }
     text += written;

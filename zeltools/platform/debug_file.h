@@ -13,7 +13,7 @@ namespace zel::platform {
 
 /// Opens the debugging file in append mode (creating it, for its owner
 /// only), writes `length` bytes of `text` and closes it again. The file is
-/// "/tmp/debug.tmp" unless the environment variable ZEL_DEBUG_FILE names
+/// "/tmp/debug.tmp" ("d:\\debug.tmp" on Windows) unless the environment variable ZEL_DEBUG_FILE names
 /// another, read at each call. A symbolic link or anything but a regular file
 /// at that name is refused: in a folder that everyone can write to, a link
 /// planted there must not make the library append to a file of its choosing.

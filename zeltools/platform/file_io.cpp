@@ -3,9 +3,9 @@
 // as the real system.
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
 
+#include "zeltools/platform/error_codes.h"
 #include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
 
@@ -18,15 +18,15 @@ void* OpenFile(const char* name, bool read, bool write, bool share, Creation cre
   // A write-only request still asks for reading, so that the layer above can
   // read what it wrote (a work file's mark); a file that grants only writing
   // is then opened as asked.
-  void* handle = calls.fileOpen(name, true, write, create, createNew);
-  if (handle == nullptr && write && !read && GetLastError() == EACCES)
-    handle = calls.fileOpen(name, false, true, create, createNew);
+  void* handle = calls.fileOpen(name, true, write, share, create, createNew);
+  if (handle == nullptr && write && !read && GetLastError() == ErrorAccess)
+    handle = calls.fileOpen(name, false, true, share, create, createNew);
   if (handle == nullptr)
     return nullptr;
   if (!calls.fileLock(handle, share)) {
     const unsigned int error = GetLastError();
     calls.fileClose(handle);
-    SetLastError(error == EWOULDBLOCK || error == EAGAIN ? static_cast<unsigned int>(EBUSY) : error);
+    SetLastError(error == ErrorLocked ? ErrorSharing : error);
     return nullptr;
   }
   if (creation == Creation::CreateAlways || creation == Creation::TruncateExisting) {
@@ -49,7 +49,7 @@ std::uint64_t ReadAt(void* handle, void* buffer, std::uint64_t bytes, std::int64
     const auto ask = static_cast<std::size_t>(std::min<std::uint64_t>(bytes - done, SIZE_MAX >> 1));
     const std::int64_t n = calls.fileReadAt(handle, at + done, ask, offset + static_cast<std::int64_t>(done));
     if (n < 0) {
-      if (GetLastError() == EINTR)
+      if (GetLastError() == ErrorInterrupted)
         continue;
       break;
     }
@@ -68,12 +68,12 @@ std::uint64_t WriteAt(void* handle, const void* buffer, std::uint64_t bytes, std
     const auto ask = static_cast<std::size_t>(std::min<std::uint64_t>(bytes - done, SIZE_MAX >> 1));
     const std::int64_t n = calls.fileWriteAt(handle, at + done, ask, offset + static_cast<std::int64_t>(done));
     if (n < 0) {
-      if (GetLastError() == EINTR)
+      if (GetLastError() == ErrorInterrupted)
         continue;
       break;
     }
     if (n == 0) {
-      SetLastError(ENOSPC);
+      SetLastError(ErrorDiskFull);
       break;
     }
     done += static_cast<std::uint64_t>(n);

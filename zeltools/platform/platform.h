@@ -1,13 +1,15 @@
 #pragma once
 // The library's only door to the operating system. Everything above this
 // header speaks in Windows-shaped operations; the implementation for the
-// running system lives in platform/posix (later platform/win32).
+// running system lives in platform/posix or platform/win32.
 //
 // The system calls are reached through one table, `Calls()`, so that tests
 // can replace an entry and make the system fail for real (exhausted memory,
 // short reads, full disks) instead of only misusing a class. Every call made
-// through the table sets the thread's last error, errno on failure and 0 on
-// success; only the environment read, which cannot fail, leaves it alone.
+// through the table sets the thread's last error, the system's code on
+// failure (errno, or GetLastError on Windows; error_codes.h names the ones
+// the library tests) and 0 on success; only the environment read, which
+// cannot fail, leaves it alone.
 //
 // Not part of the installed interface.
 
@@ -43,6 +45,9 @@ struct FileStamps {
   FileStamp written;
 };
 
+/// What a system dialog asks the user for.
+enum class DialogKind { Folder, Read, Write };
+
 struct SystemCalls {
   // Process heap. `allocate` does not clear; `allocateZero` does.
   void* (*allocate)(std::size_t bytes);
@@ -57,8 +62,13 @@ struct SystemCalls {
   // short transfers and the Windows-shaped open live in the helpers below.
   // Opens `name` (never truncating); `create` makes a missing file,
   // `createNew` insists that it did not exist. A directory is refused.
-  void* (*fileOpen)(const char* name, bool read, bool write, bool create, bool createNew);
-  // Non-blocking advisory lock on the whole file, shared or exclusive.
+  // `share` is the Windows share mode (read and write shared, or nothing):
+  // Windows enforces it at the open, with a sharing violation; the POSIX
+  // side ignores it here and takes `fileLock` instead.
+  void* (*fileOpen)(const char* name, bool read, bool write, bool share, bool create, bool createNew);
+  // Non-blocking advisory lock on the whole file, shared or exclusive
+  // (POSIX). On Windows the share mode of the open already decides, and this
+  // succeeds.
   bool (*fileLock)(void* handle, bool shared);
   bool (*fileClose)(void* handle);
   // A second handle on the same open file (and so on the same lock).
@@ -79,15 +89,17 @@ struct SystemCalls {
 
   // --- Whole-file reads, the debugging file, shared objects, environment ---
   // Opens an existing regular file for reading without waiting on it: a
-  // directory (EISDIR), a FIFO or a device (EINVAL) is refused, so that no
-  // name given to a reader can block it.
+  // directory (`ErrorIsFolder`), a FIFO, pipe or device (`ErrorInvalid`) is
+  // refused, so that no name given to a reader can block it.
   void* (*fileOpenRegular)(const char* name);
   // What identifies the open file whatever name reached it (device and
-  // index node here): links and spellings of one path give the same pair.
+  // index node; volume serial and file index on Windows): links and
+  // spellings of one path give the same pair.
   bool (*fileIdentity)(void* handle, std::uint64_t& device, std::uint64_t& node);
   // Opens `name` for appending, creating it readable and writable by its
-  // owner only. A symbolic link at the name is not followed (ELOOP) and
-  // anything but a regular file is refused (EISDIR, EINVAL), without waiting
+  // owner only. A symbolic link at the name is not followed (`ErrorLink`)
+  // and anything but a regular file is refused (`ErrorIsFolder`,
+  // `ErrorInvalid`), without waiting
   // on a FIFO: the debugging file lives in a folder that others can write to.
   void* (*fileOpenAppend)(const char* name);
   // One write at the end of a file from `fileOpenAppend`: the bytes written,
@@ -101,8 +113,9 @@ struct SystemCalls {
   // Shared objects. `sharedObjectOpen` binds every symbol at once and keeps
   // them local, so that a broken object fails there and two objects' tables
   // cannot be mistaken; a name without '/' is searched for on the system's
-  // library path. The loader reports in text, not in codes: a failed open or
-  // a missing symbol reads as ENOENT, a failed close as EINVAL.
+  // library path. The POSIX loader reports in text, not in codes: a failed
+  // open or a missing symbol reads as `ErrorNotFound`, a failed close as
+  // `ErrorInvalid`; Windows gives its own codes.
   void* (*sharedObjectOpen)(const char* path);
   void* (*sharedObjectSymbol)(void* object, const char* name);
   bool (*sharedObjectClose)(void* object);
@@ -139,6 +152,17 @@ struct SystemCalls {
   // When the status is lost (SIGCHLD ignored by the process), the result is
   // 0 if the program wrote something, else 1.
   int (*runProgram)(const char* const* arguments, char* output, std::size_t size, std::size_t& length);
+  // The system's own dialog for choosing a folder, a file to read or a file
+  // to write, owned by the window `owner` (may be null), showing the 1251
+  // `title`, starting at `start` (a folder, or a folder and a name; may be
+  // empty), offering `filter` ("Desc|*.a;*.b|Desc2|*.*||", may be null) and
+  // adding `extension` to a name typed without one. The choice goes to `path`
+  // of `size` bytes, in 1251, terminated. Returns 1 when the user chose, 0
+  // when the dialog was cancelled or the choice cannot be spelled in 1251 or
+  // does not fit, and -1 when the system has no dialogs of its own (POSIX:
+  // the layer above then runs a desktop's dialog program).
+  int (*systemDialog)(DialogKind kind, void* owner, const char* title, const char* start, const char* filter,
+                      const char* extension, char* path, std::size_t size);
 
   // --- Thread language and string resources of modules --------------------
   // The calling thread's user-interface language: the id last set on the
@@ -151,8 +175,8 @@ struct SystemCalls {
   unsigned short (*setThreadUILanguage)(unsigned short langId);
   // Where modules keep string resources (Windows): maps the module file
   // `name` for its resources only, running none of its code. Null when the
-  // file is no such module, and always null (ENOSYS) on a system whose
-  // modules keep none.
+  // file is no such module, and always null (last error ENOSYS) on a system
+  // whose modules keep none.
   void* (*resourceModuleOpen)(const char* name);
   bool (*resourceModuleClose)(void* module);
   // The module that holds the library's code, and so its catalogue: the
@@ -197,10 +221,11 @@ enum class Creation : unsigned int {
 };
 
 /// The Windows-shaped open: the file with the given access, sharing and
-/// creation disposition. Sharing is an advisory lock taken without waiting:
-/// an unshared open holds it exclusively and fails (last error EBUSY, a
-/// sharing violation) while any other open holds the file; shared opens hold
-/// it shared. A handle opened for writing can also read when the system
+/// creation disposition. An unshared open fails (last error `ErrorSharing`,
+/// a sharing violation) while any other open holds the file, and keeps every
+/// later open out; shared opens admit each other. Windows enforces this
+/// with the share mode of the open; on POSIX it is an advisory lock taken
+/// without waiting, exclusive or shared. A handle opened for writing can also read when the system
 /// allows it, so that layers above may read what a write-only open wrote.
 /// Truncating dispositions truncate only once the lock is held. Null on
 /// failure, with the last error set.
@@ -216,7 +241,8 @@ std::uint64_t ReadAt(void* handle, void* buffer, std::uint64_t bytes, std::int64
 std::uint64_t WriteAt(void* handle, const void* buffer, std::uint64_t bytes, std::int64_t offset);
 
 /// The system's text for error `code` (the C library's message for the
-/// errno value), without a trailing line end.
+/// errno value, or the system message table's text on Windows), without a
+/// trailing line end.
 std::string SystemErrorText(unsigned int code);
 
 } // namespace zel::platform

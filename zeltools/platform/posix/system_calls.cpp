@@ -115,7 +115,8 @@ bool PosixPhysicalMemory(std::uint64_t& total, std::uint64_t& available) noexcep
 void* HandleOf(int fd) noexcept { return reinterpret_cast<void*>(static_cast<std::intptr_t>(fd) + 1); }
 int DescriptorOf(void* handle) noexcept { return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1); }
 
-void* PosixFileOpen(const char* name, bool read, bool write, bool create, bool createNew) noexcept {
+// Sharing is taken by PosixFileLock after the open.
+void* PosixFileOpen(const char* name, bool read, bool write, bool /*share*/, bool create, bool createNew) noexcept {
   int flags = O_CLOEXEC;
   flags |= write ? (read ? O_RDWR : O_WRONLY) : O_RDONLY;
   if (create || createNew)
@@ -324,6 +325,13 @@ bool PosixSharedObjectClose(void* object) noexcept {
 
 const char* PosixEnvironment(const char* name) noexcept { return std::getenv(name); }
 
+// Dialogs here are a desktop's programs, which the layer above runs.
+int PosixSystemDialog(DialogKind, void*, const char*, const char*, const char*, const char*, char*,
+                      std::size_t) noexcept {
+  SetLastError(0);
+  return -1;
+}
+
 constexpr SystemCalls posixCalls = {
     PosixAllocate,     PosixAllocateZero, PosixReallocate,    PosixRelease,      PosixPhysicalMemory,
     PosixFileOpen,     PosixFileLock,     PosixFileClose,     PosixFileDuplicate, PosixFileReadAt,
@@ -334,7 +342,7 @@ constexpr SystemCalls posixCalls = {
     PosixSharedObjectOpen, PosixSharedObjectSymbol, PosixSharedObjectClose, PosixEnvironment,
     // Work files, mapped files, times, paths and dialogs.
     posix::FileMap, posix::FileUnmap, posix::DiskFree, posix::FileTimes, posix::TimeNow, posix::LocalCalendar,
-    posix::ExecutablePath, posix::RunProgram,
+    posix::ExecutablePath, posix::RunProgram, PosixSystemDialog,
     // Thread language and string resources of modules.
     posix::ThreadUILanguage, posix::SetThreadUILanguage, posix::ResourceModuleOpen, posix::ResourceModuleClose,
     posix::LibraryModule, posix::ResourceString,

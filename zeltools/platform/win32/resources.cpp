@@ -7,17 +7,15 @@
 // hold a damaged block, so every count is checked against the block's size.
 #include "zeltools/platform/win32/resources.h"
 
-#include <windows.h>
-
 #include <algorithm>
-#include <cstdint>
+#include <string>
 
 #include "zeltools/platform/last_error.h"
+#include "zeltools/platform/win32/system.h"
 
 namespace zel::platform::win32 {
 namespace {
 
-constexpr unsigned int Windows1251 = 1251;
 constexpr unsigned int StringsPerBlock = 16;
 constexpr WORD StringType = 6; // RT_STRING
 
@@ -37,8 +35,6 @@ public:
 private:
   DWORD saved_;
 };
-
-void Record(bool ok) noexcept { zel::SetLastError(ok ? 0u : static_cast<unsigned int>(::GetLastError())); }
 
 long Missing(unsigned int code) noexcept {
   zel::SetLastError(code);
@@ -75,16 +71,6 @@ HRSRC FindBlock(HMODULE module, WORD block, unsigned short langId) noexcept {
   return ::FindResourceExW(module, MAKEINTRESOURCEW(StringType), MAKEINTRESOURCEW(block), search.found);
 }
 
-// The name of a module file as the system wants it: UTF-16, folders split by
-// '\'. False when it does not fit `size` units.
-bool WideName(const char* name, wchar_t* wide, int size) noexcept {
-  const int units = ::MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, name, -1, wide, size);
-  if (units == 0)
-    return false;
-  std::replace(wide, wide + units, L'/', L'\\');
-  return true;
-}
-
 } // namespace
 
 unsigned short ThreadUILanguage() noexcept {
@@ -102,12 +88,12 @@ unsigned short SetThreadUILanguage(unsigned short langId) noexcept {
 }
 
 void* ResourceModuleOpen(const char* name) noexcept {
-  wchar_t wide[MAX_PATH * 4];
-  if (name == nullptr || !WideName(name, wide, MAX_PATH * 4)) {
-    zel::SetLastError(ERROR_INVALID_NAME);
+  std::wstring wide;
+  if (!Wide(name, wide))
     return nullptr;
-  }
-  HMODULE module = ::LoadLibraryExW(wide, nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
+  // The loader takes only '\' between folders.
+  std::replace(wide.begin(), wide.end(), L'/', L'\\');
+  HMODULE module = ::LoadLibraryExW(wide.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
   Record(module != nullptr);
   return module;
 }
@@ -148,7 +134,7 @@ long ResourceString(void* module, unsigned int id, unsigned short langId, char* 
   // Cut to what the block holds and to the caller's room: one byte a unit.
   const std::size_t units = std::min({static_cast<std::size_t>(*unit), static_cast<std::size_t>(end - unit - 1), size - 1});
   const int bytes = units == 0 ? 0
-                               : ::WideCharToMultiByte(Windows1251, WC_NO_BEST_FIT_CHARS, unit + 1, static_cast<int>(units),
+                               : ::WideCharToMultiByte(LibraryCodePage, WC_NO_BEST_FIT_CHARS, unit + 1, static_cast<int>(units),
                                                        text, static_cast<int>(units), nullptr, nullptr);
   text[bytes > 0 ? bytes : 0] = '\0';
   zel::SetLastError(0);

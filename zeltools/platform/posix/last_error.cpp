@@ -1,3 +1,6 @@
+// The last error is the library's own thread-local code here: errno is
+// changed by too many calls in between to serve.
+
 #include "zeltools/platform/last_error.h"
 
 namespace zel {
