@@ -315,7 +315,8 @@ TEST(DataModel, RandomEditsMatchAPlainModel) {
       }
       case 16:
       case 17: { // from line images: appended (one or two, or one with a new text) or replacing line n
-        const unsigned int from = line(), k = from == 0 || from > q ? 0 : std::min<unsigned int>(1 + rng() % 2, q + 1 - from);
+        const unsigned int from = line();
+        const unsigned int k = from == 0 || from > q ? 0 : std::min<unsigned int>(1 + rng() % 2, q + 1 - from);
         const std::string text = rng() % 2 == 0 ? "Bb" : "";
         const SDataLine* image = rng() % 2 == 0 ? copy.Get(from) : t.Get(from); // also from the lines it joins
         if (op == 16 && k != 0 && rng() % 2 == 0) {
