@@ -321,7 +321,8 @@ TEST(DataModel, RandomEditsMatchAPlainModel) {
       }
       case 16:
       case 17: { // from line images: appended (one or two, or one with a new text) or replacing line n
-        const unsigned int from = line(), k = from == 0 || from > q ? 0 : std::min<unsigned int>(1 + rng() % 2, q + 1 - from);
+        const unsigned int from = line();
+        const unsigned int k = from == 0 || from > q ? 0 : std::min<unsigned int>(1 + rng() % 2, q + 1 - from);
         const std::string text = rng() % 2 == 0 ? "Bb" : "";
         const SDataLine* image = rng() % 2 == 0 ? copy.Get(from) : t.Get(from); // also from the lines it joins
         if (op == 16 && k != 0 && rng() % 2 == 0) {
@@ -658,6 +659,26 @@ TEST_F(DataFile, DamagedBlocksAreReportedAndLeaveTheTableEmpty) {
         DOCUMENT_OLD old{static_cast<unsigned int>(doc.position), static_cast<unsigned int>(doc.length)};
         return refusedEmpty(t.ReadOld(f, old) != 0, t);
       });
+  // A head cut short behind a whole block takes the table with it, in both reporting modes.
+  _CData t;
+  SmallHeadTable(t);
+  DOCUMENT doc;
+  std::vector<unsigned char> bytes = Written([&](CFileBase& f) { t.Write(f, doc, 0); });
+  bytes.insert(bytes.begin(), {'p', 'a', 'd', '!'});
+  bytes.pop_back();
+  test::PutBytes(path_, bytes);
+  for (const bool collect : {false, true}) {
+    CPhrase sink;
+    CFileBase f;
+    ASSERT_EQ(f.Open(path_.c_str(), "r", collect ? &sink : nullptr), 1);
+    _CData back;
+    SmallHeadTable(back);
+    if (collect)
+      EXPECT_EQ(back.Read(f, doc), 0);
+    else
+      EXPECT_EQ(test::ThrownText([&] { back.Read(f, doc); }), test::FileMessage(110, path_));
+    EXPECT_TRUE(back.GetQuantity() == 0 && test::AllZero(back.GetHead(), back.GetSizeHead()));
+  }
 }
 
 TEST_F(DataFile, FilesKeptAsLinesAreReloadedByName) {

@@ -327,6 +327,12 @@ std::int64_t FailWrite(void*, const void*, std::size_t, std::int64_t) { return F
 bool FailSize(void*, std::int64_t&) { return Fail(EIO) > 0; }
 bool FailTruncate(void*, std::int64_t) { return Fail(EIO) > 0; }
 bool FailSync(void*) { return Fail(EIO) > 0; }
+bool FailSeek(void*, std::int64_t) { return Fail(EIO) > 0; }
+platform::SystemCalls& Sys();
+bool FailSizeOnce(void* h, std::int64_t& n) {
+  Sys().fileSize = platform::DefaultCalls().fileSize;
+  return FailSize(h, n);
+}
 bool FailRemove(const char*) { return Fail(platform::ErrorAccess) > 0; }
 bool CloseThenFail(void* h) { return platform::DefaultCalls().fileClose(h) && Fail(EIO) > 0; }
 platform::SystemCalls& Sys() { return platform::Calls(); }
@@ -358,6 +364,13 @@ const ErrorCase Cases[] = {
   {105, "r", true, 0, [](F& f, S, P) -> long long { Sys().fileReadAt = FailRead; return f.Read(scratch, 4, 0); }},
   {106, "r", true, 0, [](F& f, S, P) -> long long { return f.SetPosRead(-5); }},
   {106, "r", true, 0, [](F& f, S, P) -> long long { return f.SetPosReadBack(LLONG_MIN); }},
+  {106, "r", true, 0, [](F& f, S, P) -> long long { Sys().fileSeek = FailSeek; return f.SetPosRead(5); }},
+  // Writes the cache must make before the length is read or cut, and zeros appended.
+  {107, "a", true, -1, [](F& f, S, P) { f.Write("x", 1); Sys().fileWriteAt = FailWrite; return f.SetFileSize(); }},
+  {107, "a", true, 0, [](F& f, S, P) -> long long {
+     f.Write("x", 1); Sys().fileWriteAt = FailWrite; return f.SetLength(1); }},
+  {107, "a", true, -1, [](F& f, S, P) { Sys().fileWriteAt = FailWrite; return f.Add(20000); }},
+  {108, "r", true, -1, [](F& f, S, P) { Sys().fileSize = FailSizeOnce; return f.SetFileSize(); }},
   {107, "w", true, -1, [](F& f, S, P) { Sys().fileWriteAt = FailWrite; return f.Write(scratch, sizeof scratch); }},
   // A deferred write-back fails in the operation that performs it.
   {107, "a", true, 0, [](F& f, S, P) -> long long {

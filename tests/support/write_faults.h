@@ -59,7 +59,8 @@ inline FaultRun WriteWithFault(const std::string& path, const BlockWriter& write
   FaultRun run{!text.empty() || !sink.empty(), {}};
   if (run.failed && collect) {
     text = sink.back().GetText();
-    EXPECT_TRUE(sink.size() == 2 && sink[0].kind == 11 && sink[0].GetText() == platform::SystemErrorText(sink[0].param1))
+    const std::string system = sink[0].GetText();
+    EXPECT_TRUE(sink.size() == 2 && sink[0].kind == 11 && system == platform::SystemErrorText(sink[0].param1))
         << sink.size() << " messages";
     EXPECT_TRUE(doc.position == 0 && doc.length == 0) << "a failed block keeps its record";
   }
@@ -136,7 +137,9 @@ inline void ExpectWriteFaultsReported(const std::string& path, const BlockWriter
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit limit{};
     ::getrlimit(RLIMIT_FSIZE, &limit);
-    const auto cap = [&limit](rlim_t size) { return [&limit, size] { limit.rlim_cur = size, ::setrlimit(RLIMIT_FSIZE, &limit); }; };
+    const auto cap = [&limit](rlim_t size) {
+      return [&limit, size] { limit.rlim_cur = size, ::setrlimit(RLIMIT_FSIZE, &limit); };
+    };
     check(cap(static_cast<rlim_t>(CFileBase::MarkBytes + total / 2)), cap(limit.rlim_max), 1);
     std::fflush(nullptr);
     std::_Exit(result.total_part_count() != failures ? 1 : 0);
