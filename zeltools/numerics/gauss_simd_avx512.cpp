@@ -20,9 +20,6 @@ namespace {
 constexpr std::size_t Lanes = 8;
 constexpr std::size_t TileRows = 4;
 constexpr std::size_t TileGroups = 4;
-// Columns per block: the block of u rows (steps × 256 doubles) stays in the
-// second-level cache while every row tile below crosses it.
-constexpr std::size_t BlockColumns = GaussBlockColumns;
 
 inline __mmask8 Lead(std::size_t count) {
   return count >= Lanes ? __mmask8(0xFF) : static_cast<__mmask8>((1u << count) - 1);
@@ -103,34 +100,32 @@ ZEL_AVX512 void GaussUpdateAvx512(std::size_t rows, std::size_t cols, std::size_
   if (steps == 0 || rows == 0 || cols == 0)
     return;
   const std::size_t chunk = Lanes * TileGroups;
-  // With many rows to cross it, each block of u is first copied to aligned,
-  // contiguous storage: its loads then never straddle cache lines.
+  // Columns outside, rows inside: with many rows to cross it, each chunk of
+  // u is first copied to aligned, contiguous storage (16 KB at 64 steps),
+  // which then stays in the first-level cache while every row tile below
+  // crosses it; only the tiles of c and the rows of l stream.
   const bool pack = block != nullptr && rows >= 4 * TileRows;
-  double* packed = block;
-  for (std::size_t j0 = 0; j0 < cols; j0 += BlockColumns) {
-    const std::size_t j1 = std::min(cols, j0 + BlockColumns);
-    const double* ub = u + j0;
+  for (std::size_t j = 0; j < cols; j += chunk) {
+    const std::size_t width = std::min(chunk, cols - j);
+    const double* ub = u + j;
     std::size_t ldb = ldu;
     if (pack) {
       for (std::size_t t = 0; t < steps; ++t)
-        std::memcpy(packed + t * BlockColumns, u + t * ldu + j0, (j1 - j0) * sizeof(double));
-      ub = packed;
-      ldb = BlockColumns;
+        std::memcpy(block + t * chunk, u + t * ldu + j, width * sizeof(double));
+      ub = block;
+      ldb = chunk;
     }
     std::size_t s = 0;
     for (; s + TileRows <= rows; s += TileRows) {
-      for (std::size_t j = j0; j < j1; j += chunk) {
-        // The rows' next chunk is fetched while this one is computed.
-        if (j + chunk < j1)
-          for (std::size_t r = 0; r < TileRows; ++r)
-            for (std::size_t line = 0; line < TileGroups; ++line)
-              _mm_prefetch(reinterpret_cast<const char*>(c + (s + r) * ldc + j + chunk + Lanes * line), _MM_HINT_T0);
-        Chunk<TileRows>(std::min(chunk, j1 - j), steps, l + s * ldl, ldl, ub + (j - j0), ldb, c + s * ldc + j, ldc);
-      }
+      // The next tile's rows are fetched while this one is computed.
+      if (s + 2 * TileRows <= rows)
+        for (std::size_t r = 0; r < TileRows; ++r)
+          for (std::size_t line = 0; line < width; line += Lanes)
+            _mm_prefetch(reinterpret_cast<const char*>(c + (s + TileRows + r) * ldc + j + line), _MM_HINT_T0);
+      Chunk<TileRows>(width, steps, l + s * ldl, ldl, ub, ldb, c + s * ldc + j, ldc);
     }
     for (; s < rows; ++s)
-      for (std::size_t j = j0; j < j1; j += chunk)
-        Chunk<1>(std::min(chunk, j1 - j), steps, l + s * ldl, ldl, ub + (j - j0), ldb, c + s * ldc + j, ldc);
+      Chunk<1>(width, steps, l + s * ldl, ldl, ub, ldb, c + s * ldc + j, ldc);
   }
 }
 
