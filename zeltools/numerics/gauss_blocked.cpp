@@ -15,6 +15,10 @@
 namespace zel::numerics {
 namespace {
 
+// Columns of a panel eliminated one by one before the panel's columns to
+// their right receive those steps at once, through the update kernel.
+constexpr std::size_t PanelStep = 16;
+
 struct Kernels {
   GaussUpdateFn update;
   GaussAxpyFn axpy;
@@ -57,28 +61,34 @@ public:
     for (std::size_t i = K; i < n_; ++i)
       for (std::size_t j = 0; j < kb; ++j)
         columns_.data()[j * ld_ + i] = a[i * n_ + K + j];
-    for (std::size_t j = 0; j < kb; ++j) {
-      const std::size_t k = K + j;
-      double* column = Column(j);
-      std::size_t p = k;
-      for (std::size_t i = k + 1; i < n_; ++i)
-        if (std::fabs(column[i]) > std::fabs(column[p]))
-          p = i;
-      pivot_[j] = p;
-      if (p != k)
-        for (std::size_t t = 0; t < kb; ++t)
-          std::swap(Column(t)[k], Column(t)[p]);
-      double divisor = column[k];
-      if (std::fabs(divisor) <= eps) {
-        if (mode == 0 || mode >= ReturnOnSingular)
-          return j;
-        divisor = SuppressedPivot;
+    for (std::size_t j0 = 0; j0 < kb; j0 += PanelStep) {
+      const std::size_t j1 = std::min(kb, j0 + PanelStep);
+      for (std::size_t j = j0; j < j1; ++j) {
+        const std::size_t k = K + j;
+        double* column = Column(j);
+        std::size_t p = k;
+        for (std::size_t i = k + 1; i < n_; ++i)
+          if (std::fabs(column[i]) > std::fabs(column[p]))
+            p = i;
+        pivot_[j] = p;
+        if (p != k)
+          for (std::size_t t = 0; t < kb; ++t)
+            std::swap(Column(t)[k], Column(t)[p]);
+        double divisor = column[k];
+        if (std::fabs(divisor) <= eps) {
+          if (mode == 0 || mode >= ReturnOnSingular) {
+            Delayed(j0, j, j1, kernels);
+            return j;
+          }
+          divisor = SuppressedPivot;
+        }
+        divisor_[j] = divisor;
+        for (std::size_t t = j; t < j1; ++t)
+          Column(t)[k] /= divisor;
+        for (std::size_t t = j + 1; t < j1; ++t)
+          kernels.axpy(Column(t) + k + 1, column + k + 1, Column(t)[k], n_ - k - 1);
       }
-      divisor_[j] = divisor;
-      for (std::size_t t = j; t < kb; ++t)
-        Column(t)[k] /= divisor;
-      for (std::size_t t = j + 1; t < kb; ++t)
-        kernels.axpy(Column(t) + k + 1, column + k + 1, Column(t)[k], n_ - k - 1);
+      Delayed(j0, j1, j1, kernels);
     }
     return kb;
   }
@@ -114,6 +124,30 @@ public:
 
 private:
   double* Column(std::size_t j) { return columns_.data() + j * ld_; }
+
+  // Steps [j0, j) of the panel for its columns from t0 on, which the
+  // elimination leaves out while it runs: in each column the pivot rows of
+  // those steps receive their updates and their division one after the
+  // other, then every row below receives the steps' updates in order, in
+  // one pass of the update kernel (column-major, so its rows are the
+  // panel's columns).
+  void Delayed(std::size_t j0, std::size_t j, std::size_t t0, const Kernels& kernels) {
+    if (j == j0 || t0 >= kb_)
+      return;
+    for (std::size_t t = t0; t < kb_; ++t) {
+      double* target = Column(t);
+      for (std::size_t s = j0; s < j; ++s) {
+        const std::size_t k = K_ + s;
+        for (std::size_t r = j0; r < s; ++r)
+          target[k] -= Column(r)[k] * target[K_ + r];
+        target[k] /= divisor_[s];
+      }
+    }
+    const std::size_t first = K_ + j;
+    if (first < n_)
+      kernels.update(kb_ - t0, n_ - first, j - j0, Column(t0) + K_ + j0, ld_, Column(j0) + first, ld_,
+                     Column(t0) + first, ld_, nullptr);
+  }
   double* Block(std::size_t thread) { return blocks_.data() + thread * width_ * GaussBlockColumns; }
 
   // The pivot rows to the right of the panel: their updates, then their
