@@ -36,6 +36,21 @@ Kernels KernelsFor(SimdLevel level) {
   }
 }
 
+// to[c·ldt + r] = from[r·ldf + c] for r < rows, c < cols, by blocks of
+// 8 × 8, so that both sides move whole cache lines at a time.
+void Transpose(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows, std::size_t cols) {
+  constexpr std::size_t Block = 8;
+  for (std::size_t r0 = 0; r0 < rows; r0 += Block) {
+    const std::size_t r1 = std::min(rows, r0 + Block);
+    for (std::size_t c0 = 0; c0 < cols; c0 += Block) {
+      const std::size_t c1 = std::min(cols, c0 + Block);
+      for (std::size_t c = c0; c < c1; ++c)
+        for (std::size_t r = r0; r < r1; ++r)
+          to[c * ldt + r] = from[r * ldf + c];
+    }
+  }
+}
+
 // The elimination of one panel and what it leaves behind.
 //
 // panel[j·ld + i]: column K+j at position i (i ≥ K), kept with whole-row
@@ -58,9 +73,7 @@ public:
                         const Kernels& kernels) {
     K_ = K;
     kb_ = kb;
-    for (std::size_t i = K; i < n_; ++i)
-      for (std::size_t j = 0; j < kb; ++j)
-        columns_.data()[j * ld_ + i] = a[i * n_ + K + j];
+    Transpose(a + K * n_ + K, n_, columns_.data() + K, ld_, n_ - K, kb);
     for (std::size_t j0 = 0; j0 < kb; j0 += PanelStep) {
       const std::size_t j1 = std::min(kb, j0 + PanelStep);
       for (std::size_t j = j0; j < j1; ++j) {
@@ -103,9 +116,7 @@ public:
       if (pivot_[j] != K_ + j)
         std::swap_ranges(a + (K_ + j) * n_ + T0, a + (K_ + j) * n_ + n_, a + pivot_[j] * n_ + T0);
     // Multipliers by rows for the update kernels.
-    for (std::size_t i = K_; i < n_; ++i)
-      for (std::size_t j = 0; j < steps; ++j)
-        rowMajor_.data()[(i - K_) * width_ + j] = Column(j)[i];
+    Transpose(columns_.data() + K_, ld_, rowMajor_.data(), width_, steps, n_ - K_);
     if (right > 0) {
       PivotRows(a, steps, T0, right, kernels);
       RowsBelow(a, steps, T0, right, kernels);

@@ -8,7 +8,6 @@
 #if defined(__GNUC__) && defined(__x86_64__)
 
 #include <algorithm>
-#include <cstring>
 
 #include <immintrin.h>
 
@@ -110,8 +109,17 @@ ZEL_AVX512 void GaussUpdateAvx512(std::size_t rows, std::size_t cols, std::size_
     const double* ub = u + j;
     std::size_t ldb = ldu;
     if (pack) {
-      for (std::size_t t = 0; t < steps; ++t)
-        std::memcpy(block + t * chunk, u + t * ldu + j, width * sizeof(double));
+      // By vectors: a string move per row of 32 doubles pays more for its
+      // start than for the copy.
+      const std::size_t groups = (width + Lanes - 1) / Lanes;
+      const __mmask8 last = Lead(width - (groups - 1) * Lanes);
+      for (std::size_t t = 0; t < steps; ++t) {
+        const double* from = u + t * ldu + j;
+        double* to = block + t * chunk;
+        for (std::size_t g = 0; g + 1 < groups; ++g)
+          _mm512_store_pd(to + Lanes * g, _mm512_loadu_pd(from + Lanes * g));
+        _mm512_store_pd(to + Lanes * (groups - 1), _mm512_maskz_loadu_pd(last, from + Lanes * (groups - 1)));
+      }
       ub = block;
       ldb = chunk;
     }
