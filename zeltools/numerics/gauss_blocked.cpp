@@ -18,6 +18,8 @@ namespace {
 // Columns of a panel eliminated one by one before the panel's columns to
 // their right receive those steps at once, through the update kernel.
 constexpr std::size_t PanelStep = 16;
+// Pivot rows completed together: the update kernels' tile height.
+constexpr std::size_t PivotBlock = 4;
 
 struct Kernels {
   GaussUpdateFn update;
@@ -165,12 +167,20 @@ private:
   // division, one row after the other. Columns are independent, so blocks
   // of columns go to different threads.
   void PivotRows(double* a, std::size_t steps, std::size_t T0, std::size_t right, const Kernels& kernels) {
+    // Four rows at a time first take the finished rows above them together
+    // (one tile of the update kernel), then each other one by one.
     const auto columns = [&](std::size_t c0, std::size_t count) {
-      for (std::size_t j = 0; j < steps; ++j) {
-        double* row = a + (K_ + j) * n_ + T0 + c0;
-        kernels.update(1, count, j, rowMajor_.data() + j * width_, width_, a + K_ * n_ + T0 + c0, n_, row, n_,
-                       nullptr);
-        kernels.divide(row, divisor_[j], count);
+      const double* top = a + K_ * n_ + T0 + c0;
+      for (std::size_t j0 = 0; j0 < steps; j0 += PivotBlock) {
+        const std::size_t j1 = std::min(steps, j0 + PivotBlock);
+        kernels.update(j1 - j0, count, j0, rowMajor_.data() + j0 * width_, width_, top, n_, a + (K_ + j0) * n_ + T0 + c0,
+                       n_, nullptr);
+        for (std::size_t j = j0; j < j1; ++j) {
+          double* row = a + (K_ + j) * n_ + T0 + c0;
+          kernels.update(1, count, j - j0, rowMajor_.data() + j * width_ + j0, width_, top + j0 * n_, n_, row, n_,
+                         nullptr);
+          kernels.divide(row, divisor_[j], count);
+        }
       }
     };
     const std::size_t blocks = (right + GaussBlockColumns - 1) / GaussBlockColumns;
