@@ -25,31 +25,17 @@ struct Kernels {
   GaussUpdateFn update;
   GaussAxpyFn axpy;
   GaussDivideFn divide;
+  GaussTransposeFn transpose;
 };
 
 Kernels KernelsFor(SimdLevel level) {
   switch (level) {
   case SimdLevel::Avx512:
-    return {GaussUpdateAvx512, GaussAxpyAvx512, GaussDivideAvx512};
+    return {GaussUpdateAvx512, GaussAxpyAvx512, GaussDivideAvx512, GaussTransposeAvx512};
   case SimdLevel::Avx2:
-    return {GaussUpdateAvx2, GaussAxpyAvx2, GaussDivideGeneric};
+    return {GaussUpdateAvx2, GaussAxpyAvx2, GaussDivideGeneric, GaussTransposeGeneric};
   default:
-    return {GaussUpdateGeneric, GaussAxpyGeneric, GaussDivideGeneric};
-  }
-}
-
-// to[c·ldt + r] = from[r·ldf + c] for r < rows, c < cols, by blocks of
-// 8 × 8, so that both sides move whole cache lines at a time.
-void Transpose(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows, std::size_t cols) {
-  constexpr std::size_t Block = 8;
-  for (std::size_t r0 = 0; r0 < rows; r0 += Block) {
-    const std::size_t r1 = std::min(rows, r0 + Block);
-    for (std::size_t c0 = 0; c0 < cols; c0 += Block) {
-      const std::size_t c1 = std::min(cols, c0 + Block);
-      for (std::size_t c = c0; c < c1; ++c)
-        for (std::size_t r = r0; r < r1; ++r)
-          to[c * ldt + r] = from[r * ldf + c];
-    }
+    return {GaussUpdateGeneric, GaussAxpyGeneric, GaussDivideGeneric, GaussTransposeGeneric};
   }
 }
 
@@ -75,7 +61,7 @@ public:
                         const Kernels& kernels) {
     K_ = K;
     kb_ = kb;
-    Transpose(a + K * n_ + K, n_, columns_.data() + K, ld_, n_ - K, kb);
+    kernels.transpose(a + K * n_ + K, n_, columns_.data() + K, ld_, n_ - K, kb);
     for (std::size_t j0 = 0; j0 < kb; j0 += PanelStep) {
       const std::size_t j1 = std::min(kb, j0 + PanelStep);
       for (std::size_t j = j0; j < j1; ++j) {
@@ -118,7 +104,7 @@ public:
       if (pivot_[j] != K_ + j)
         std::swap_ranges(a + (K_ + j) * n_ + T0, a + (K_ + j) * n_ + n_, a + pivot_[j] * n_ + T0);
     // Multipliers by rows for the update kernels.
-    Transpose(columns_.data() + K_, ld_, rowMajor_.data(), width_, steps, n_ - K_);
+    kernels.transpose(columns_.data() + K_, ld_, rowMajor_.data(), width_, steps, n_ - K_);
     if (right > 0) {
       PivotRows(a, steps, T0, right, kernels);
       RowsBelow(a, steps, T0, right, kernels);
@@ -291,6 +277,21 @@ void GaussUpdateGeneric(std::size_t rows, std::size_t cols, std::size_t steps, c
 void GaussAxpyGeneric(double* y, const double* x, double s, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i)
     y[i] -= x[i] * s;
+}
+
+// By blocks of 8 × 8, so that both sides move whole cache lines at a time.
+void GaussTransposeGeneric(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
+                           std::size_t cols) {
+  constexpr std::size_t Block = 8;
+  for (std::size_t r0 = 0; r0 < rows; r0 += Block) {
+    const std::size_t r1 = std::min(rows, r0 + Block);
+    for (std::size_t c0 = 0; c0 < cols; c0 += Block) {
+      const std::size_t c1 = std::min(cols, c0 + Block);
+      for (std::size_t c = c0; c < c1; ++c)
+        for (std::size_t r = r0; r < r1; ++r)
+          to[c * ldt + r] = from[r * ldf + c];
+    }
+  }
 }
 
 void GaussDivideGeneric(double* y, double d, std::size_t count) {

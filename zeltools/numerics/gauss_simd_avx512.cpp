@@ -160,6 +160,47 @@ ZEL_AVX512 void GaussDivideAvx512(double* y, double d, std::size_t count) {
   }
 }
 
+// Blocks of 8 × 8 in registers: pairs of rows interleaved, then pairs of
+// 128-bit lanes, then pairs of 256-bit halves; the edges element by element.
+ZEL_AVX512 void GaussTransposeAvx512(const double* from, std::size_t ldf, double* to, std::size_t ldt,
+                                     std::size_t rows, std::size_t cols) {
+  std::size_t r0 = 0;
+  for (; r0 + Lanes <= rows; r0 += Lanes) {
+    std::size_t c0 = 0;
+    for (; c0 + Lanes <= cols; c0 += Lanes) {
+      const double* f = from + r0 * ldf + c0;
+      const __m512d r0v = _mm512_loadu_pd(f), r1v = _mm512_loadu_pd(f + ldf), r2v = _mm512_loadu_pd(f + 2 * ldf),
+                    r3v = _mm512_loadu_pd(f + 3 * ldf), r4v = _mm512_loadu_pd(f + 4 * ldf),
+                    r5v = _mm512_loadu_pd(f + 5 * ldf), r6v = _mm512_loadu_pd(f + 6 * ldf),
+                    r7v = _mm512_loadu_pd(f + 7 * ldf);
+      const __m512d t0 = _mm512_unpacklo_pd(r0v, r1v), t1 = _mm512_unpackhi_pd(r0v, r1v);
+      const __m512d t2 = _mm512_unpacklo_pd(r2v, r3v), t3 = _mm512_unpackhi_pd(r2v, r3v);
+      const __m512d t4 = _mm512_unpacklo_pd(r4v, r5v), t5 = _mm512_unpackhi_pd(r4v, r5v);
+      const __m512d t6 = _mm512_unpacklo_pd(r6v, r7v), t7 = _mm512_unpackhi_pd(r6v, r7v);
+      // Rows 0-3 (u0-u3) and 4-7 (u4-u7), columns {0,4}, {2,6}, {1,5}, {3,7}.
+      const __m512d u0 = _mm512_shuffle_f64x2(t0, t2, 0x88), u1 = _mm512_shuffle_f64x2(t0, t2, 0xDD);
+      const __m512d u2 = _mm512_shuffle_f64x2(t1, t3, 0x88), u3 = _mm512_shuffle_f64x2(t1, t3, 0xDD);
+      const __m512d u4 = _mm512_shuffle_f64x2(t4, t6, 0x88), u5 = _mm512_shuffle_f64x2(t4, t6, 0xDD);
+      const __m512d u6 = _mm512_shuffle_f64x2(t5, t7, 0x88), u7 = _mm512_shuffle_f64x2(t5, t7, 0xDD);
+      double* d = to + c0 * ldt + r0;
+      _mm512_storeu_pd(d, _mm512_shuffle_f64x2(u0, u4, 0x88));
+      _mm512_storeu_pd(d + 4 * ldt, _mm512_shuffle_f64x2(u0, u4, 0xDD));
+      _mm512_storeu_pd(d + 2 * ldt, _mm512_shuffle_f64x2(u1, u5, 0x88));
+      _mm512_storeu_pd(d + 6 * ldt, _mm512_shuffle_f64x2(u1, u5, 0xDD));
+      _mm512_storeu_pd(d + ldt, _mm512_shuffle_f64x2(u2, u6, 0x88));
+      _mm512_storeu_pd(d + 5 * ldt, _mm512_shuffle_f64x2(u2, u6, 0xDD));
+      _mm512_storeu_pd(d + 3 * ldt, _mm512_shuffle_f64x2(u3, u7, 0x88));
+      _mm512_storeu_pd(d + 7 * ldt, _mm512_shuffle_f64x2(u3, u7, 0xDD));
+    }
+    for (; c0 < cols; ++c0)
+      for (std::size_t i = 0; i < Lanes; ++i)
+        to[c0 * ldt + r0 + i] = from[(r0 + i) * ldf + c0];
+  }
+  for (; r0 < rows; ++r0)
+    for (std::size_t c = 0; c < cols; ++c)
+      to[c * ldt + r0] = from[r0 * ldf + c];
+}
+
 } // namespace zel::numerics
 
 #else
@@ -171,6 +212,10 @@ void GaussUpdateAvx512(std::size_t rows, std::size_t cols, std::size_t steps, co
 }
 void GaussAxpyAvx512(double* y, const double* x, double s, std::size_t count) { GaussAxpyGeneric(y, x, s, count); }
 void GaussDivideAvx512(double* y, double d, std::size_t count) { GaussDivideGeneric(y, d, count); }
+void GaussTransposeAvx512(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
+                          std::size_t cols) {
+  GaussTransposeGeneric(from, ldf, to, ldt, rows, cols);
+}
 } // namespace zel::numerics
 
 #endif

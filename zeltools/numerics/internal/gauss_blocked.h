@@ -33,6 +33,9 @@ using GaussUpdateFn = void (*)(std::size_t rows, std::size_t cols, std::size_t s
 using GaussAxpyFn = void (*)(double* y, const double* x, double s, std::size_t count);
 /// y[i] /= d for i < count.
 using GaussDivideFn = void (*)(double* y, double d, std::size_t count);
+/// to[c·ldt + r] = from[r·ldf + c] for r < rows, c < cols.
+using GaussTransposeFn = void (*)(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
+                                  std::size_t cols);
 
 void GaussUpdateGeneric(std::size_t rows, std::size_t cols, std::size_t steps, const double* l, std::size_t ldl,
                        const double* u, std::size_t ldu, double* c, std::size_t ldc, double* block);
@@ -45,6 +48,10 @@ void GaussAxpyAvx2(double* y, const double* x, double s, std::size_t count);
 void GaussAxpyAvx512(double* y, const double* x, double s, std::size_t count);
 void GaussDivideGeneric(double* y, double d, std::size_t count);
 void GaussDivideAvx512(double* y, double d, std::size_t count);
+void GaussTransposeGeneric(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
+                           std::size_t cols);
+void GaussTransposeAvx512(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
+                          std::size_t cols);
 
 /// The double overload of Gauss with panels of `panel` columns and the
 /// kernels of `level` (not Plain): same results, same failures, same state
