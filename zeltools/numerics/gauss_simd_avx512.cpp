@@ -160,6 +160,18 @@ ZEL_AVX512 void GaussDivideAvx512(double* y, double d, std::size_t count) {
   }
 }
 
+// The shuffles of the transposition. The masked forms with every lane set
+// are the same instructions; the plain forms start from an undefined value
+// that the compiler warns about.
+template <bool High>
+ZEL_AVX512 inline __m512d Interleave(__m512d a, __m512d b) {
+  return High ? _mm512_mask_unpackhi_pd(a, 0xFF, a, b) : _mm512_mask_unpacklo_pd(a, 0xFF, a, b);
+}
+template <int Selector>
+ZEL_AVX512 inline __m512d Quarters(__m512d a, __m512d b) {
+  return _mm512_mask_shuffle_f64x2(a, 0xFF, a, b, Selector);
+}
+
 // Blocks of 8 × 8 in registers: pairs of rows interleaved, then pairs of
 // 128-bit lanes, then pairs of 256-bit halves; the edges element by element.
 ZEL_AVX512 void GaussTransposeAvx512(const double* from, std::size_t ldf, double* to, std::size_t ldt,
@@ -173,24 +185,24 @@ ZEL_AVX512 void GaussTransposeAvx512(const double* from, std::size_t ldf, double
                     r3v = _mm512_loadu_pd(f + 3 * ldf), r4v = _mm512_loadu_pd(f + 4 * ldf),
                     r5v = _mm512_loadu_pd(f + 5 * ldf), r6v = _mm512_loadu_pd(f + 6 * ldf),
                     r7v = _mm512_loadu_pd(f + 7 * ldf);
-      const __m512d t0 = _mm512_unpacklo_pd(r0v, r1v), t1 = _mm512_unpackhi_pd(r0v, r1v);
-      const __m512d t2 = _mm512_unpacklo_pd(r2v, r3v), t3 = _mm512_unpackhi_pd(r2v, r3v);
-      const __m512d t4 = _mm512_unpacklo_pd(r4v, r5v), t5 = _mm512_unpackhi_pd(r4v, r5v);
-      const __m512d t6 = _mm512_unpacklo_pd(r6v, r7v), t7 = _mm512_unpackhi_pd(r6v, r7v);
+      const __m512d t0 = Interleave<false>(r0v, r1v), t1 = Interleave<true>(r0v, r1v);
+      const __m512d t2 = Interleave<false>(r2v, r3v), t3 = Interleave<true>(r2v, r3v);
+      const __m512d t4 = Interleave<false>(r4v, r5v), t5 = Interleave<true>(r4v, r5v);
+      const __m512d t6 = Interleave<false>(r6v, r7v), t7 = Interleave<true>(r6v, r7v);
       // Rows 0-3 (u0-u3) and 4-7 (u4-u7), columns {0,4}, {2,6}, {1,5}, {3,7}.
-      const __m512d u0 = _mm512_shuffle_f64x2(t0, t2, 0x88), u1 = _mm512_shuffle_f64x2(t0, t2, 0xDD);
-      const __m512d u2 = _mm512_shuffle_f64x2(t1, t3, 0x88), u3 = _mm512_shuffle_f64x2(t1, t3, 0xDD);
-      const __m512d u4 = _mm512_shuffle_f64x2(t4, t6, 0x88), u5 = _mm512_shuffle_f64x2(t4, t6, 0xDD);
-      const __m512d u6 = _mm512_shuffle_f64x2(t5, t7, 0x88), u7 = _mm512_shuffle_f64x2(t5, t7, 0xDD);
+      const __m512d u0 = Quarters<0x88>(t0, t2), u1 = Quarters<0xDD>(t0, t2);
+      const __m512d u2 = Quarters<0x88>(t1, t3), u3 = Quarters<0xDD>(t1, t3);
+      const __m512d u4 = Quarters<0x88>(t4, t6), u5 = Quarters<0xDD>(t4, t6);
+      const __m512d u6 = Quarters<0x88>(t5, t7), u7 = Quarters<0xDD>(t5, t7);
       double* d = to + c0 * ldt + r0;
-      _mm512_storeu_pd(d, _mm512_shuffle_f64x2(u0, u4, 0x88));
-      _mm512_storeu_pd(d + 4 * ldt, _mm512_shuffle_f64x2(u0, u4, 0xDD));
-      _mm512_storeu_pd(d + 2 * ldt, _mm512_shuffle_f64x2(u1, u5, 0x88));
-      _mm512_storeu_pd(d + 6 * ldt, _mm512_shuffle_f64x2(u1, u5, 0xDD));
-      _mm512_storeu_pd(d + ldt, _mm512_shuffle_f64x2(u2, u6, 0x88));
-      _mm512_storeu_pd(d + 5 * ldt, _mm512_shuffle_f64x2(u2, u6, 0xDD));
-      _mm512_storeu_pd(d + 3 * ldt, _mm512_shuffle_f64x2(u3, u7, 0x88));
-      _mm512_storeu_pd(d + 7 * ldt, _mm512_shuffle_f64x2(u3, u7, 0xDD));
+      _mm512_storeu_pd(d, Quarters<0x88>(u0, u4));
+      _mm512_storeu_pd(d + 4 * ldt, Quarters<0xDD>(u0, u4));
+      _mm512_storeu_pd(d + 2 * ldt, Quarters<0x88>(u1, u5));
+      _mm512_storeu_pd(d + 6 * ldt, Quarters<0xDD>(u1, u5));
+      _mm512_storeu_pd(d + ldt, Quarters<0x88>(u2, u6));
+      _mm512_storeu_pd(d + 5 * ldt, Quarters<0xDD>(u2, u6));
+      _mm512_storeu_pd(d + 3 * ldt, Quarters<0x88>(u3, u7));
+      _mm512_storeu_pd(d + 7 * ldt, Quarters<0xDD>(u3, u7));
     }
     for (; c0 < cols; ++c0)
       for (std::size_t i = 0; i < Lanes; ++i)
