@@ -98,7 +98,7 @@ public:
   // `steps` steps of this panel and `exchanges` of its exchanges.
   void Settle(double* a, std::size_t m, double* b, std::size_t steps, std::size_t exchanges,
               const Kernels& kernels) {
-    WriteBack(a, steps, exchanges);
+    WriteBack(a, steps, exchanges, kernels);
     const std::size_t T0 = K_ + kb_, right = n_ - T0;
     for (std::size_t j = 0; j < exchanges; ++j)
       if (pivot_[j] != K_ + j)
@@ -205,24 +205,28 @@ private:
   // below the diagonal of an eliminated column, the value of the row that
   // was at that position when the column was eliminated. where_[i] follows
   // that row to its final position, undoing the later exchanges one by one.
-  void WriteBack(double* a, std::size_t steps, std::size_t exchanges) {
+  // The columns are gathered in that layout into the row buffer, which is
+  // free until the updates, and transposed into a from there.
+  void WriteBack(double* a, std::size_t steps, std::size_t exchanges, const Kernels& kernels) {
+    const std::size_t rows = n_ - K_;
+    double* gathered = rowMajor_.data();
     for (std::size_t i = K_; i < n_; ++i)
       where_[i] = i;
     for (std::size_t j = kb_; j-- > 0;) {
       const std::size_t k = K_ + j;
       const double* column = Column(j);
+      double* to = gathered + j * rows;
       if (j >= steps) {
-        for (std::size_t i = K_; i < n_; ++i)
-          a[i * n_ + k] = column[i];
+        std::copy(column + K_, column + n_, to);
       } else {
-        for (std::size_t i = K_; i <= k; ++i)
-          a[i * n_ + k] = column[i];
+        std::copy(column + K_, column + k + 1, to);
         for (std::size_t i = k + 1; i < n_; ++i)
-          a[i * n_ + k] = column[where_[i]];
+          to[i - K_] = column[where_[i]];
       }
       if (j < exchanges)
         std::swap(where_[k], where_[pivot_[j]]);
     }
+    kernels.transpose(gathered, rows, a + K_ * n_ + K_, n_, kb_, rows);
   }
 
   std::size_t n_, ld_, width_, threads_, K_ = 0, kb_ = 0;
