@@ -20,7 +20,7 @@
 namespace zel::numerics {
 
 /// Panel height used by the solver; tests pass other heights.
-inline constexpr std::size_t DefaultBandPanel = 64;
+inline constexpr std::size_t DefaultBandPanel = 96;
 
 /// One panel, after some of its rows have been divided by their pivots.
 /// Columns are counted from `col0` (the panel's first row) in groups of 8;
