@@ -86,7 +86,8 @@ ZEL_AVX512 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::si
       uv[v] = _mm512_load_pd(u + P.stride * static_cast<std::size_t>(v));
     // Merge-masked subtraction is markedly slower than plain subtraction on
     // some processors: groups whose flags are all set (the rule inside a
-    // filled band) and that hold no edge use the plain form.
+    // filled band) use the plain form. Lanes outside the edges need no mask
+    // here: they were loaded as zeros and are never stored.
     const bool full = flags == allSet;
     for (int s = 0; s < R; ++s) {
       if constexpr (Skips) {
@@ -96,18 +97,12 @@ ZEL_AVX512 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::si
       }
       const double* fs = f + s;
       if (full) {
-        for (int v = 0; v < V; ++v) {
-          if (edged(v))
-            acc[s][v] = _mm512_mask_sub_pd(acc[s][v], edge[s][v], acc[s][v], MulBroadcast(uv[v], fs));
-          else
-            acc[s][v] = _mm512_sub_pd(acc[s][v], MulBroadcast(uv[v], fs));
-        }
+        for (int v = 0; v < V; ++v)
+          acc[s][v] = _mm512_sub_pd(acc[s][v], MulBroadcast(uv[v], fs));
       } else {
-        for (int v = 0; v < V; ++v) {
-          const auto bits = static_cast<__mmask8>(flags >> (8 * v));
-          const __mmask8 m = edged(v) ? static_cast<__mmask8>(bits & edge[s][v]) : bits;
-          acc[s][v] = _mm512_mask_sub_pd(acc[s][v], m, acc[s][v], MulBroadcast(uv[v], fs));
-        }
+        for (int v = 0; v < V; ++v)
+          acc[s][v] = _mm512_mask_sub_pd(acc[s][v], static_cast<__mmask8>(flags >> (8 * v)), acc[s][v],
+                                         MulBroadcast(uv[v], fs));
       }
     }
   }
