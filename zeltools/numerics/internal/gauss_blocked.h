@@ -18,7 +18,9 @@ inline constexpr std::size_t DefaultGaussPanel = 64;
 /// Orders below this go the plain way.
 inline constexpr std::size_t GaussBlockedFrom = 96;
 
-/// Columns of u that an update copies at a time into its working block.
+/// Columns of u that an update's working block holds (a kernel copies at
+/// most this many at a time), and the width of the blocks of pivot-row
+/// columns that threads share.
 inline constexpr std::size_t GaussBlockColumns = 256;
 
 /// c[s][j] −= l[s][t]·u[t][j] for t = 0 … steps−1 in that order, each
