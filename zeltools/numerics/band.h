@@ -49,7 +49,8 @@ static_assert(std::is_standard_layout_v<GAUSS_TAPE> && std::is_trivially_copyabl
 ///
 /// The rows below a panel are shared among up to `GetNumThreads()` threads
 /// when their update holds at least 10^6 element updates (a half-band of
-/// about 150 and more, with panels of 96 rows); the results do not depend on the thread count.
+/// about 150 and more, with panels of 96 rows); the results do not depend on
+/// the thread count.
 void GaussTapeDirect(unsigned int n, GAUSS_TAPE* rows);
 
 /// Solves for m right-hand sides (m vectors of n values, one after another)
