@@ -163,6 +163,47 @@ void Rate(benchmark::State& state, double flops) {
   state.counters["GFLOP/s"] = benchmark::Counter(flops * 1e-9, benchmark::Counter::kIsIterationInvariantRate);
 }
 
+// The calling thread's CPU time of one call, in seconds.
+template <class F>
+double CpuOf(F&& call) {
+  const double c0 = CallerCpuSeconds();
+  call();
+  return CallerCpuSeconds() - c0;
+}
+
+double Median(std::vector<double> v) {
+  std::nth_element(v.begin(), v.begin() + static_cast<std::ptrdiff_t>(v.size() / 2), v.end());
+  return v[v.size() / 2];
+}
+
+// One thread, the library against a peer call by call: each iteration runs
+// the library's call and the peer's on the same input back to back (each
+// returns its caller CPU time), so the two of a pair meet nearly the same
+// load, which separate benchmarks a few seconds apart do not on a shared
+// machine. Reported: the median of each side (zel_ms, peer_ms) and the
+// median of the pairs' ratios peer / library (above 1: the library is
+// faster).
+template <class Zel, class Peer>
+void Paired(benchmark::State& state, Zel&& zel, Peer&& peer) {
+  zel::SetNumThreads(1);
+  std::vector<double> z, p, ratio;
+  for (auto _ : state) {
+    const double t0 = WallSeconds();
+    z.push_back(zel());
+    p.push_back(peer());
+    ratio.push_back(p.back() / z.back());
+    state.SetIterationTime(WallSeconds() - t0);
+  }
+  state.counters["zel_ms"] = 1e3 * Median(z);
+  state.counters["peer_ms"] = 1e3 * Median(p);
+  state.counters["peer_over_zel"] = Median(ratio);
+}
+
+// Pairs per benchmark: about 15 GFLOP of the library's work, 5 to 40 pairs.
+int PairsFor(double flops) {
+  return Smoke() ? 1 : static_cast<int>(std::clamp(1.5e10 / flops, 5.0, 40.0));
+}
+
 // ---------------------------------------------------------------------------
 // Dense systems.
 
@@ -205,6 +246,32 @@ void DenseLapack(benchmark::State& state, const Lapack& l) {
     Timed(state, [&] { l.dgesv(&n, &one, a.data(), &n, ipiv.data(), b.data(), &n, &info); });
   }
   Rate(state, 2.0 * n * double(n) * n / 3.0);
+}
+
+void DensePaired(benchmark::State& state, const Lapack& l) {
+  if (!l) {
+    state.SkipWithError((l.name + " LAPACK not found").c_str());
+    return;
+  }
+  const int n = static_cast<int>(state.range(0)), one = 1;
+  if (l.threads != nullptr)
+    l.threads(1);
+  const std::vector<double> a0 = RandomMatrix(n, 1);
+  std::vector<double> a, b(n);
+  std::vector<int> ipiv(n);
+  int info = 0;
+  Paired(
+      state,
+      [&] {
+        a = a0;
+        std::fill(b.begin(), b.end(), 1.0);
+        return CpuOf([&] { zel::Gauss(static_cast<unsigned>(n), a.data(), 1, b.data(), 0, 0.0); });
+      },
+      [&] {
+        a = a0;
+        std::fill(b.begin(), b.end(), 1.0);
+        return CpuOf([&] { l.dgesv(&n, &one, a.data(), &n, ipiv.data(), b.data(), &n, &info); });
+      });
 }
 
 // ---------------------------------------------------------------------------
@@ -407,6 +474,38 @@ void BandLapack(benchmark::State& state, const BandCase* c, const Lapack& l) {
     flops += w * (w + 1);
   }
   Rate(state, flops);
+}
+
+void BandPaired(benchmark::State& state, const BandCase* c, const Lapack& l) {
+  if (!l) {
+    state.SkipWithError((l.name + " LAPACK not found").c_str());
+    return;
+  }
+  if (l.threads != nullptr)
+    l.threads(1);
+  const unsigned n = c->system.n;
+  std::vector<double> values, b(n);
+  std::vector<zel::GAUSS_TAPE> rows(n);
+  const int order = static_cast<int>(n), kd = static_cast<int>(c->band.halfBand), ldab = kd + 1, one = 1;
+  const std::vector<double> ab0 = LapackBand(c->system, c->band.halfBand);
+  std::vector<double> ab;
+  int info = 0;
+  Paired(
+      state,
+      [&] {
+        values = c->band.values;
+        for (unsigned i = 0; i < n; ++i)
+          rows[i] = {c->band.count[i], values.data() + c->band.offset[i]};
+        std::fill(b.begin(), b.end(), 1.0);
+        return CpuOf([&] { zel::GaussTape(n, rows.data(), 1, b.data()); });
+      },
+      [&] {
+        ab = ab0;
+        std::fill(b.begin(), b.end(), 1.0);
+        return CpuOf([&] { l.dpbsv("U", &order, &kd, &one, ab.data(), &ldab, b.data(), &order, &info, 1); });
+      });
+  if (info != 0)
+    state.SkipWithError("dpbsv failed");
 }
 
 // CHOLMOD, loaded at run time when the system has it. The symbolic analysis
@@ -625,6 +724,12 @@ void RegisterAll() {
   auto timed = [&](benchmark::internal::Benchmark* b) {
     b->UseManualTime()->Unit(benchmark::kMillisecond)->Repetitions(reps)->ReportAggregatesOnly(!smoke);
   };
+  auto paired = [&](benchmark::internal::Benchmark* b, double flops) {
+    b->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(PairsFor(flops));
+  };
+  for (int n : denseSizes)
+    paired(benchmark::RegisterBenchmark("Paired/Gauss/dgesv_openblas", DensePaired, OpenBlas())->Arg(n)->ArgName("n"),
+           2.0 * n * double(n) * n / 3.0);
   for (int n : denseSizes)
     for (int threads : {1, 2}) {
       timed(benchmark::RegisterBenchmark("Gauss/zel", DenseZel)->Args({n, threads})->ArgNames({"n", "threads"}));
@@ -665,6 +770,9 @@ void RegisterAll() {
     // The reference band factorisation runs at a few GFLOP/s: skip it where
     // one call would take minutes.
     const double bandFlops = double(c->system.n) * c->band.halfBand * c->band.halfBand;
+    paired(benchmark::RegisterBenchmark(("Paired/GaussTape/dpbsv_openblas/" + tag).c_str(), BandPaired, c.get(),
+                                        OpenBlas()),
+           c->band.flops);
     for (int threads : {1, 2}) {
       auto named = [&](const char* solver) { return "GaussTape/" + std::string(solver) + "/" + tag; };
       timed(benchmark::RegisterBenchmark(named("zel").c_str(), BandZel, c.get())->Arg(threads)->ArgName("threads"));

@@ -41,15 +41,16 @@ static_assert(std::is_standard_layout_v<GAUSS_TAPE> && std::is_trivially_copyabl
 /// the row-by-row elimination leaves it. Negative or tiny pivots are not
 /// reported: only non-zero pivots are needed.
 ///
-/// Rows are eliminated in panels of 64 with working storage of about
-/// 130·(widest row + 64) doubles for the time of the call; without it the
+/// Rows are eliminated in panels of 96 with working storage of about
+/// 200·(widest row + 96) doubles for the time of the call; without it the
 /// rows are eliminated one by one, and when not even a list of one row's
 /// positions can be had, message 201 is thrown before anything changes.
 /// The results are those of the row-by-row elimination in every case.
 ///
 /// The rows below a panel are shared among up to `GetNumThreads()` threads
 /// when their update holds at least 10^6 element updates (a half-band of
-/// about 180 and more); the results do not depend on the thread count.
+/// about 150 and more, with panels of 96 rows); the results do not depend on
+/// the thread count.
 void GaussTapeDirect(unsigned int n, GAUSS_TAPE* rows);
 
 /// Solves for m right-hand sides (m vectors of n values, one after another)

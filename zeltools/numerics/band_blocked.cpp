@@ -23,22 +23,24 @@ constexpr std::size_t SubPanel = 8;
 
 std::size_t Reach(const GAUSS_TAPE* rows, std::size_t i) { return i + rows[i].count - 1; }
 
-// Working storage of the panels, sized once for the widest panel.
+// Working storage of the panels, sized once for the widest panel. The
+// pivot step writes a row of u and f into `rowU` and `rowF`, from where it
+// is spread over the groups' blocks.
 struct PanelStorage {
-  std::size_t ld, maxGroups;
-  AlignedDoubles u, f;
+  std::size_t stride, maxGroups;
+  AlignedDoubles u, f, rowU, rowF;
   std::vector<std::uint8_t> mask, rowSkip;
 
   PanelStorage(std::size_t panelRows, std::size_t maxWidth)
-      : ld(StrideFor(maxWidth)), maxGroups((maxWidth + 7) / 8), u(panelRows * ld), f(panelRows * ld),
-        mask(panelRows * maxGroups, 0), rowSkip(maxGroups * 8, 0) {}
+      : stride(StrideFor(panelRows)), maxGroups((maxWidth + 7) / 8), u(maxGroups * stride), f(maxGroups * stride),
+        rowU(maxGroups * 8), rowF(maxGroups * 8), mask(panelRows * maxGroups, 0), rowSkip(maxGroups * 8, 0) {}
 
-  static std::size_t StrideFor(std::size_t width) {
-    std::size_t ld = (width + 7) / 8 * 8;
-    // Rows a multiple of 4 KB apart would compete for the same cache sets.
-    if (ld % 512 == 0)
-      ld += 8;
-    return ld;
+  static std::size_t StrideFor(std::size_t panelRows) {
+    std::size_t stride = panelRows * 8;
+    // Blocks a multiple of 4 KB apart would compete for the same cache sets.
+    if (stride % 512 == 0)
+      stride += 8;
+    return stride;
   }
 };
 
@@ -91,12 +93,10 @@ void BandUpdateSegment(const BandPanel& panel, std::size_t pa, std::size_t pb, s
   for (std::size_t p = pa; p < pb; ++p) {
     if (!panel.Flag(p, r))
       continue;
-    const std::size_t pi = p - panel.col0;
-    const double f = panel.f[pi * panel.ld + (r - panel.col0)];
-    const double* u = panel.u + pi * panel.ld;
+    const double f = panel.f[panel.At(p, r)];
     for (std::size_t c = cBegin; c <= cEnd; ++c)
       if (panel.Flag(p, c))
-        target[c - r] -= u[c - panel.col0] * f;
+        target[c - r] -= panel.u[panel.At(p, c)] * f;
   }
 }
 
@@ -146,7 +146,7 @@ void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::si
   }
   PanelStorage& storage = *room;
   BandPanel panel;
-  panel.ld = storage.ld;
+  panel.stride = storage.stride;
   panel.u = storage.u.data();
   panel.f = storage.f.data();
   panel.mask = storage.mask.data();
@@ -177,13 +177,17 @@ void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::si
         Crash("Null diagonal");
       }
       const std::size_t pi = q - i0;
-      double* u = storage.u.data() + pi * storage.ld;
-      double* f = storage.f.data() + pi * storage.ld;
+      double* u = storage.rowU.data();
+      double* f = storage.rowF.data();
       std::uint8_t* mask = storage.mask.data() + pi * panel.groups;
       std::fill(u, u + width, 0.0);
       std::fill(f, f + width, 0.0);
       std::memset(mask, 0, panel.groups);
       kernels.finish(rows[q].values, rows[q].count, pi, u, f, mask, storage.rowSkip.data());
+      for (std::size_t g = 0; g < panel.groups; ++g) {
+        std::memcpy(storage.u.data() + g * storage.stride + pi * 8, u + 8 * g, 8 * sizeof(double));
+        std::memcpy(storage.f.data() + g * storage.stride + pi * 8, f + 8 * g, 8 * sizeof(double));
+      }
     }
     if (end >= i1)
       UpdateBelow(kernels.update, panel, i0, i1, end, rows);

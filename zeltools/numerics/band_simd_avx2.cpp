@@ -44,21 +44,19 @@ ZEL_AVX2 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size
     lo[s] = _mm256_loadu_pd(address[s]);
     hi[s] = _mm256_loadu_pd(address[s] + 4);
   }
-  const std::size_t ri = r0 - P.col0;
   for (std::size_t p = pa; p < pb; ++p) {
     const std::size_t pi = p - P.col0;
     const unsigned mk = P.mask[pi * P.groups + g];
     if (mk == 0)
       continue;
     const __m256d mLo = HalfMask(mk & 15u), mHi = HalfMask(mk >> 4);
-    const double* u = P.u + pi * P.ld + Lanes * g;
-    const double* f = P.f + pi * P.ld + ri;
+    const double* u = P.u + g * P.stride + pi * 8;
     const __m256d uLo = _mm256_load_pd(u), uHi = _mm256_load_pd(u + 4);
     for (int s = 0; s < R; ++s) {
       if constexpr (Skips)
         if (!P.Flag(p, r0 + static_cast<std::size_t>(s)))
           continue;
-      const __m256d fs = _mm256_set1_pd(f[s]);
+      const __m256d fs = _mm256_set1_pd(P.f[P.At(p, r0 + static_cast<std::size_t>(s))]);
       lo[s] = _mm256_blendv_pd(lo[s], _mm256_sub_pd(lo[s], _mm256_mul_pd(uLo, fs)), mLo);
       hi[s] = _mm256_blendv_pd(hi[s], _mm256_sub_pd(hi[s], _mm256_mul_pd(uHi, fs)), mHi);
     }

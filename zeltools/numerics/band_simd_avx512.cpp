@@ -70,9 +70,11 @@ ZEL_AVX512 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::si
   const std::size_t ri = r0 - P.col0;
   constexpr std::uint64_t allSet = (std::uint64_t{1} << (8 * V)) - 1;
   const std::uint8_t* mk = P.mask + (pa - P.col0) * P.groups;
-  const double* u = P.u + (pa - P.col0) * P.ld + Lanes * g0;
-  const double* f = P.f + (pa - P.col0) * P.ld + ri;
-  for (std::size_t p = pa; p < pb; ++p, mk += P.groups, u += P.ld, f += P.ld) {
+  // A tile's rows lie in one group (tiles start on a multiple of their
+  // height), so their factors are neighbours in that group's block.
+  const double* u = P.u + g0 * P.stride + (pa - P.col0) * Lanes;
+  const double* f = P.f + ri / Lanes * P.stride + (pa - P.col0) * Lanes + ri % Lanes;
+  for (std::size_t p = pa; p < pb; ++p, mk += P.groups, u += Lanes, f += Lanes) {
     // The flags of the V groups as one integer: the tests stay out of the
     // mask registers, which some processors serve on the vector pipes.
     std::uint32_t flags = 0;
@@ -81,10 +83,11 @@ ZEL_AVX512 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::si
       continue;
     __m512d uv[V];
     for (int v = 0; v < V; ++v)
-      uv[v] = _mm512_load_pd(u + Lanes * v);
+      uv[v] = _mm512_load_pd(u + P.stride * static_cast<std::size_t>(v));
     // Merge-masked subtraction is markedly slower than plain subtraction on
     // some processors: groups whose flags are all set (the rule inside a
-    // filled band) and that hold no edge use the plain form.
+    // filled band) use the plain form. Lanes outside the edges need no mask
+    // here: they were loaded as zeros and are never stored.
     const bool full = flags == allSet;
     for (int s = 0; s < R; ++s) {
       if constexpr (Skips) {
@@ -94,18 +97,12 @@ ZEL_AVX512 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::si
       }
       const double* fs = f + s;
       if (full) {
-        for (int v = 0; v < V; ++v) {
-          if (edged(v))
-            acc[s][v] = _mm512_mask_sub_pd(acc[s][v], edge[s][v], acc[s][v], MulBroadcast(uv[v], fs));
-          else
-            acc[s][v] = _mm512_sub_pd(acc[s][v], MulBroadcast(uv[v], fs));
-        }
+        for (int v = 0; v < V; ++v)
+          acc[s][v] = _mm512_sub_pd(acc[s][v], MulBroadcast(uv[v], fs));
       } else {
-        for (int v = 0; v < V; ++v) {
-          const auto bits = static_cast<__mmask8>(flags >> (8 * v));
-          const __mmask8 m = edged(v) ? static_cast<__mmask8>(bits & edge[s][v]) : bits;
-          acc[s][v] = _mm512_mask_sub_pd(acc[s][v], m, acc[s][v], MulBroadcast(uv[v], fs));
-        }
+        for (int v = 0; v < V; ++v)
+          acc[s][v] = _mm512_mask_sub_pd(acc[s][v], static_cast<__mmask8>(flags >> (8 * v)), acc[s][v],
+                                         MulBroadcast(uv[v], fs));
       }
     }
   }

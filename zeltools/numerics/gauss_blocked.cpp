@@ -15,20 +15,27 @@
 namespace zel::numerics {
 namespace {
 
+// Columns of a panel eliminated one by one before the panel's columns to
+// their right receive those steps at once, through the update kernel.
+constexpr std::size_t PanelStep = 16;
+// Pivot rows completed together: the update kernels' tile height.
+constexpr std::size_t PivotBlock = 4;
+
 struct Kernels {
   GaussUpdateFn update;
   GaussAxpyFn axpy;
   GaussDivideFn divide;
+  GaussTransposeFn transpose;
 };
 
 Kernels KernelsFor(SimdLevel level) {
   switch (level) {
   case SimdLevel::Avx512:
-    return {GaussUpdateAvx512, GaussAxpyAvx512, GaussDivideAvx512};
+    return {GaussUpdateAvx512, GaussAxpyAvx512, GaussDivideAvx512, GaussTransposeAvx512};
   case SimdLevel::Avx2:
-    return {GaussUpdateAvx2, GaussAxpyAvx2, GaussDivideGeneric};
+    return {GaussUpdateAvx2, GaussAxpyAvx2, GaussDivideGeneric, GaussTransposeGeneric};
   default:
-    return {GaussUpdateGeneric, GaussAxpyGeneric, GaussDivideGeneric};
+    return {GaussUpdateGeneric, GaussAxpyGeneric, GaussDivideGeneric, GaussTransposeGeneric};
   }
 }
 
@@ -54,31 +61,35 @@ public:
                         const Kernels& kernels) {
     K_ = K;
     kb_ = kb;
-    for (std::size_t i = K; i < n_; ++i)
-      for (std::size_t j = 0; j < kb; ++j)
-        columns_.data()[j * ld_ + i] = a[i * n_ + K + j];
-    for (std::size_t j = 0; j < kb; ++j) {
-      const std::size_t k = K + j;
-      double* column = Column(j);
-      std::size_t p = k;
-      for (std::size_t i = k + 1; i < n_; ++i)
-        if (std::fabs(column[i]) > std::fabs(column[p]))
-          p = i;
-      pivot_[j] = p;
-      if (p != k)
-        for (std::size_t t = 0; t < kb; ++t)
-          std::swap(Column(t)[k], Column(t)[p]);
-      double divisor = column[k];
-      if (std::fabs(divisor) <= eps) {
-        if (mode == 0 || mode >= ReturnOnSingular)
-          return j;
-        divisor = SuppressedPivot;
+    kernels.transpose(a + K * n_ + K, n_, columns_.data() + K, ld_, n_ - K, kb);
+    for (std::size_t j0 = 0; j0 < kb; j0 += PanelStep) {
+      const std::size_t j1 = std::min(kb, j0 + PanelStep);
+      for (std::size_t j = j0; j < j1; ++j) {
+        const std::size_t k = K + j;
+        double* column = Column(j);
+        std::size_t p = k;
+        for (std::size_t i = k + 1; i < n_; ++i)
+          if (std::fabs(column[i]) > std::fabs(column[p]))
+            p = i;
+        pivot_[j] = p;
+        if (p != k)
+          for (std::size_t t = 0; t < kb; ++t)
+            std::swap(Column(t)[k], Column(t)[p]);
+        double divisor = column[k];
+        if (std::fabs(divisor) <= eps) {
+          if (mode == 0 || mode >= ReturnOnSingular) {
+            Delayed(j0, j, j1, kernels);
+            return j;
+          }
+          divisor = SuppressedPivot;
+        }
+        divisor_[j] = divisor;
+        for (std::size_t t = j; t < j1; ++t)
+          Column(t)[k] /= divisor;
+        for (std::size_t t = j + 1; t < j1; ++t)
+          kernels.axpy(Column(t) + k + 1, column + k + 1, Column(t)[k], n_ - k - 1);
       }
-      divisor_[j] = divisor;
-      for (std::size_t t = j; t < kb; ++t)
-        Column(t)[k] /= divisor;
-      for (std::size_t t = j + 1; t < kb; ++t)
-        kernels.axpy(Column(t) + k + 1, column + k + 1, Column(t)[k], n_ - k - 1);
+      Delayed(j0, j1, j1, kernels);
     }
     return kb;
   }
@@ -87,15 +98,13 @@ public:
   // `steps` steps of this panel and `exchanges` of its exchanges.
   void Settle(double* a, std::size_t m, double* b, std::size_t steps, std::size_t exchanges,
               const Kernels& kernels) {
-    WriteBack(a, steps, exchanges);
+    WriteBack(a, steps, exchanges, kernels);
     const std::size_t T0 = K_ + kb_, right = n_ - T0;
     for (std::size_t j = 0; j < exchanges; ++j)
       if (pivot_[j] != K_ + j)
         std::swap_ranges(a + (K_ + j) * n_ + T0, a + (K_ + j) * n_ + n_, a + pivot_[j] * n_ + T0);
     // Multipliers by rows for the update kernels.
-    for (std::size_t i = K_; i < n_; ++i)
-      for (std::size_t j = 0; j < steps; ++j)
-        rowMajor_.data()[(i - K_) * width_ + j] = Column(j)[i];
+    kernels.transpose(columns_.data() + K_, ld_, rowMajor_.data(), width_, steps, n_ - K_);
     if (right > 0) {
       PivotRows(a, steps, T0, right, kernels);
       RowsBelow(a, steps, T0, right, kernels);
@@ -114,18 +123,50 @@ public:
 
 private:
   double* Column(std::size_t j) { return columns_.data() + j * ld_; }
+
+  // Steps [j0, j) of the panel for its columns from t0 on, which the
+  // elimination leaves out while it runs: in each column the pivot rows of
+  // those steps receive their updates and their division one after the
+  // other, then every row below receives the steps' updates in order, in
+  // one pass of the update kernel (column-major, so its rows are the
+  // panel's columns).
+  void Delayed(std::size_t j0, std::size_t j, std::size_t t0, const Kernels& kernels) {
+    if (j == j0 || t0 >= kb_)
+      return;
+    for (std::size_t t = t0; t < kb_; ++t) {
+      double* target = Column(t);
+      for (std::size_t s = j0; s < j; ++s) {
+        const std::size_t k = K_ + s;
+        for (std::size_t r = j0; r < s; ++r)
+          target[k] -= Column(r)[k] * target[K_ + r];
+        target[k] /= divisor_[s];
+      }
+    }
+    const std::size_t first = K_ + j;
+    if (first < n_)
+      kernels.update(kb_ - t0, n_ - first, j - j0, Column(t0) + K_ + j0, ld_, Column(j0) + first, ld_,
+                     Column(t0) + first, ld_, nullptr);
+  }
   double* Block(std::size_t thread) { return blocks_.data() + thread * width_ * GaussBlockColumns; }
 
   // The pivot rows to the right of the panel: their updates, then their
   // division, one row after the other. Columns are independent, so blocks
   // of columns go to different threads.
   void PivotRows(double* a, std::size_t steps, std::size_t T0, std::size_t right, const Kernels& kernels) {
+    // Four rows at a time first take the finished rows above them together
+    // (one tile of the update kernel), then each other one by one.
     const auto columns = [&](std::size_t c0, std::size_t count) {
-      for (std::size_t j = 0; j < steps; ++j) {
-        double* row = a + (K_ + j) * n_ + T0 + c0;
-        kernels.update(1, count, j, rowMajor_.data() + j * width_, width_, a + K_ * n_ + T0 + c0, n_, row, n_,
-                       nullptr);
-        kernels.divide(row, divisor_[j], count);
+      const double* top = a + K_ * n_ + T0 + c0;
+      for (std::size_t j0 = 0; j0 < steps; j0 += PivotBlock) {
+        const std::size_t j1 = std::min(steps, j0 + PivotBlock);
+        kernels.update(j1 - j0, count, j0, rowMajor_.data() + j0 * width_, width_, top, n_, a + (K_ + j0) * n_ + T0 + c0,
+                       n_, nullptr);
+        for (std::size_t j = j0; j < j1; ++j) {
+          double* row = a + (K_ + j) * n_ + T0 + c0;
+          kernels.update(1, count, j - j0, rowMajor_.data() + j * width_ + j0, width_, top + j0 * n_, n_, row, n_,
+                         nullptr);
+          kernels.divide(row, divisor_[j], count);
+        }
       }
     };
     const std::size_t blocks = (right + GaussBlockColumns - 1) / GaussBlockColumns;
@@ -164,24 +205,28 @@ private:
   // below the diagonal of an eliminated column, the value of the row that
   // was at that position when the column was eliminated. where_[i] follows
   // that row to its final position, undoing the later exchanges one by one.
-  void WriteBack(double* a, std::size_t steps, std::size_t exchanges) {
+  // The columns are gathered in that layout into the row buffer, which is
+  // free until the updates, and transposed into a from there.
+  void WriteBack(double* a, std::size_t steps, std::size_t exchanges, const Kernels& kernels) {
+    const std::size_t rows = n_ - K_;
+    double* gathered = rowMajor_.data();
     for (std::size_t i = K_; i < n_; ++i)
       where_[i] = i;
     for (std::size_t j = kb_; j-- > 0;) {
       const std::size_t k = K_ + j;
       const double* column = Column(j);
+      double* to = gathered + j * rows;
       if (j >= steps) {
-        for (std::size_t i = K_; i < n_; ++i)
-          a[i * n_ + k] = column[i];
+        std::copy(column + K_, column + n_, to);
       } else {
-        for (std::size_t i = K_; i <= k; ++i)
-          a[i * n_ + k] = column[i];
+        std::copy(column + K_, column + k + 1, to);
         for (std::size_t i = k + 1; i < n_; ++i)
-          a[i * n_ + k] = column[where_[i]];
+          to[i - K_] = column[where_[i]];
       }
       if (j < exchanges)
         std::swap(where_[k], where_[pivot_[j]]);
     }
+    kernels.transpose(gathered, rows, a + K_ * n_ + K_, n_, kb_, rows);
   }
 
   std::size_t n_, ld_, width_, threads_, K_ = 0, kb_ = 0;
@@ -236,6 +281,21 @@ void GaussUpdateGeneric(std::size_t rows, std::size_t cols, std::size_t steps, c
 void GaussAxpyGeneric(double* y, const double* x, double s, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i)
     y[i] -= x[i] * s;
+}
+
+// By blocks of 8 × 8, so that both sides move whole cache lines at a time.
+void GaussTransposeGeneric(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
+                           std::size_t cols) {
+  constexpr std::size_t Block = 8;
+  for (std::size_t r0 = 0; r0 < rows; r0 += Block) {
+    const std::size_t r1 = std::min(rows, r0 + Block);
+    for (std::size_t c0 = 0; c0 < cols; c0 += Block) {
+      const std::size_t c1 = std::min(cols, c0 + Block);
+      for (std::size_t c = c0; c < c1; ++c)
+        for (std::size_t r = r0; r < r1; ++r)
+          to[c * ldt + r] = from[r * ldf + c];
+    }
+  }
 }
 
 void GaussDivideGeneric(double* y, double d, std::size_t count) {

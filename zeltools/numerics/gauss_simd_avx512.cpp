@@ -8,7 +8,6 @@
 #if defined(__GNUC__) && defined(__x86_64__)
 
 #include <algorithm>
-#include <cstring>
 
 #include <immintrin.h>
 
@@ -20,9 +19,6 @@ namespace {
 constexpr std::size_t Lanes = 8;
 constexpr std::size_t TileRows = 4;
 constexpr std::size_t TileGroups = 4;
-// Columns per block: the block of u rows (steps × 256 doubles) stays in the
-// second-level cache while every row tile below crosses it.
-constexpr std::size_t BlockColumns = GaussBlockColumns;
 
 inline __mmask8 Lead(std::size_t count) {
   return count >= Lanes ? __mmask8(0xFF) : static_cast<__mmask8>((1u << count) - 1);
@@ -103,34 +99,41 @@ ZEL_AVX512 void GaussUpdateAvx512(std::size_t rows, std::size_t cols, std::size_
   if (steps == 0 || rows == 0 || cols == 0)
     return;
   const std::size_t chunk = Lanes * TileGroups;
-  // With many rows to cross it, each block of u is first copied to aligned,
-  // contiguous storage: its loads then never straddle cache lines.
+  // Columns outside, rows inside: with many rows to cross it, each chunk of
+  // u is first copied to aligned, contiguous storage (16 KB at 64 steps),
+  // which then stays in the first-level cache while every row tile below
+  // crosses it; only the tiles of c and the rows of l stream.
   const bool pack = block != nullptr && rows >= 4 * TileRows;
-  double* packed = block;
-  for (std::size_t j0 = 0; j0 < cols; j0 += BlockColumns) {
-    const std::size_t j1 = std::min(cols, j0 + BlockColumns);
-    const double* ub = u + j0;
+  for (std::size_t j = 0; j < cols; j += chunk) {
+    const std::size_t width = std::min(chunk, cols - j);
+    const double* ub = u + j;
     std::size_t ldb = ldu;
     if (pack) {
-      for (std::size_t t = 0; t < steps; ++t)
-        std::memcpy(packed + t * BlockColumns, u + t * ldu + j0, (j1 - j0) * sizeof(double));
-      ub = packed;
-      ldb = BlockColumns;
+      // By vectors: a string move per row of 32 doubles pays more for its
+      // start than for the copy.
+      const std::size_t groups = (width + Lanes - 1) / Lanes;
+      const __mmask8 last = Lead(width - (groups - 1) * Lanes);
+      for (std::size_t t = 0; t < steps; ++t) {
+        const double* from = u + t * ldu + j;
+        double* to = block + t * chunk;
+        for (std::size_t g = 0; g + 1 < groups; ++g)
+          _mm512_store_pd(to + Lanes * g, _mm512_loadu_pd(from + Lanes * g));
+        _mm512_store_pd(to + Lanes * (groups - 1), _mm512_maskz_loadu_pd(last, from + Lanes * (groups - 1)));
+      }
+      ub = block;
+      ldb = chunk;
     }
     std::size_t s = 0;
     for (; s + TileRows <= rows; s += TileRows) {
-      for (std::size_t j = j0; j < j1; j += chunk) {
-        // The rows' next chunk is fetched while this one is computed.
-        if (j + chunk < j1)
-          for (std::size_t r = 0; r < TileRows; ++r)
-            for (std::size_t line = 0; line < TileGroups; ++line)
-              _mm_prefetch(reinterpret_cast<const char*>(c + (s + r) * ldc + j + chunk + Lanes * line), _MM_HINT_T0);
-        Chunk<TileRows>(std::min(chunk, j1 - j), steps, l + s * ldl, ldl, ub + (j - j0), ldb, c + s * ldc + j, ldc);
-      }
+      // The next tile's rows are fetched while this one is computed.
+      if (s + 2 * TileRows <= rows)
+        for (std::size_t r = 0; r < TileRows; ++r)
+          for (std::size_t line = 0; line < width; line += Lanes)
+            _mm_prefetch(reinterpret_cast<const char*>(c + (s + TileRows + r) * ldc + j + line), _MM_HINT_T0);
+      Chunk<TileRows>(width, steps, l + s * ldl, ldl, ub, ldb, c + s * ldc + j, ldc);
     }
     for (; s < rows; ++s)
-      for (std::size_t j = j0; j < j1; j += chunk)
-        Chunk<1>(std::min(chunk, j1 - j), steps, l + s * ldl, ldl, ub + (j - j0), ldb, c + s * ldc + j, ldc);
+      Chunk<1>(width, steps, l + s * ldl, ldl, ub, ldb, c + s * ldc + j, ldc);
   }
 }
 
@@ -157,6 +160,59 @@ ZEL_AVX512 void GaussDivideAvx512(double* y, double d, std::size_t count) {
   }
 }
 
+// The shuffles of the transposition. The masked forms with every lane set
+// are the same instructions; the plain forms start from an undefined value
+// that the compiler warns about.
+template <bool High>
+ZEL_AVX512 inline __m512d Interleave(__m512d a, __m512d b) {
+  return High ? _mm512_mask_unpackhi_pd(a, 0xFF, a, b) : _mm512_mask_unpacklo_pd(a, 0xFF, a, b);
+}
+template <int Selector>
+ZEL_AVX512 inline __m512d Quarters(__m512d a, __m512d b) {
+  return _mm512_mask_shuffle_f64x2(a, 0xFF, a, b, Selector);
+}
+
+// Blocks of 8 × 8 in registers: pairs of rows interleaved, then pairs of
+// 128-bit lanes, then pairs of 256-bit halves; the edges element by element.
+ZEL_AVX512 void GaussTransposeAvx512(const double* from, std::size_t ldf, double* to, std::size_t ldt,
+                                     std::size_t rows, std::size_t cols) {
+  std::size_t r0 = 0;
+  for (; r0 + Lanes <= rows; r0 += Lanes) {
+    std::size_t c0 = 0;
+    for (; c0 + Lanes <= cols; c0 += Lanes) {
+      const double* f = from + r0 * ldf + c0;
+      const __m512d r0v = _mm512_loadu_pd(f), r1v = _mm512_loadu_pd(f + ldf), r2v = _mm512_loadu_pd(f + 2 * ldf),
+                    r3v = _mm512_loadu_pd(f + 3 * ldf), r4v = _mm512_loadu_pd(f + 4 * ldf),
+                    r5v = _mm512_loadu_pd(f + 5 * ldf), r6v = _mm512_loadu_pd(f + 6 * ldf),
+                    r7v = _mm512_loadu_pd(f + 7 * ldf);
+      const __m512d t0 = Interleave<false>(r0v, r1v), t1 = Interleave<true>(r0v, r1v);
+      const __m512d t2 = Interleave<false>(r2v, r3v), t3 = Interleave<true>(r2v, r3v);
+      const __m512d t4 = Interleave<false>(r4v, r5v), t5 = Interleave<true>(r4v, r5v);
+      const __m512d t6 = Interleave<false>(r6v, r7v), t7 = Interleave<true>(r6v, r7v);
+      // Rows 0-3 (u0-u3) and 4-7 (u4-u7), columns {0,4}, {2,6}, {1,5}, {3,7}.
+      const __m512d u0 = Quarters<0x88>(t0, t2), u1 = Quarters<0xDD>(t0, t2);
+      const __m512d u2 = Quarters<0x88>(t1, t3), u3 = Quarters<0xDD>(t1, t3);
+      const __m512d u4 = Quarters<0x88>(t4, t6), u5 = Quarters<0xDD>(t4, t6);
+      const __m512d u6 = Quarters<0x88>(t5, t7), u7 = Quarters<0xDD>(t5, t7);
+      double* d = to + c0 * ldt + r0;
+      _mm512_storeu_pd(d, Quarters<0x88>(u0, u4));
+      _mm512_storeu_pd(d + 4 * ldt, Quarters<0xDD>(u0, u4));
+      _mm512_storeu_pd(d + 2 * ldt, Quarters<0x88>(u1, u5));
+      _mm512_storeu_pd(d + 6 * ldt, Quarters<0xDD>(u1, u5));
+      _mm512_storeu_pd(d + ldt, Quarters<0x88>(u2, u6));
+      _mm512_storeu_pd(d + 5 * ldt, Quarters<0xDD>(u2, u6));
+      _mm512_storeu_pd(d + 3 * ldt, Quarters<0x88>(u3, u7));
+      _mm512_storeu_pd(d + 7 * ldt, Quarters<0xDD>(u3, u7));
+    }
+    for (; c0 < cols; ++c0)
+      for (std::size_t i = 0; i < Lanes; ++i)
+        to[c0 * ldt + r0 + i] = from[(r0 + i) * ldf + c0];
+  }
+  for (; r0 < rows; ++r0)
+    for (std::size_t c = 0; c < cols; ++c)
+      to[c * ldt + r0] = from[r0 * ldf + c];
+}
+
 } // namespace zel::numerics
 
 #else
@@ -168,6 +224,10 @@ void GaussUpdateAvx512(std::size_t rows, std::size_t cols, std::size_t steps, co
 }
 void GaussAxpyAvx512(double* y, const double* x, double s, std::size_t count) { GaussAxpyGeneric(y, x, s, count); }
 void GaussDivideAvx512(double* y, double d, std::size_t count) { GaussDivideGeneric(y, d, count); }
+void GaussTransposeAvx512(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
+                          std::size_t cols) {
+  GaussTransposeGeneric(from, ldf, to, ldt, rows, cols);
+}
 } // namespace zel::numerics
 
 #endif

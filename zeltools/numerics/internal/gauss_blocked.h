@@ -18,7 +18,9 @@ inline constexpr std::size_t DefaultGaussPanel = 64;
 /// Orders below this go the plain way.
 inline constexpr std::size_t GaussBlockedFrom = 96;
 
-/// Columns of u that an update copies at a time into its working block.
+/// Columns of u that an update's working block holds (a kernel copies at
+/// most this many at a time), and the width of the blocks of pivot-row
+/// columns that threads share.
 inline constexpr std::size_t GaussBlockColumns = 256;
 
 /// c[s][j] −= l[s][t]·u[t][j] for t = 0 … steps−1 in that order, each
@@ -33,6 +35,9 @@ using GaussUpdateFn = void (*)(std::size_t rows, std::size_t cols, std::size_t s
 using GaussAxpyFn = void (*)(double* y, const double* x, double s, std::size_t count);
 /// y[i] /= d for i < count.
 using GaussDivideFn = void (*)(double* y, double d, std::size_t count);
+/// to[c·ldt + r] = from[r·ldf + c] for r < rows, c < cols.
+using GaussTransposeFn = void (*)(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
+                                  std::size_t cols);
 
 void GaussUpdateGeneric(std::size_t rows, std::size_t cols, std::size_t steps, const double* l, std::size_t ldl,
                        const double* u, std::size_t ldu, double* c, std::size_t ldc, double* block);
@@ -45,6 +50,10 @@ void GaussAxpyAvx2(double* y, const double* x, double s, std::size_t count);
 void GaussAxpyAvx512(double* y, const double* x, double s, std::size_t count);
 void GaussDivideGeneric(double* y, double d, std::size_t count);
 void GaussDivideAvx512(double* y, double d, std::size_t count);
+void GaussTransposeGeneric(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
+                           std::size_t cols);
+void GaussTransposeAvx512(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
+                          std::size_t cols);
 
 /// The double overload of Gauss with panels of `panel` columns and the
 /// kernels of `level` (not Plain): same results, same failures, same state
