@@ -94,7 +94,7 @@ TEST_F(BlockTest, FailedWritesLeaveTheEmptyRecord) {
   EXPECT_TRUE(IsEmpty(doc));
   EXPECT_EQ(sink.back().param1, 103u);
   f.Close();
-  ASSERT_EQ(f.Open(path_.c_str(), "a"), 1);
+  ASSERT_EQ(f.Open(path_.c_str(), ("a" + test::LookBehind).c_str()), 1);
   doc = {1, 1};
   WriteBlock(f, doc, false, [&] { return f.Write("abc", 3) < 0; }); // the payload says it failed
   EXPECT_TRUE(IsEmpty(doc));
