@@ -33,8 +33,10 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
 # The compiler's run-time libraries are linked in, so that a program or the
 # DLL runs without the toolchain's DLLs beside it.
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static")
-set(CMAKE_MODULE_LINKER_FLAGS_INIT "-static")
+# A DLL exports its own symbols only, not those of the run-time archives
+# linked into it (a consumer's own run time would clash with them).
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static -Wl,--exclude-libs,libgcc.a:libgcc_eh.a:libstdc++.a:libwinpthread.a")
+set(CMAKE_MODULE_LINKER_FLAGS_INIT "-static -Wl,--exclude-libs,libgcc.a:libgcc_eh.a:libstdc++.a:libwinpthread.a")
 
 # zlib (the tests' Matrix Market reader) linked in, like the run-time libraries.
 set(ZLIB_USE_STATIC_LIBS ON)

@@ -4,8 +4,9 @@
 # AddressSanitizer + UndefinedBehaviorSanitizer, the threads test program
 # under ThreadSanitizer, every fuzz harness for a few seconds, the suite with
 # gcov instrumentation against a floor of line coverage, a consumer project
-# built against the installed package and against the source tree, and a short
-# smoke run of every benchmark.
+# built against the installed package and against the source tree, the
+# Windows build (mingw-w64) with its suite and consumer under Wine, and a
+# short smoke run of every benchmark.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -52,6 +53,14 @@ cmake --install build/shared --prefix build/_install-shared >/dev/null
 cmake -S consumer -B build/consumer-shared -DCMAKE_PREFIX_PATH="$PWD/build/_install-shared" >/dev/null
 cmake --build build/consumer-shared -j"$jobs"
 ./build/consumer-shared/zel_consumer
+
+echo "== windows (cross build, suite under Wine)"
+bash scripts/windows.sh
+echo "windows: passed"
+
+echo "== windows (mingw-w64 cross build, suite and consumer under Wine)"
+bash scripts/windows.sh
+echo "windows: passed"
 
 echo "== thread sanitizer"
 # Only the library and the threads test program, built with clang's

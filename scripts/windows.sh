@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The Windows build: cross-compiled with mingw-w64 into build/windows (the
-# library, its DLL-free test programs and zel_rc_compile), the suite run by
+# static library, its test programs and zel_rc_compile), the suite run by
 # ctest under Wine, and a consumer built with the same toolchain against the
-# installed package and run under Wine. Release only; no benchmarks or fuzz.
+# installed package, static and DLL, run under Wine. Release only; no
+# benchmarks or fuzz.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/deps.sh
@@ -31,4 +32,17 @@ cmake -S consumer -B build/windows-consumer -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/m
   -DCMAKE_PREFIX_PATH="$PWD/build/windows-install" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache >/dev/null
 cmake --build build/windows-consumer -j"$jobs"
 "$wine" build/windows-consumer/zel_consumer.exe
+
+# The DLL (its objects come from ccache) with its import library, and the
+# same consumer linked against it, finding the DLL through WINEPATH.
+rm -rf build/windows-dll-install build/windows-dll-consumer
+cmake -S . -B build/windows-dll -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCMAKE_BUILD_TYPE=Release \
+  -DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DBUILD_SHARED_LIBS=ON -DZELTOOLS_BUILD_TESTS=OFF \
+  -DZELTOOLS_BUILD_EXAMPLES=OFF >/dev/null
+cmake --build build/windows-dll -j"$jobs"
+cmake --install build/windows-dll --prefix build/windows-dll-install >/dev/null
+cmake -S consumer -B build/windows-dll-consumer -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/mingw-w64-x86_64.cmake" \
+  -DCMAKE_PREFIX_PATH="$PWD/build/windows-dll-install" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache >/dev/null
+cmake --build build/windows-dll-consumer -j"$jobs"
+WINEPATH="$PWD/build/windows-dll-install/bin" "$wine" build/windows-dll-consumer/zel_consumer.exe
 echo "windows stage: $(($(date +%s) - started)) s"

@@ -86,7 +86,7 @@ TEST_F(BlockTest, VectorBlocksRoundTripAndLieEndToEnd) {
 TEST_F(BlockTest, FailedWritesLeaveTheEmptyRecord) {
   PutBytes(path_, Buffer(10, 1));
   CFileBase f;
-  ASSERT_EQ(f.Open(path_.c_str(), "a"), 1);
+  ASSERT_EQ(f.Open(path_.c_str(), ("a" + test::LookBehind).c_str()), 1);
   DOCUMENT doc{1, 1};
   WriteBlock(f, doc, false, [&] { return f.Write("abc", 3) < 0; }); // the payload says it failed
   EXPECT_TRUE(IsEmpty(doc));

@@ -11,7 +11,6 @@
 #include <string>
 #include <utility>
 #if defined(_WIN32)
-#define NOMINMAX
 #include <windows.h>
 #else
 #include <sys/mman.h>
@@ -288,7 +287,7 @@ TEST_F(FileBaseTest, AppendsOtherFilesAndCopiesShareTheFileButNotTheCache) {
   const std::string other = dir_.File("other");
   PutBytes(other, Pattern(50000, 9));
   CFileBase f;
-  ASSERT_EQ(f.Open(path_.c_str(), "rw"), 1);
+  ASSERT_EQ(f.Open(path_.c_str(), ("rw" + test::LookBehind).c_str()), 1);
   f.Write("head", 4);
   ASSERT_EQ(f.AddFile(other.c_str()), 1);
   EXPECT_EQ(f.AddFile(dir_.File("missing").c_str()), 0);
@@ -522,7 +521,7 @@ TEST_F(FileBaseTest, MarkSizeShiftsEveryLogicalPosition) {
   physical.insert(physical.end(), data.begin(), data.end());
   PutBytes(path_, physical);
   MarkedFile f;
-  ASSERT_EQ(f.Open(path_.c_str(), "ra"), 1);
+  ASSERT_EQ(f.Open(path_.c_str(), ("ra" + test::LookBehind).c_str()), 1);
   f.UseMark();
   unsigned char got[10];
   ASSERT_EQ(f.Read(got, 10, 0), 1);

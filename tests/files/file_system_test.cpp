@@ -3,15 +3,12 @@
 #include <cerrno>
 #include <cstring>
 #include <random>
-#include <cstdlib>
 #include <string>
 #include <vector>
-#if !defined(_WIN32)
-#include <unistd.h>
-#endif
 
 #include <gtest/gtest.h>
 
+#include "support/temp_files.h"
 #include "zeltools/platform/error_codes.h"
 #include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
@@ -90,16 +87,11 @@ TEST(FileSystem, ConfigurationPathGluesTheTailToTheFolder) {
 }
 
 TEST(FileSystem, ExecutableFolderAndFreeSpaceThroughTheSystem) {
-  char path[PathSize], self[PathSize] = {};
+  char path[PathSize];
   FilePathRoot("tool.cfg", path);
-#if defined(_WIN32)
-  char* program = nullptr;
-  ASSERT_EQ(::_get_pgmptr(&program), 0);
-  std::strncpy(self, program, sizeof self - 1);
-#else
-  ASSERT_GT(::readlink("/proc/self/exe", self, sizeof self - 1), 0);
-#endif
-  EXPECT_EQ(path, std::string(self).substr(0, std::string(self).find_last_of("/\\") + 1) + "tool.cfg");
+  const std::string self = test::ExecutablePath();
+  ASSERT_FALSE(self.empty());
+  EXPECT_EQ(path, self.substr(0, self.find_last_of("/\\") + 1) + "tool.cfg");
   EXPECT_GT(SgGetFreeDiskSpace("/tmp/zel-missing-folder/file"), 0);
   platform::ScopedCalls saved;
   platform::Calls().executablePath = [](char*, std::size_t) { return false; };

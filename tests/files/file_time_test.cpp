@@ -37,7 +37,7 @@ TEST(FileTime, CalendarConversionsAgreeWithTheCLibraryAndRoundTrip) {
     ASSERT_EQ(FileTimeToSystemTime(&ft, &st), 1);
     const std::time_t t = static_cast<std::time_t>(seconds);
     std::tm r{};
-    gmtime_r(&t, &r);
+    ASSERT_TRUE(test::UtcCalendar(t, r));
     ASSERT_EQ((((st.wYear * 100LL + st.wMonth) * 100 + st.wDay) * 100 + st.wHour) * 10000 + st.wMinute * 100 +
                   st.wSecond,
               ((((r.tm_year + 1900LL) * 100 + r.tm_mon + 1) * 100 + r.tm_mday) * 100 + r.tm_hour) * 10000 +

@@ -30,7 +30,7 @@ long long Little(const Buffer& b, std::size_t at) {
 TEST_F(FileWorkTest, MarksSurviveReopenAndHideFromLogicalPositions) {
   test::FakeClock clock(1709618823);
   CFileWork f;
-  ASSERT_EQ(f.Open(path_.c_str(), "rw"), 1);
+  ASSERT_EQ(f.Open(path_.c_str(), ("rw" + test::LookBehind).c_str()), 1);
   EXPECT_EQ(Bytes(path_), Buffer({0x87, 0xB6, 0xE6, 0x65, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                                   0,    0,    0,    0,    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
   for (int i = 0; i < 25; ++i) // small records wait in the cache while the mark is written beside it

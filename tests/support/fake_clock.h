@@ -10,6 +10,10 @@
 
 namespace zel::test {
 
+/// The UTC calendar of `seconds` since 1970 as the system computes it
+/// (gmtime_r; on Windows, whose C library stops at 1970, FileTimeToSystemTime).
+bool UtcCalendar(long long seconds, std::tm& fields);
+
 struct FakeClock {
   platform::ScopedCalls saved;
   static inline long long now = 0;
@@ -20,11 +24,7 @@ struct FakeClock {
     platform::Calls().localCalendar = [](std::int64_t s, platform::CalendarTime& f) {
       const std::time_t shifted = static_cast<std::time_t>(s + 3 * 3600);
       std::tm t{};
-#if defined(_WIN32)
-      gmtime_s(&t, &shifted);
-#else
-      gmtime_r(&shifted, &t);
-#endif
+      UtcCalendar(shifted, t);
       f = {t.tm_year + 1900, t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, t.tm_wday, 3 * 3600};
       return (failing >> calls++ & 1) == 0;
     };

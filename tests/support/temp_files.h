@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
 #include <system_error>
@@ -18,6 +19,10 @@
 #include "support/test_support.h"
 
 namespace zel::test {
+
+/// A file name in the library's encoding (Windows-1251) as the file system
+/// takes it: the same bytes on POSIX systems, UTF-16 on Windows.
+std::filesystem::path NativePath(const std::string& name);
 
 /// A fresh directory under the system's temporary folder, removed with its
 /// files when the object dies.
@@ -48,17 +53,24 @@ public:
   /// Writes `contents` to the file `name` in the directory; returns its path.
   std::string Write(const std::string& name, const std::string& contents) const {
     const std::string path = File(name);
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    if (f == nullptr || std::fwrite(contents.data(), 1, contents.size(), f) != contents.size())
+    std::ofstream file(NativePath(path), std::ios::binary);
+    if (!file.write(contents.data(), static_cast<std::streamsize>(contents.size())))
       ADD_FAILURE() << "cannot write " << path;
-    if (f != nullptr)
-      std::fclose(f);
     return path;
   }
 
 private:
   std::string path_;
 };
+
+/// The share letter of an open whose file a test looks at or changes behind
+/// the library's back while it is open: Windows enforces the share mode (an
+/// unshared open keeps every other open out), POSIX does not.
+#if defined(_WIN32)
+inline const std::string LookBehind = "s";
+#else
+inline const std::string LookBehind;
+#endif
 
 /// A test with a scratch directory, a file path in it and English messages.
 class FileTest : public ::testing::Test {
@@ -70,15 +82,8 @@ protected:
 
 /// The whole content of `path`, read without the library.
 inline std::vector<unsigned char> Bytes(const std::string& path) {
-  std::vector<unsigned char> bytes;
-  if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
-    unsigned char buffer[65536];
-    std::size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0)
-      bytes.insert(bytes.end(), buffer, buffer + n);
-    std::fclose(f);
-  }
-  return bytes;
+  std::ifstream file(NativePath(path), std::ios::binary);
+  return std::vector<unsigned char>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
 /// The whole content of `path` as text.
@@ -92,24 +97,27 @@ inline std::string TextOf(const std::string& path) {
 /// emptying a file and closing it forces its data to the device.
 inline void PutBytes(const std::string& path, const std::vector<unsigned char>& bytes) {
   {
-    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    std::fstream file(NativePath(path), std::ios::in | std::ios::out | std::ios::binary);
     if (!file.is_open())
-      file.open(path, std::ios::out | std::ios::binary);
+      file.open(NativePath(path), std::ios::out | std::ios::binary);
     ASSERT_TRUE(file.is_open()) << path;
     file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     ASSERT_TRUE(file.good()) << path;
   }
   std::error_code error;
-  std::filesystem::resize_file(path, bytes.size(), error);
+  std::filesystem::resize_file(NativePath(path), bytes.size(), error);
   ASSERT_FALSE(error) << error.message();
 }
 
 /// The size of `path` on disk (-1 when missing).
 inline long long SizeOnDisk(const std::string& path) {
   std::error_code error;
-  const auto size = std::filesystem::file_size(path, error);
+  const auto size = std::filesystem::file_size(NativePath(path), error);
   return error ? -1 : static_cast<long long>(size);
 }
+
+/// The running program's path, found without the library.
+std::string ExecutablePath();
 
 /// Sets a file's access and write times (seconds since 1970, nanoseconds)
 /// without the library.

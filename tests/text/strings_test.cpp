@@ -113,7 +113,7 @@ class StoredStrings : public test::FileTest {};
 
 TEST_F(StoredStrings, LayoutsAreExactAndReadBack) {
   CFileBase file;
-  ASSERT_TRUE(file.Open(path_.c_str(), "wr"));
+  ASSERT_TRUE(file.Open(path_.c_str(), ("wr" + test::LookBehind).c_str()));
   EXPECT_EQ(CText("ab").Write(file), 0);
   EXPECT_EQ(CText().Write(file), 3);
   EXPECT_EQ(KZText("xy").Write(file), 4);
