@@ -54,10 +54,6 @@ cmake -S consumer -B build/consumer-shared -DCMAKE_PREFIX_PATH="$PWD/build/_inst
 cmake --build build/consumer-shared -j"$jobs"
 ./build/consumer-shared/zel_consumer
 
-echo "== windows (cross build, suite under Wine)"
-bash scripts/windows.sh
-echo "windows: passed"
-
 echo "== windows (mingw-w64 cross build, suite and consumer under Wine)"
 bash scripts/windows.sh
 echo "windows: passed"
