@@ -324,6 +324,11 @@ bool PosixSharedObjectClose(void* object) noexcept {
 
 const char* PosixEnvironment(const char* name) noexcept { return std::getenv(name); }
 
+bool PosixCommonDataFolder(char*, std::size_t) noexcept {
+  SetLastError(0);
+  return false;
+}
+
 // Dialogs here are a desktop's programs, which the layer above runs.
 int PosixSystemDialog(DialogKind, void*, const char*, const char*, const char*, const char*, char*,
                       std::size_t) noexcept {
@@ -341,7 +346,7 @@ constexpr SystemCalls posixCalls = {
     PosixSharedObjectOpen, PosixSharedObjectSymbol, PosixSharedObjectClose, PosixEnvironment,
     // Work files, mapped files, times, paths and dialogs.
     posix::FileMap, posix::FileUnmap, posix::DiskFree, posix::FileTimes, posix::TimeNow, posix::LocalCalendar,
-    posix::ExecutablePath, posix::RunProgram, PosixSystemDialog,
+    posix::ExecutablePath, posix::RunProgram, PosixCommonDataFolder, PosixSystemDialog,
 };
 
 SystemCalls currentCalls = posixCalls;

@@ -492,6 +492,7 @@ constexpr SystemCalls windowsCalls = {
     win32::LocalCalendar,
     win32::ExecutablePath,
     win32::RunProgram,
+    win32::CommonDataFolder,
     win32::SystemDialog,
 };
 
