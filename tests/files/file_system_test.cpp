@@ -1,6 +1,7 @@
 #include "zeltools/files/file_system.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <random>
 #include <string>
@@ -73,7 +74,15 @@ TEST(FileSystem, ConfigurationPathGluesTheTailToTheFolder) {
   platform::Calls().environment = [](const char* name) {
     return std::strcmp(name, "XDG_CONFIG_DIRS") ? nullptr : dirs;
   };
+  // The system's own folder where it has one (Windows).
+  platform::Calls().commonDataFolder = [](char* out, std::size_t size) {
+    std::snprintf(out, size, "C:\\ProgramData");
+    return true;
+  };
   char path[PathSize];
+  GetPathCfg("\\App\\app.cfg", path, 0);
+  EXPECT_STREQ(path, "C:\\ProgramData\\App\\app.cfg");
+  platform::Calls().commonDataFolder = [](char*, std::size_t) { return false; };
   for (const auto& [value, tail, expected] : std::vector<std::tuple<const char*, std::string, std::string>>{
            {nullptr, "\\App\\app.cfg", "/etc/xdg\\App\\app.cfg"},
            {nullptr, "app.cfg", "/etc/xdgapp.cfg"},

@@ -49,7 +49,9 @@ private:
 
 /// Formats printf-style into a 1024-byte buffer and throws it as code 2.
 [[noreturn]] void CrashFormat(const char* format, ...)
-#if defined(__GNUC__)
+#if defined(__MINGW32__) // the library formats with mingw's C99 printf
+    __attribute__((format(gnu_printf, 1, 2)))
+#elif defined(__GNUC__)
     __attribute__((format(printf, 1, 2)))
 #endif
     ;

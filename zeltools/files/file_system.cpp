@@ -118,6 +118,11 @@ long long SgGetFreeDiskSpace(const char* path) {
 }
 
 void GetPathCfg(const char* tail, char* path, unsigned int /*size*/) {
+  char common[PathSize];
+  if (platform::Calls().commonDataFolder(common, sizeof common)) {
+    PathText().Append(common).Append(tail).CopyTo(path);
+    return;
+  }
   const char* dirs = platform::Calls().environment("XDG_CONFIG_DIRS");
   std::size_t length = 0;
   if (dirs != nullptr && dirs[0] == '/') {

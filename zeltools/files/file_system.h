@@ -31,9 +31,10 @@ long long SgGetFreeDiskSpace(const char* path);
 
 /// `path` := the common configuration folder followed directly by `tail`
 /// (no separator is inserted and none converted: `tail` brings its own,
-/// "/app/app.cfg" here). The folder is the first entry of XDG_CONFIG_DIRS
-/// when that is an absolute path, else "/etc/xdg", without a trailing
-/// separator. The empty string when the result would not fit. `size` is not
+/// "/app/app.cfg" here). The folder is the system's common application-data
+/// folder where it has one (Windows: every user's program data), else the
+/// first entry of XDG_CONFIG_DIRS when that is an absolute path, else
+/// "/etc/xdg", without a trailing separator. The empty string when the result would not fit. `size` is not
 /// used: callers have always passed `PathSize` buffers, and some pass no
 /// meaningful size.
 void GetPathCfg(const char* tail, char* path, unsigned int size);

@@ -161,6 +161,11 @@ struct SystemCalls {
   // when the dialog was cancelled or the choice cannot be spelled in 1251 or
   // does not fit, and -1 when the system has no dialogs of its own (POSIX:
   // the layer above then runs a desktop's dialog program).
+  // The system's common application-data folder (Windows: the known folder
+  // of every user's program data) into `path` of `size` bytes, in 1251,
+  // terminated; false when the system has none (POSIX, where the layer above
+  // follows the XDG rules) or it does not fit.
+  bool (*commonDataFolder)(char* path, std::size_t size);
   int (*systemDialog)(DialogKind kind, void* owner, const char* title, const char* start, const char* filter,
                       const char* extension, char* path, std::size_t size);
 

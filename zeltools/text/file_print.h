@@ -180,7 +180,9 @@ public:
   void Text(const char* text, unsigned int indent = 0);
   /// `Text` of the printf-formatted arguments.
   void Printf(const char* format, ...)
-#if defined(__GNUC__)
+#if defined(__MINGW32__) // the library formats with mingw's C99 printf
+      __attribute__((format(gnu_printf, 2, 3)))
+#elif defined(__GNUC__)
       __attribute__((format(printf, 2, 3)))
 #endif
       ;

@@ -325,6 +325,11 @@ bool PosixSharedObjectClose(void* object) noexcept {
 
 const char* PosixEnvironment(const char* name) noexcept { return std::getenv(name); }
 
+bool PosixCommonDataFolder(char*, std::size_t) noexcept {
+  SetLastError(0);
+  return false;
+}
+
 // Dialogs here are a desktop's programs, which the layer above runs.
 int PosixSystemDialog(DialogKind, void*, const char*, const char*, const char*, const char*, char*,
                       std::size_t) noexcept {
@@ -342,7 +347,7 @@ constexpr SystemCalls posixCalls = {
     PosixSharedObjectOpen, PosixSharedObjectSymbol, PosixSharedObjectClose, PosixEnvironment,
     // Work files, mapped files, times, paths and dialogs.
     posix::FileMap, posix::FileUnmap, posix::DiskFree, posix::FileTimes, posix::TimeNow, posix::LocalCalendar,
-    posix::ExecutablePath, posix::RunProgram, PosixSystemDialog,
+    posix::ExecutablePath, posix::RunProgram, PosixCommonDataFolder, PosixSystemDialog,
     // Thread language and string resources of modules.
     posix::ThreadUILanguage, posix::SetThreadUILanguage, posix::ResourceModuleOpen, posix::ResourceModuleClose,
     posix::LibraryModule, posix::ResourceString,

@@ -258,6 +258,16 @@ int RunProgram(const char* const* arguments, char* output, std::size_t size, std
   }
 }
 
+bool CommonDataFolder(char* path, std::size_t size) noexcept {
+  wchar_t folder[MAX_PATH] = {};
+  const HRESULT found = ::SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, folder);
+  if (FAILED(found)) {
+    ::SetLastError(static_cast<DWORD>(found) & 0xFFFFu);
+    return false;
+  }
+  return Narrow(folder, path, size);
+}
+
 namespace {
 
 // Starts the folder dialog at the folder it was given.

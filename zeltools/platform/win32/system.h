@@ -76,6 +76,7 @@ std::int64_t TimeNow() noexcept;
 bool LocalCalendar(std::int64_t seconds, CalendarTime& fields) noexcept;
 bool ExecutablePath(char* path, std::size_t size) noexcept;
 int RunProgram(const char* const* arguments, char* output, std::size_t size, std::size_t& length) noexcept;
+bool CommonDataFolder(char* path, std::size_t size) noexcept;
 int SystemDialog(DialogKind kind, void* owner, const char* title, const char* start, const char* filter,
                  const char* extension, char* path, std::size_t size) noexcept;
 

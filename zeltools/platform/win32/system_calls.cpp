@@ -493,6 +493,7 @@ constexpr SystemCalls windowsCalls = {
     win32::LocalCalendar,
     win32::ExecutablePath,
     win32::RunProgram,
+    win32::CommonDataFolder,
     win32::SystemDialog,
     // Thread language and string resources of modules.
     win32::ThreadUILanguage,

@@ -19,7 +19,9 @@ inline constexpr int CodePageUtf8 = 65001;
 
 /// Throws `ScriptError` with "<file>:<line>: " and the formatted text.
 [[noreturn]] void Fail(const std::string& file, int line, const char* format, ...)
-#if defined(__GNUC__)
+#if defined(__MINGW32__) // the library formats with mingw's C99 printf
+    __attribute__((format(gnu_printf, 3, 4)))
+#elif defined(__GNUC__)
     __attribute__((format(printf, 3, 4)))
 #endif
     ;
