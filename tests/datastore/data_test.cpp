@@ -631,34 +631,25 @@ TEST_F(DataFile, DamagedBlocksAreReportedAndLeaveTheTableEmpty) {
     EXPECT_TRUE(ok || t.GetQuantity() == 0u) << "a refused block left lines behind";
     return ok;
   };
-  test::ExpectEveryDamageReported(
-      path_,
-      [](CFileBase& f, DOCUMENT& doc) {
-        _CData t;
-        SmallHeadTable(t);
-        t.SetText(t.AddSize(1), "zz");
-        t.CData::Write(f, doc, 0);
-      },
-      [&](CFileBase& f, DOCUMENT doc) {
-        _CData t;
-        SmallHeadTable(t);
-        return refusedEmpty(t.CData::Read(f, doc) != 0, t);
-      });
-  test::ExpectEveryDamageReported(
-      path_,
-      [](CFileBase& f, DOCUMENT& doc) {
-        _CData t;
-        SmallHeadTable(t);
-        DOCUMENT_OLD old;
-        t.WriteOld(f, old);
-        doc = DOCUMENT{old.position, old.length};
-      },
-      [&](CFileBase& f, DOCUMENT doc) {
-        _CData t;
-        SmallHeadTable(t);
-        DOCUMENT_OLD old{static_cast<unsigned int>(doc.position), static_cast<unsigned int>(doc.length)};
-        return refusedEmpty(t.ReadOld(f, old) != 0, t);
-      });
+  for (const bool older : {false, true})
+    test::ExpectEveryDamageReported(
+        path_,
+        [&](CFileBase& f, DOCUMENT& doc) {
+          _CData t;
+          SmallHeadTable(t);
+          t.SetText(t.AddSize(1), "zz");
+          DOCUMENT_OLD old;
+          if (!older)
+            return t.CData::Write(f, doc, 0);
+          t.WriteOld(f, old);
+          doc = DOCUMENT{old.position, old.length};
+        },
+        [&](CFileBase& f, DOCUMENT doc) {
+          _CData t;
+          SmallHeadTable(t);
+          const DOCUMENT_OLD old{static_cast<unsigned int>(doc.position), static_cast<unsigned int>(doc.length)};
+          return refusedEmpty((older ? t.ReadOld(f, old) : t.CData::Read(f, doc)) != 0, t);
+        });
   // A head cut short behind a whole block takes the table with it, in both reporting modes.
   _CData t;
   SmallHeadTable(t);
