@@ -423,7 +423,11 @@ DenseColumns ReadDenseColumns(std::string_view bytes, const std::string& name) {
 }
 
 std::string ReadFileBytes(const std::string& path) {
+#if defined(_WIN32)
+  const int fd = ::open(path.c_str(), O_RDONLY | O_BINARY); // no translation of line ends
+#else
   const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+#endif
   if (fd < 0)
     throw InputError(path, 0, std::string("cannot open: ") + std::strerror(errno));
   struct Closer {
