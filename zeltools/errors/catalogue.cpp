@@ -50,25 +50,34 @@ bool Lookup(unsigned int id, unsigned short langId, char* text, std::size_t size
   if (row == std::end(rows) || row->id != id)
     return false;
   const char* found = langId == LanguageRussian ? row->russian : row->english;
-  if (found == nullptr)
-    return false;
-  const std::size_t length = std::min(std::strlen(found), size - 1);
-  std::memcpy(text, found, length);
-  text[length] = '\0';
-  return true;
+  return found != nullptr && CopyBounded(found, text, size);
 }
 
 #endif
 
+// The table of `langId` first, then the other one: a message missing from
+// one table still reads.
+template <class Read>
+bool EitherLanguage(unsigned short langId, Read read) {
+  const bool russian = langId == LanguageRussian;
+  return read(russian ? LanguageRussian : LanguageEnglish) || read(russian ? LanguageEnglish : LanguageRussian);
+}
+
 } // namespace
+
+bool CopyBounded(const char* from, char* text, std::size_t size) noexcept {
+  const std::size_t length = std::min(std::strlen(from), size - 1);
+  std::memcpy(text, from, length);
+  text[length] = '\0';
+  return true;
+}
 
 bool ModuleResourceString(void* module, unsigned int id, unsigned short langId, char* text, std::size_t size) noexcept {
   if (text == nullptr || size == 0)
     return false;
-  const auto read = platform::Calls().resourceString;
-  const bool russian = langId == LanguageRussian;
-  return read(module, id, russian ? LanguageRussian : LanguageEnglish, text, size) >= 0 ||
-         read(module, id, russian ? LanguageEnglish : LanguageRussian, text, size) >= 0;
+  return EitherLanguage(langId, [&](unsigned short language) {
+    return platform::Calls().resourceString(module, id, language, text, size) >= 0;
+  });
 }
 
 bool LibraryString(unsigned int id, unsigned short langId, char* text, std::size_t size) noexcept {
@@ -78,9 +87,7 @@ bool LibraryString(unsigned int id, unsigned short langId, char* text, std::size
   if (text == nullptr || size == 0)
     return false;
   *text = '\0';
-  const bool russian = langId == LanguageRussian;
-  return Lookup(id, russian ? LanguageRussian : LanguageEnglish, text, size) ||
-         Lookup(id, russian ? LanguageEnglish : LanguageRussian, text, size);
+  return EitherLanguage(langId, [&](unsigned short language) { return Lookup(id, language, text, size); });
 #endif
 }
 

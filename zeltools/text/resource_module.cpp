@@ -214,10 +214,7 @@ bool ResourceModuleString(void* module, unsigned int id, unsigned short langId, 
   const std::string* found = m->tables.Find(id, langId);
   if (found == nullptr)
     return false;
-  const std::size_t length = std::min(std::strlen(found->c_str()), size - 1);
-  std::memcpy(text, found->data(), length);
-  text[length] = '\0';
-  return true;
+  return CopyBounded(found->c_str(), text, size);
 }
 
 } // namespace zel::internal

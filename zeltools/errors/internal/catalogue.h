@@ -25,4 +25,8 @@ bool LibraryString(unsigned int id, unsigned short langId, char* text, std::size
 /// string resources.
 bool ModuleResourceString(void* module, unsigned int id, unsigned short langId, char* text, std::size_t size) noexcept;
 
+/// Copies `from` into `text` (`size` ≥ 1): at most `size - 1` bytes, then a
+/// NUL. Returns true, so that look-ups can end with it.
+bool CopyBounded(const char* from, char* text, std::size_t size) noexcept;
+
 } // namespace zel::internal
