@@ -23,6 +23,7 @@
 #include "zeltools/text/list_text.h"
 #include "zeltools/text/phrase.h"
 #include "zeltools/text/read_memory.h"
+#include "zeltools/text/resource.h"
 #include "zeltools/text/strings.h"
 
 ZEL_TEST_FAILING_OPERATOR_NEW()
@@ -53,6 +54,11 @@ TEST(AllocationFailure, EveryGrowingEntryPointFailsWithTheLibrarysException) {
   const std::string line(text.begin(), text.end());
   const std::string lines = dir.File("lines.txt");
   test::PutBytes(lines, std::vector<unsigned char>(text.begin(), text.end()));
+  std::string script = "STRINGTABLE BEGIN\n";
+  for (int k = 1; k <= 300; ++k) script += std::to_string(k) + " \"" + line.substr(0, 30) + "\"\n";
+  script += "END\n";
+  const std::string strings = dir.File("strings.rc");
+  test::PutBytes(strings, std::vector<unsigned char>(script.begin(), script.end()));
   std::vector<unsigned int> runs(1000);
   for (unsigned int k = 0; k < runs.size(); ++k) runs[k] = 3 * k;
   VPoint2D points;
@@ -100,6 +106,7 @@ TEST(AllocationFailure, EveryGrowingEntryPointFailsWithTheLibrarysException) {
       {"TextList", [&] { std::vector<unsigned int> out; const auto failing = refuse(); TextList("1-5000", out); }},
       {"CFilePrint", [&] { CFilePrint p; p.Open(dir.File("report.txt").c_str()); const auto failing = refuse(); p.Text(line.c_str()); p.Close(); }},
       {"CFileText::GetString", [&] { CFileText f; f.Open(lines.c_str(), "r"); std::string out; const auto failing = refuse(); f.GetString(out); }},
+      {"CResurce(script)", [&] { const auto failing = refuse(); CResurce r(strings.c_str()); }},
       {"SeparateString", [&] { std::vector<std::string> parts; const auto failing = refuse(); SeparateString(line.c_str(), parts, " "); }},
       {"VPoint2D::Merge", [&] { VPoint2D p(points); std::vector<unsigned int> map; const auto failing = refuse(); p.Merge(0.5, map); }},
       {"VPoint2D::Find(n)", [&] { std::vector<unsigned int> at; const auto failing = refuse(); points.Find(500, points.data(), 0.5, at); }},

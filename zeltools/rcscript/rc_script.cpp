@@ -275,20 +275,21 @@ void ScriptTables::Merge(const ScriptTables& other, const std::string& otherName
 
 bool ReadWholeFile(const std::string& path, std::string& contents, std::string* identity) {
   const auto& calls = platform::Calls();
-  void* file = calls.fileOpenRegular(path.c_str());
+  // Closed also when the buffer cannot be had and the caller turns that into
+  // the library's failure.
+  const std::unique_ptr<void, bool (*)(void*)> file(calls.fileOpenRegular(path.c_str()), calls.fileClose);
   if (file == nullptr)
     return false;
   std::int64_t size = 0;
   std::uint64_t device = 0, node = 0;
-  bool ok = calls.fileSize(file, size) && static_cast<std::uint64_t>(size) <= MaxFileSize &&
-            (identity == nullptr || calls.fileIdentity(file, device, node));
+  bool ok = calls.fileSize(file.get(), size) && static_cast<std::uint64_t>(size) <= MaxFileSize &&
+            (identity == nullptr || calls.fileIdentity(file.get(), device, node));
   if (ok && identity != nullptr)
     *identity = std::to_string(device) + ":" + std::to_string(node);
   if (ok) {
     contents.assign(static_cast<std::size_t>(size), '\0');
-    ok = platform::ReadAt(file, contents.data(), contents.size(), 0) == contents.size();
+    ok = platform::ReadAt(file.get(), contents.data(), contents.size(), 0) == contents.size();
   }
-  calls.fileClose(file);
   return ok;
 }
 

@@ -7,6 +7,7 @@
 #include "zeltools/errors/exception.h"
 #include "zeltools/text/internal/resource_module.h"
 #include "zeltools/errors/language.h"
+#include "zeltools/memory/memory.h"
 
 namespace zel {
 namespace {
@@ -62,19 +63,22 @@ CResurce& CResurce::operator=(const CResurce& other) {
 CResurce::~CResurce() { internal::ReleaseResourceModule(module_); }
 
 void CResurce::Init(const char* fileName, void* module) {
-  const std::string name = fileName != nullptr ? fileName : "";
-  if (module == nullptr) {
-    internal::ReleaseResourceModule(module_);
-    module_ = nullptr;
-    name_ = name;
-    module_ = internal::LoadResourceModule(name);
-  } else {
-    // The holder of the module held so far is dropped without letting go.
-    module_ = internal::AcquireResourceModule(module);
-    name_ = name;
-  }
-  if (module_ == nullptr)
-    CrashFormat("The file of resources is not found:\n%s", name.c_str());
+  const std::size_t length = fileName != nullptr ? std::strlen(fileName) : 0;
+  GuardAllocation(length, [&] {
+    const std::string name(fileName != nullptr ? fileName : "", length);
+    if (module == nullptr) {
+      internal::ReleaseResourceModule(module_);
+      module_ = nullptr;
+      name_ = name;
+      module_ = internal::LoadResourceModule(name);
+    } else {
+      // The holder of the module held so far is dropped without letting go.
+      module_ = internal::AcquireResourceModule(module);
+      name_ = name;
+    }
+    if (module_ == nullptr)
+      CrashFormat("The file of resources is not found:\n%s", name.c_str());
+  });
 }
 
 const char* CResurce::GeName() const noexcept { return name_.c_str(); }

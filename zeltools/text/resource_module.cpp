@@ -9,6 +9,7 @@
 
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/internal/catalogue.h"
+#include "zeltools/memory/memory.h"
 #include "zeltools/rcscript/internal/rc_script.h"
 #include "zeltools/rcscript/internal/table_image.h"
 #include "zeltools/platform/platform.h"
@@ -86,13 +87,15 @@ bool IsLibraryName(const std::string& fileName) {
 
 // 0: no such file (or not a regular one); 1: an executable module (an ELF
 // shared object, or a Windows image, "MZ"); 2: any other file.
-int FileKind(const std::string& path) {
+int FileKind(const std::string& path, std::int64_t& size) {
   const auto& calls = platform::Calls();
   void* file = calls.fileOpenRegular(path.c_str());
   if (file == nullptr)
     return 0;
   unsigned char head[4] = {};
   const bool whole = platform::ReadAt(file, head, sizeof head, 0) == sizeof head;
+  if (!calls.fileSize(file, size))
+    size = 0;
   calls.fileClose(file);
   const bool elf = head[0] == 0x7F && head[1] == 'E' && head[2] == 'L' && head[3] == 'F';
   const bool image = head[0] == 'M' && head[1] == 'Z';
@@ -125,11 +128,14 @@ void* LoadResourceModule(const std::string& fileName) {
     module->library = true;
     return Register(std::move(module));
   }
-  const int kind = fileName.empty() ? 0 : FileKind(fileName);
+  std::int64_t size = 0;
+  const int kind = fileName.empty() ? 0 : FileKind(fileName, size);
   if (kind == 2) {
     auto module = std::make_unique<Module>();
     try {
-      module->tables = ReadResourceScript(fileName);
+      // The script is read whole, then parsed: its size is the request that
+      // a refusal reports.
+      module->tables = GuardAllocation(static_cast<std::uint64_t>(size), [&] { return ReadResourceScript(fileName); });
     } catch (const ScriptError& error) {
       Crash(error.what()); // the application sees the reader's located text
     }
