@@ -188,15 +188,10 @@ TEST(ResourceScript, FilesAreReadThroughTheSystemTable) {
   EXPECT_EQ(ErrorText([&] { internal::ReadResourceScript(script); }), script + ": cannot read the file");
 }
 
-TEST(ResourceScript, FindFallsBackToTheOtherLanguage) {
-  const ScriptTables t = Parse("STRINGTABLE BEGIN 1 \"en1\" 2 \"en2\" END\n"
-                               "LANGUAGE LANG_RUSSIAN, 1\nSTRINGTABLE BEGIN 1 \"ru1\" 3 \"ru3\" END\n");
-  EXPECT_EQ(*t.Find(1, LanguageRussian), "ru1");
-  EXPECT_EQ(*t.Find(1, LanguageEnglish), "en1");
-  EXPECT_EQ(*t.Find(2, LanguageRussian), "en2");
-  EXPECT_EQ(*t.Find(3, LanguageEnglish), "ru3");
-  EXPECT_EQ(t.Find(4, LanguageEnglish), nullptr);
-  EXPECT_EQ(t.Find(65536 + 1, LanguageEnglish), nullptr);
+// The rest of the look-up rule is read through CResurce (tests/text).
+TEST(ResourceScript, EnglishFallsBackToRussianAndMergedScriptsMayNotRepeatAnId) {
+  const ScriptTables t = Parse("LANGUAGE LANG_RUSSIAN, 1\nSTRINGTABLE BEGIN 1 \"ru1\" END\n");
+  EXPECT_EQ(t.Find(1, LanguageEnglish), &t.russian.at(1));
   ScriptTables merged = t;
   EXPECT_EQ(ErrorText([&] { merged.Merge(t, "again.rc"); }),
             "again.rc: string id 1 is defined twice (also by an earlier script)");
