@@ -1,9 +1,17 @@
 // Messages read back from a block (ReadPhrase) and from a stream.
+#include <cstdlib>
 #include <sstream>
+#include <string>
 
 #include "fuzz_support.h"
 
 using namespace zel;
+
+static std::string Packed(const CPhrase& phrase) {
+  std::ostringstream out;
+  phrase.PackToStream(out);
+  return out.str();
+}
 
 static CPhrase Sample() {
   CPhrase p;
@@ -29,9 +37,11 @@ int ZelFuzzOne(const std::uint8_t* data, std::size_t size) {
   return fuzz::Guard([&] {
     CPhrase phrase = Sample();
     if (data[0] & 1) {
+      // A stream that ends early or breaks fails it and changes nothing.
       std::istringstream in(std::string(reinterpret_cast<const char*>(data + 1), size - 1));
-      if (data[0] & 4) phrase[0].UnPackFromStream(in);
-      else phrase.UnPackFromStream(in);
+      const std::string before = Packed(phrase);
+      const unsigned char read = data[0] & 4 ? phrase[0].UnPackFromStream(in) : phrase.UnPackFromStream(in);
+      if (read == 0 && (!in.fail() || Packed(phrase) != before)) std::abort();
       return;
     }
     CPhrase sink;

@@ -1,4 +1,8 @@
-// TextList into vectors and into a caller's array.
+// TextList into vectors and into a caller's array. The array form must
+// agree with the vector form held to the same count: the same result and the
+// same items, those before a fault included.
+#include <algorithm>
+#include <cstdlib>
 #include <vector>
 
 #include "fuzz_support.h"
@@ -31,7 +35,10 @@ int ZelFuzzOne(const std::uint8_t* data, std::size_t size) {
     case 2: {
       unsigned int list[16];
       unsigned int n = 0;
-      TextList(text.c_str(), n, list, 16);
+      std::vector<unsigned int> same;
+      if (TextList(text.c_str(), n, list, 16) != TextList(text.c_str(), same, 16) || n > 16 || n != same.size() ||
+          !std::equal(same.begin(), same.end(), list))
+        std::abort();
       break;
     }
     default: {

@@ -269,7 +269,6 @@ void ExpectRoundTrip(CFileBase& file, const std::vector<T>& values) {
     v.Append(static_cast<unsigned int>(k % 3 == 1 ? 2 : 0), values[k]);
   DOCUMENT doc;
   v.Write(file, doc, 0);
-  EXPECT_EQ(doc.length, static_cast<long long>(4 * 4 + sizeof(T) * values.size()));
   ASSERT_EQ(back.Read(file, doc), 1);
   ASSERT_EQ(back.GetSize(), 3u);
   for (unsigned int r = 0; r < 3; ++r)

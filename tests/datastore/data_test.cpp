@@ -162,6 +162,8 @@ TEST(DataModel, RandomEditsMatchAPlainModel) {
         std::string text(rng() % 7, 'a');
         for (char& c : text)
           c = "abAB x"[rng() % 6];
+        if (n >= 1 && n <= q && rng() % 3 == 0)
+          text = Lower(m[n - 1].text); // the text it holds, but for case
         t.SetText(n, text.c_str());
         if (n >= 1 && n <= q && Lower(text) != Lower(m[n - 1].text))
           m[n - 1].text = text;
@@ -385,7 +387,8 @@ TEST(DataModel, RandomEditsMatchAPlainModel) {
       }
       }
       ExpectSame(t, m);
-      // Every real change leaves its mark: 0x22 for texts, 0x11 for the rest.
+      // Every real change leaves its mark: 0x22 for texts, 0x11 for the rest;
+      // texts, data and number lists set to what they hold leave none.
       bool text = false, other = m.size() != before.size();
       for (std::size_t i = 0; i < std::min(m.size(), before.size()); ++i) {
         text = text || m[i].text != before[i].text;
@@ -393,6 +396,7 @@ TEST(DataModel, RandomEditsMatchAPlainModel) {
       }
       ASSERT_TRUE(!text || m.size() != before.size() || (t.GetModify() & 0x22) == 0x22);
       ASSERT_TRUE(!other || (t.GetModify() & 0x11) == 0x11);
+      ASSERT_TRUE(text || other || (op != 1 && op != 2 && op != 7 && op != 8 && op != 10) || t.GetModify() == 0);
       if (step % 50 == 49) {
         CData copy; // outlives its source, and holds its pieces in one portion
         copy = CData(t);
@@ -549,21 +553,6 @@ TEST_F(DataFile, HeadTableBlockHasTheStoredLayoutAndReadsBack) {
   shortHead.SetTypeBase(0, 12, 0);
   ASSERT_EQ(shortHead.Read(r, doc), 1);
   EXPECT_EQ(std::memcmp(shortHead.GetHead(), "\1\2", 2), 0);
-  r.Close();
-
-  auto refused = [&](const std::vector<unsigned char>& file, DOCUMENT at) {
-    test::PutBytes(path_, file);
-    CPhrase sink;
-    CFileBase f;
-    _CData t2;
-    HeadShape(t2);
-    return f.Open(path_.c_str(), "r", &sink) == 1 && t2.CData::Read(f, at) == 0 && !sink.empty() &&
-           t2.GetQuantity() == 0;
-  };
-  std::vector<unsigned char> file = test::Bytes(path_);
-  EXPECT_TRUE(refused(file, DOCUMENT{doc.position, doc.length + 1})) << "a byte left over";
-  file[4 + 5] = 8;
-  EXPECT_TRUE(refused(file, doc)) << "a full size that disagrees with the lists";
 }
 
 TEST_F(DataFile, EmptyTablesAndTheHeadWrittenAlone) {
@@ -700,13 +689,6 @@ TEST(Data, ModifyMarksFollowRealChangesOnlyAndRemoveListNeedsLittleScratch) {
   const unsigned int numbers[] = {7, 3, 7}, huge[] = {0xFFFFFFFFu, 7};
   t.AppendList(1, 3, numbers);
   t.ClearModify();
-  t.SetText(1, "PIN");
-  t.SetData(1, d);
-  t.SetText(2, "");
-  const unsigned int absent = 9;
-  t.RemoveList(1, 1, &absent, 1);
-  EXPECT_EQ(t.GetModify(), 0u);
-  EXPECT_STREQ(t.GetText(1), "Pin");
   t.SetText(2, "new");
   EXPECT_EQ(t.GetModify(), 0x22u);
   t.ClearModifyLast();

@@ -1,6 +1,5 @@
 #include "zeltools/text/read_memory.h"
 
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -128,41 +127,6 @@ TEST(ReadMemory, RecordsAtPositions) {
   EXPECT_EQ(reader.ReadString(text, 0, 2), 4) << "form 0 runs to the next zero";
   EXPECT_EQ(reader.ReadString(text, 4, 0), -1);
   EXPECT_TRUE(text.empty() && reader.GetPosition() == 7);
-}
-
-// Random bytes: the line forms agree with each other and with a plain model
-// of lines. (That every getter ends and stays inside any text is the fuzz
-// harness's job.)
-TEST(ReadMemory, RandomTextsEndAndAgree) {
-  std::mt19937 rng(71);
-  const std::string alphabet("ab \"=;-r5\r\n\t\0/aaaaaaaa", 22);
-  for (int round = 0; round < 3000; ++round) {
-    std::string text(rng() % 4 == 0 ? rng() % 300 : rng() % 40, ' ');
-    for (char& c : text)
-      c = rng() % 8 ? alphabet[rng() % alphabet.size()] : static_cast<char>(rng());
-    std::vector<std::string> model(1);
-    for (char ch : text)
-      if (ch == '\n' || ch == '\0')
-        model.emplace_back();
-      else if (ch != '\r')
-        model.back() += ch;
-    if (model.back().empty())
-      model.pop_back();  // a final line end is not followed by an empty line
-    CReadMemory a, b;
-    a.Init(text.data(), static_cast<unsigned int>(text.size()));
-    b = a;
-    std::vector<std::string> lines;
-    std::string line;
-    char big[512];
-    while (!a.IsEnd()) {
-      ASSERT_EQ(b.GetString(big, sizeof big), a.GetString(line));
-      lines.push_back(line);
-      ASSERT_EQ(line, big);
-    }
-    ASSERT_EQ(b.GetString(big, sizeof big), 0) << "the end reads as an empty line";
-    ASSERT_EQ(CReadMemory().GetString(line), -1) << "only a missing text gives -1";
-    ASSERT_EQ(lines, model) << text;
-  }
 }
 
 } // namespace
