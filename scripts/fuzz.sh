@@ -64,9 +64,13 @@ for name in "${harnesses[@]}"; do
     n=$((n + 1))
   done < <(extra_inputs "$name")
   log="$runs/$name.log"
+  # Mutations stay small, but no kept input may be cut short by the limit.
+  max_len=4096
+  largest=$(find "$corpus" -type f -printf '%s\n' | sort -n | tail -n 1)
+  [ "${largest:-0}" -gt "$max_len" ] && max_len=$largest
   if ! ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
       "$bin/zel_fuzz_$name" -max_total_time="$seconds" -timeout=5 -rss_limit_mb=2048 -malloc_limit_mb=256 \
-      -max_len=4096 -print_final_stats=1 -artifact_prefix="$runs/$name-" "$corpus" >"$log" 2>&1; then
+      -max_len="$max_len" -print_final_stats=1 -artifact_prefix="$runs/$name-" "$corpus" >"$log" 2>&1; then
     tail -n 60 "$log" >&2
     echo "fuzz: harness $name failed (log $log, input in $runs/)" >&2
     exit 1
