@@ -1,6 +1,7 @@
 #include "zeltools/numerics/internal/band_blocked.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <new>
 #include <optional>
@@ -20,6 +21,11 @@ constexpr std::size_t NarrowBand = 12;
 // receives the panel rows above it as a whole (tiles of several rows), then
 // its rows update each other one row at a time.
 constexpr std::size_t SubPanel = 8;
+// While one thread factorises the next panel, the others update its rows
+// from the current panel in chunks of this many rows (a multiple of
+// SubPanel), each ahead of the factorisation.
+constexpr std::size_t AheadRows = 16;
+static_assert(AheadRows % SubPanel == 0, "a block of rows lies in one chunk");
 
 std::size_t Reach(const GAUSS_TAPE* rows, std::size_t i) { return i + rows[i].count - 1; }
 
@@ -44,12 +50,17 @@ struct PanelStorage {
   }
 };
 
-// A panel's storage and its view for the kernels.
+// A panel's storage and its view for the kernels; `chunks` tell, while the
+// panel is factorised ahead, which of its chunks of rows have received the
+// current panel's updates.
 struct PanelSlot {
+  enum : unsigned char { Waiting, Taken, Updated };
   PanelStorage storage;
   BandPanel panel;
+  std::vector<std::atomic<unsigned char>> chunks;
 
-  PanelSlot(std::size_t panelRows, std::size_t maxWidth) : storage(panelRows, maxWidth) {
+  PanelSlot(std::size_t panelRows, std::size_t maxWidth)
+      : storage(panelRows, maxWidth), chunks((panelRows + AheadRows - 1) / AheadRows) {
     panel.stride = storage.stride;
     panel.u = storage.u.data();
     panel.f = storage.f.data();
@@ -77,9 +88,11 @@ Kernels KernelsFor(SimdLevel level) {
 // Factorises the panel of rows [i0, i1), whose rows have received the
 // updates of every row above i0, into `slot`. Returns the first row whose
 // pivot is zero, i1 if none is; it then stops there and throws nothing, so
-// that it may run as a task.
-std::size_t FactorPanel(const Kernels& kernels, PanelSlot& slot, std::size_t i0, std::size_t i1,
-                        GAUSS_TAPE* rows) noexcept {
+// that it may run as a task. `before(q)` is called before the rows from q
+// on are touched, for every q a multiple of AheadRows from i0.
+template <class Before>
+std::size_t FactorPanel(const Kernels& kernels, PanelSlot& slot, std::size_t i0, std::size_t i1, GAUSS_TAPE* rows,
+                        Before&& before) noexcept {
   PanelStorage& storage = slot.storage;
   BandPanel& panel = slot.panel;
   const std::size_t end = Reach(rows, i1 - 1);
@@ -88,6 +101,8 @@ std::size_t FactorPanel(const Kernels& kernels, PanelSlot& slot, std::size_t i0,
   const std::size_t width = panel.groups * 8;
   std::fill(storage.rowSkip.begin(), storage.rowSkip.begin() + static_cast<std::ptrdiff_t>(width), std::uint8_t{0});
   for (std::size_t q = i0; q < i1; ++q) {
+    if ((q - i0) % AheadRows == 0)
+      before(q);
     const std::size_t block = i0 + (q - i0) / SubPanel * SubPanel;
     const std::size_t above = q > i0 ? Reach(rows, q - 1) : 0;
     // A new block of rows takes the panel rows above it all at once.
@@ -162,25 +177,46 @@ void UpdateBelow(BandUpdateFn update, const BandPanel& panel, std::size_t i0, st
   });
 }
 
-// The step of panel [i0, i1) with a look-ahead: task 0 updates the next
-// panel's rows [i1, next) from this panel and factorises them into `ahead`,
-// while the other tasks update the rows beyond, [next, end]. Every element
-// still receives its updates in increasing row order: the rows beyond
-// receive the next panel's only in the following step. Returns the row of a
-// zero pivot in the next panel, `next` if none; the caller fails there once
-// the rows beyond have their updates, which leaves them as without the
-// look-ahead.
+// The step of panel [i0, i1) with a look-ahead: task 0 factorises the next
+// panel's rows [i1, next) into `ahead`, while the other tasks update, from
+// this panel, first the next panel's rows, chunk by chunk, then the rows
+// beyond, [next, end]. Task 0 waits for a chunk that another thread is
+// updating, and updates one itself that nobody has taken, so it never waits
+// for a task that has not started. Every element still receives its
+// updates in increasing row order: the rows beyond receive the next panel's
+// only in the following step. Returns the row of a zero pivot in the next
+// panel, `next` if none; the caller fails there once all rows have this
+// panel's updates, which leaves them as without the look-ahead.
 std::size_t UpdateLookingAhead(const Kernels& kernels, const BandPanel& panel, PanelSlot& ahead, std::size_t i0,
                                std::size_t i1, std::size_t next, std::size_t end, std::size_t threads,
                                GAUSS_TAPE* rows) {
   const RowGroups groups(i0, next, end, threads);
+  const std::size_t chunks = (next - i1 + AheadRows - 1) / AheadRows;
+  for (std::size_t c = 0; c < chunks; ++c)
+    ahead.chunks[c].store(PanelSlot::Waiting, std::memory_order_relaxed);
+  // Updates chunk c unless another thread has taken it; returns whether it did.
+  const auto updateChunk = [&](std::size_t c) {
+    unsigned char waiting = PanelSlot::Waiting;
+    if (!ahead.chunks[c].compare_exchange_strong(waiting, PanelSlot::Taken, std::memory_order_acq_rel))
+      return false;
+    const std::size_t a = i1 + c * AheadRows;
+    kernels.update(panel, i0, i1, a, std::min(next, a + AheadRows) - 1, end, rows);
+    ahead.chunks[c].store(PanelSlot::Updated, std::memory_order_release);
+    return true;
+  };
   std::size_t zero = next;
-  ParallelFor(groups.count + 1, threads, [&](std::size_t t, std::size_t) {
+  ParallelFor(1 + chunks + groups.count, threads, [&](std::size_t t, std::size_t) {
     if (t == 0) {
-      kernels.update(panel, i0, i1, i1, next - 1, end, rows);
-      zero = FactorPanel(kernels, ahead, i1, next, rows);
-    } else if (groups.A(t - 1) <= groups.B(t - 1)) {
-      kernels.update(panel, i0, i1, groups.A(t - 1), groups.B(t - 1), end, rows);
+      zero = FactorPanel(kernels, ahead, i1, next, rows, [&](std::size_t q) {
+        const std::size_t c = (q - i1) / AheadRows;
+        if (!updateChunk(c))
+          while (ahead.chunks[c].load(std::memory_order_acquire) != PanelSlot::Updated)
+            Pause();
+      });
+    } else if (t <= chunks) {
+      updateChunk(t - 1);
+    } else if (groups.A(t - 1 - chunks) <= groups.B(t - 1 - chunks)) {
+      kernels.update(panel, i0, i1, groups.A(t - 1 - chunks), groups.B(t - 1 - chunks), end, rows);
     }
   });
   return zero;
@@ -253,7 +289,7 @@ void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::si
     const std::size_t end = Reach(rows, i1 - 1); // the panel's farthest column
     PanelSlot& slot = *slots[current];
     if (!factorised) {
-      const std::size_t zero = FactorPanel(kernels, slot, i0, i1, rows);
+      const std::size_t zero = FactorPanel(kernels, slot, i0, i1, rows, [](std::size_t) {});
       if (zero < i1)
         FailAtNullPivot(kernels, slot.panel, i0, i1, zero, rows);
     }

@@ -35,14 +35,6 @@ unsigned HardwareThreads() noexcept {
 // long before they sleep.
 constexpr std::chrono::microseconds SpinFor{300};
 
-void Pause() noexcept {
-#if defined(__x86_64__) || defined(__i386__) || defined(_M_X64) || defined(_M_IX86)
-  _mm_pause();
-#elif defined(__aarch64__) && (defined(__GNUC__) || defined(__clang__))
-  __asm__ __volatile__("yield");
-#endif
-}
-
 // Watches `until()` with a pause between looks, for at most SpinFor; the
 // clock is read once every 64 looks, which keeps the cost of reading it out
 // of the hand-over. Returns whether `until()` came true.
@@ -188,6 +180,14 @@ Pool* ThePool() noexcept {
 }
 
 } // namespace
+
+void Pause() noexcept {
+#if defined(__x86_64__) || defined(__i386__) || defined(_M_X64) || defined(_M_IX86)
+  _mm_pause();
+#elif defined(__aarch64__) && (defined(__GNUC__) || defined(__clang__))
+  __asm__ __volatile__("yield");
+#endif
+}
 
 std::size_t ThreadsFor(double work, std::size_t tasks) noexcept {
   if (work < ParallelWorkFrom || tasks < 2)
