@@ -14,8 +14,8 @@ namespace zel::numerics {
 /// subtraction), below which a step stays on the calling thread. Handing a
 /// step to helpers that still watch for it costs about a microsecond, to
 /// sleeping ones 100 µs or more; but the rows a helper updated must then
-/// travel to the core that factorises them, and 10^6 updates (some 50 µs)
-/// is where a band step on two threads was measured to gain.
+/// travel to the core that factorises them. 10^6 updates take some 50 µs;
+/// band steps of 2·10^6 updates were measured to gain on two threads.
 inline constexpr double ParallelWorkFrom = 1.0e6;
 
 /// Threads to use for a step of `work` updates made of `tasks` independent
