@@ -37,6 +37,7 @@
 
 #include "zeltools/numerics/band.h"
 #include "zeltools/numerics/dense.h"
+#include "zeltools/numerics/internal/thread_pool.h"
 #include "zeltools/numerics/renumber.h"
 #include "zeltools/numerics/threads.h"
 #include "matrix_market.h" // zeltool's reader
@@ -714,11 +715,60 @@ void NoFmaPeak(benchmark::State& state) {
 }
 #endif
 
+// ---------------------------------------------------------------------------
+// The pool's hand-over: steps of two tasks of about 10 µs each, with
+// `gap` µs of work on the caller alone between steps (a panel factorised
+// between two updates). Per step, two threads take 10 µs plus the
+// hand-over, one thread 20 µs; threads:1 is the peer in the same run.
+
+// A dependent chain of multiplications, calibrated once: reading the clock
+// costs microseconds on some virtual machines.
+double BusyWorkRounds(double rounds) {
+  double x = 1.0;
+  for (long k = 0, m = long(rounds); k < m; ++k)
+    x = x * 0.9999999 + 1e-9;
+  return x;
+}
+
+void BusyWork(double microseconds) {
+  static const double perMicrosecond = [] {
+    const double t0 = WallSeconds();
+    benchmark::DoNotOptimize(BusyWorkRounds(2e7));
+    return 2e7 / ((WallSeconds() - t0) * 1e6);
+  }();
+  benchmark::DoNotOptimize(BusyWorkRounds(microseconds * perMicrosecond));
+}
+
+void HandOver(benchmark::State& state) {
+  const int threads = UseThreads(state, 1);
+  const double gap = double(state.range(0));
+  const int steps = Smoke() ? 20 : 2000;
+  benchmark::Counter& step = state.counters["step_us"];
+  step.flags = benchmark::Counter::kAvgIterations;
+  for (auto _ : state) {
+    const double t0 = WallSeconds();
+    for (int s = 0; s < steps; ++s) {
+      BusyWork(gap);
+      zel::numerics::ParallelFor(2, std::size_t(threads), [](std::size_t, std::size_t) { BusyWork(10); });
+    }
+    state.SetIterationTime(WallSeconds() - t0);
+    step.value += 1e6 * (WallSeconds() - t0) / steps;
+  }
+}
+
 void RegisterAll() {
   const bool smoke = Smoke();
 #if defined(__x86_64__)
   benchmark::RegisterBenchmark("NoFmaPeak/avx512", NoFmaPeak)->UseManualTime()->Unit(benchmark::kMillisecond);
 #endif
+  for (int gap : {0, 50, 200})
+    for (int threads : {1, 2}) {
+      auto* b = benchmark::RegisterBenchmark("HandOver", HandOver)
+                    ->Args({gap, threads})->ArgNames({"gap_us", "threads"})->UseManualTime()
+                    ->Unit(benchmark::kMillisecond)->Repetitions(smoke ? 1 : 3);
+      if (smoke)
+        b->Iterations(1);
+    }
   const std::vector<int> denseSizes = smoke ? std::vector<int>{60, 130} : std::vector<int>{500, 1000, 2000};
   const int reps = smoke ? 1 : 3;
   auto timed = [&](benchmark::internal::Benchmark* b) {

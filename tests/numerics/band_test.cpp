@@ -215,13 +215,17 @@ TEST(BandSolve, EveryKernelThreadCountAndEntryPointMatchesTheSteps) {
 
 // A = Uᵀ·D·U with a unit upper band U of small integers and pivots D that
 // are powers of two: every step of the elimination is exact, so the pivot of
-// row q comes out exactly as D_q = 0 after updates from many rows above.
+// row q comes out exactly as D_q = 0 after updates from many rows above. The
+// last trials are wide enough to be shared among threads, q lying in a panel
+// factorised while other threads update the rows beyond it.
 TEST(BandFactor, ZeroPivotLeavesTheStateOfTheRowByRowElimination) {
   std::mt19937_64 rng(77);
   int planted = 0;
-  for (int trial = 0; trial < 40; ++trial) {
-    const unsigned n = 20 + static_cast<unsigned>(rng() % 80), q = static_cast<unsigned>(rng() % n);
-    const unsigned width = 12 + static_cast<unsigned>(rng() % 30);
+  for (int trial = 0; trial < 44; ++trial) {
+    const bool wide = trial >= 40;
+    const unsigned n = wide ? 500 : 20 + static_cast<unsigned>(rng() % 80);
+    const unsigned q = wide ? 100 + static_cast<unsigned>(rng() % 300) : static_cast<unsigned>(rng() % n);
+    const unsigned width = wide ? 240 : 12 + static_cast<unsigned>(rng() % 30);
     std::vector<std::vector<double>> u(n, std::vector<double>(n, 0.0));
     std::vector<double> d(n);
     for (unsigned i = 0; i < n; ++i) {
@@ -246,6 +250,7 @@ TEST(BandFactor, ZeroPivotLeavesTheStateOfTheRowByRowElimination) {
     if (expected.rows[q].values[0] != 0.0)
       continue; // an earlier pivot was zero, or the arithmetic was not exact
     ++planted;
+    SetNumThreads(wide ? 2 + trial % 2 : 1);
     AtEveryLevel([&](SimdLevel level) {
       BandMatrix m = original;
       std::vector<double> b(n, 1.0);
@@ -254,7 +259,8 @@ TEST(BandFactor, ZeroPivotLeavesTheStateOfTheRowByRowElimination) {
       EXPECT_EQ(b, std::vector<double>(n, 1.0)) << "right-hand side touched";
     });
   }
-  EXPECT_GE(planted, 30);
+  EXPECT_GE(planted, 33);
+  SetNumThreads(0);
 }
 
 TEST(BandSolve, RowsBreakingTheEnvelopeAreRefusedUntouched) {

@@ -14,6 +14,7 @@
 #include "zeltools/errors/exception.h"
 #include "zeltools/errors/language.h"
 #include "zeltools/files/file_base.h"
+#include "zeltools/numerics/band.h"
 #include "zeltools/numerics/dense.h"
 #include "zeltools/numerics/threads.h"
 #include "zeltools/text/resource.h"
@@ -143,6 +144,22 @@ TEST(Threads, SolversShareTheirHelpersWithTheSameBits) {
     std::vector<double> m = a[s];
     ASSERT_EQ(Gauss(n, m.data(), 1, expected[s].data(), 0, 1e-300), 1);
   }
+  // A band wide enough that one thread factorises the next panel while the
+  // others update the rows beyond it.
+  constexpr unsigned int bn = 700, half = 260;
+  std::vector<double> band;
+  for (unsigned int i = 0; i < bn; ++i)
+    for (unsigned int k = 0; k <= half && i + k < bn; ++k)
+      band.push_back(k == 0 ? 4.0 * half : 1.0 / (1 + i + 3 * k));
+  const auto factorised = [&] {
+    std::vector<double> v = band;
+    std::vector<GAUSS_TAPE> rows(bn);
+    for (unsigned int i = 0, at = 0; i < bn; at += rows[i++].count)
+      rows[i] = {std::min(half + 1, bn - i), v.data() + at};
+    GaussTapeDirect(bn, rows.data());
+    return v;
+  };
+  const std::vector<double> bandExpected = factorised();
   SetNumThreads(3);
   OnThreads([&](int t) {
     for (int round = 0; round < 2; ++round) {
@@ -150,6 +167,7 @@ TEST(Threads, SolversShareTheirHelpersWithTheSameBits) {
       ASSERT_EQ(Gauss(n, m.data(), 1, x.data(), 0, 1e-300), 1);
       ASSERT_EQ(x, expected[t % 2]);
     }
+    ASSERT_EQ(factorised(), bandExpected);
   });
   SetNumThreads(0);
 }

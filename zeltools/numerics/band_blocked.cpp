@@ -1,6 +1,7 @@
 #include "zeltools/numerics/internal/band_blocked.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <new>
 #include <optional>
@@ -20,6 +21,11 @@ constexpr std::size_t NarrowBand = 12;
 // receives the panel rows above it as a whole (tiles of several rows), then
 // its rows update each other one row at a time.
 constexpr std::size_t SubPanel = 8;
+// While one thread factorises the next panel, the others update its rows
+// from the current panel in chunks of this many rows (a multiple of
+// SubPanel), each ahead of the factorisation.
+constexpr std::size_t AheadRows = 16;
+static_assert(AheadRows % SubPanel == 0, "a block of rows lies in one chunk");
 
 std::size_t Reach(const GAUSS_TAPE* rows, std::size_t i) { return i + rows[i].count - 1; }
 
@@ -44,6 +50,25 @@ struct PanelStorage {
   }
 };
 
+// A panel's storage and its view for the kernels; `chunks` tell, while the
+// panel is factorised ahead, which of its chunks of rows have received the
+// current panel's updates.
+struct PanelSlot {
+  enum : unsigned char { Waiting, Taken, Updated };
+  PanelStorage storage;
+  BandPanel panel;
+  std::vector<std::atomic<unsigned char>> chunks;
+
+  PanelSlot(std::size_t panelRows, std::size_t maxWidth)
+      : storage(panelRows, maxWidth), chunks((panelRows + AheadRows - 1) / AheadRows) {
+    panel.stride = storage.stride;
+    panel.u = storage.u.data();
+    panel.f = storage.f.data();
+    panel.mask = storage.mask.data();
+    panel.rowSkip = storage.rowSkip.data();
+  }
+};
+
 struct Kernels {
   BandUpdateFn update;
   BandFinishFn finish;
@@ -60,29 +85,141 @@ Kernels KernelsFor(SimdLevel level) {
   }
 }
 
+// Factorises the panel of rows [i0, i1), whose rows have received the
+// updates of every row above i0, into `slot`. Returns the first row whose
+// pivot is zero, i1 if none is; it then stops there and throws nothing, so
+// that it may run as a task. `before(q)` is called before the rows from q
+// on are touched, for every q a multiple of AheadRows from i0.
+template <class Before>
+std::size_t FactorPanel(const Kernels& kernels, PanelSlot& slot, std::size_t i0, std::size_t i1, GAUSS_TAPE* rows,
+                        Before&& before) noexcept {
+  PanelStorage& storage = slot.storage;
+  BandPanel& panel = slot.panel;
+  const std::size_t end = Reach(rows, i1 - 1);
+  panel.col0 = i0;
+  panel.groups = (end - i0 + 1 + 7) / 8;
+  const std::size_t width = panel.groups * 8;
+  std::fill(storage.rowSkip.begin(), storage.rowSkip.begin() + static_cast<std::ptrdiff_t>(width), std::uint8_t{0});
+  for (std::size_t q = i0; q < i1; ++q) {
+    if ((q - i0) % AheadRows == 0)
+      before(q);
+    const std::size_t block = i0 + (q - i0) / SubPanel * SubPanel;
+    const std::size_t above = q > i0 ? Reach(rows, q - 1) : 0;
+    // A new block of rows takes the panel rows above it all at once.
+    if (q == block && q > i0 && above >= q)
+      kernels.update(panel, i0, q, q, std::min(std::min(i1, q + SubPanel) - 1, above), above, rows);
+    if (q > block && above >= q)
+      kernels.update(panel, block, q, q, q, above, rows);
+    if (rows[q].values[0] == 0.0)
+      return q;
+    const std::size_t pi = q - i0;
+    double* u = storage.rowU.data();
+    double* f = storage.rowF.data();
+    std::uint8_t* mask = storage.mask.data() + pi * panel.groups;
+    std::fill(u, u + width, 0.0);
+    std::fill(f, f + width, 0.0);
+    std::memset(mask, 0, panel.groups);
+    kernels.finish(rows[q].values, rows[q].count, pi, u, f, mask, storage.rowSkip.data());
+    for (std::size_t g = 0; g < panel.groups; ++g) {
+      std::memcpy(storage.u.data() + g * storage.stride + pi * 8, u + 8 * g, 8 * sizeof(double));
+      std::memcpy(storage.f.data() + g * storage.stride + pi * 8, f + 8 * g, 8 * sizeof(double));
+    }
+  }
+  return i1;
+}
+
+// Row q of the panel [i0, i1) has a zero pivot. Leaves the matrix as the
+// row-by-row elimination would have it when it meets this pivot (every
+// panel row above q has updated every row), then throws.
+[[noreturn]] void FailAtNullPivot(const Kernels& kernels, const BandPanel& panel, std::size_t i0, std::size_t i1,
+                                  std::size_t q, GAUSS_TAPE* rows) {
+  const std::size_t block = i0 + (q - i0) / SubPanel * SubPanel;
+  const std::size_t blockEnd = std::min(i1, block + SubPanel);
+  const std::size_t above = q > i0 ? Reach(rows, q - 1) : 0;
+  if (q > block && above > q)
+    kernels.update(panel, block, q, q + 1, std::min(blockEnd - 1, above), above, rows);
+  if (q > i0 && above >= blockEnd)
+    kernels.update(panel, i0, q, blockEnd, above, above, rows);
+  Crash("Null diagonal");
+}
+
+// Groups of the rows [from, end] for `threads` threads, starting a multiple
+// of eight rows from the panel's origin i0, where the kernels' row tiles
+// start anyway. About eight groups per thread: rows near the panel are the
+// longest, and the threads that drew short groups take more of them.
+struct RowGroups {
+  std::size_t from, end, first, size, count;
+
+  RowGroups(std::size_t i0, std::size_t from_, std::size_t end_, std::size_t threads) : from(from_), end(end_) {
+    const std::size_t below = end - from + 1;
+    size = std::max<std::size_t>(8, (below / (8 * threads) + 7) / 8 * 8);
+    first = from - (from - i0) % 8;
+    count = (end - first) / size + 1;
+  }
+  // Group g is [a, b]; empty when a > b.
+  std::size_t A(std::size_t g) const { return std::max(from, first + g * size); }
+  std::size_t B(std::size_t g) const { return std::min(end, first + (g + 1) * size - 1); }
+};
+
 // The rows below a panel, [i1, end], receive its updates. Each row's
 // elements depend only on the panel, so groups of rows go to different
-// threads; a group starts a multiple of eight rows from the panel's origin,
-// where the kernels' row tiles start anyway.
+// threads.
 void UpdateBelow(BandUpdateFn update, const BandPanel& panel, std::size_t i0, std::size_t i1, std::size_t end,
-                 GAUSS_TAPE* rows) {
-  const std::size_t below = end - i1 + 1;
-  const double work = 0.5 * double(below) * double(below + 1) * double(i1 - i0);
-  const std::size_t threads = ThreadsFor(work, below / 8);
+                 std::size_t threads, GAUSS_TAPE* rows) {
   if (threads == 1) {
     update(panel, i0, i1, i1, end, end, rows);
     return;
   }
-  // About eight groups per thread: rows near the panel are the longest, and
-  // the threads that drew short groups take more of them.
-  const std::size_t group = std::max<std::size_t>(8, (below / (8 * threads) + 7) / 8 * 8);
-  const std::size_t first = i1 - (i1 - i0) % 8; // the group boundary at or before i1
-  const std::size_t groups = (end - first) / group + 1;
-  ParallelFor(groups, threads, [&](std::size_t g, std::size_t) {
-    const std::size_t a = std::max(i1, first + g * group), b = std::min(end, first + (g + 1) * group - 1);
-    if (a <= b)
-      update(panel, i0, i1, a, b, end, rows);
+  const RowGroups groups(i0, i1, end, threads);
+  ParallelFor(groups.count, threads, [&](std::size_t g, std::size_t) {
+    if (groups.A(g) <= groups.B(g))
+      update(panel, i0, i1, groups.A(g), groups.B(g), end, rows);
   });
+}
+
+// The step of panel [i0, i1) with a look-ahead: task 0 factorises the next
+// panel's rows [i1, next) into `ahead`, while the other tasks update, from
+// this panel, first the next panel's rows, chunk by chunk, then the rows
+// beyond, [next, end]. Task 0 waits for a chunk that another thread is
+// updating, and updates one itself that nobody has taken, so it never waits
+// for a task that has not started. Every element still receives its
+// updates in increasing row order: the rows beyond receive the next panel's
+// only in the following step. Returns the row of a zero pivot in the next
+// panel, `next` if none; the caller fails there once all rows have this
+// panel's updates, which leaves them as without the look-ahead.
+std::size_t UpdateLookingAhead(const Kernels& kernels, const BandPanel& panel, PanelSlot& ahead, std::size_t i0,
+                               std::size_t i1, std::size_t next, std::size_t end, std::size_t threads,
+                               GAUSS_TAPE* rows) {
+  const RowGroups groups(i0, next, end, threads);
+  const std::size_t chunks = (next - i1 + AheadRows - 1) / AheadRows;
+  for (std::size_t c = 0; c < chunks; ++c)
+    ahead.chunks[c].store(PanelSlot::Waiting, std::memory_order_relaxed);
+  // Updates chunk c unless another thread has taken it; returns whether it did.
+  const auto updateChunk = [&](std::size_t c) {
+    unsigned char waiting = PanelSlot::Waiting;
+    if (!ahead.chunks[c].compare_exchange_strong(waiting, PanelSlot::Taken, std::memory_order_acq_rel))
+      return false;
+    const std::size_t a = i1 + c * AheadRows;
+    kernels.update(panel, i0, i1, a, std::min(next, a + AheadRows) - 1, end, rows);
+    ahead.chunks[c].store(PanelSlot::Updated, std::memory_order_release);
+    return true;
+  };
+  std::size_t zero = next;
+  ParallelFor(1 + chunks + groups.count, threads, [&](std::size_t t, std::size_t) {
+    if (t == 0) {
+      zero = FactorPanel(kernels, ahead, i1, next, rows, [&](std::size_t q) {
+        const std::size_t c = (q - i1) / AheadRows;
+        if (!updateChunk(c))
+          while (ahead.chunks[c].load(std::memory_order_acquire) != PanelSlot::Updated)
+            Pause();
+      });
+    } else if (t <= chunks) {
+      updateChunk(t - 1);
+    } else if (groups.A(t - 1 - chunks) <= groups.B(t - 1 - chunks)) {
+      kernels.update(panel, i0, i1, groups.A(t - 1 - chunks), groups.B(t - 1 - chunks), end, rows);
+    }
+  });
+  return zero;
 }
 
 } // namespace
@@ -136,61 +273,49 @@ void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::si
   }
   const Kernels kernels = KernelsFor(level);
   // Without room for the panels the rows are eliminated one by one, with
-  // the same results.
-  std::optional<PanelStorage> room;
+  // the same results; without room for a second panel, without looking ahead.
+  std::optional<PanelSlot> slots[2];
   try {
-    room.emplace(panelRows, widest + panelRows);
+    slots[0].emplace(panelRows, widest + panelRows);
   } catch (const std::bad_alloc&) {
     BandFactorPlain(n, rows);
     return;
   }
-  PanelStorage& storage = *room;
-  BandPanel panel;
-  panel.stride = storage.stride;
-  panel.u = storage.u.data();
-  panel.f = storage.f.data();
-  panel.mask = storage.mask.data();
-  panel.rowSkip = storage.rowSkip.data();
+  bool noRoomAhead = false;
+  std::size_t current = 0;
+  bool factorised = false; // the current panel was factorised by the step before
   for (std::size_t i0 = 0; i0 < n; i0 += panelRows) {
     const std::size_t i1 = std::min(n, i0 + panelRows);
     const std::size_t end = Reach(rows, i1 - 1); // the panel's farthest column
-    panel.col0 = i0;
-    panel.groups = (end - i0 + 1 + 7) / 8;
-    const std::size_t width = panel.groups * 8;
-    std::fill(storage.rowSkip.begin(), storage.rowSkip.begin() + static_cast<std::ptrdiff_t>(width), std::uint8_t{0});
-    for (std::size_t q = i0; q < i1; ++q) {
-      const std::size_t block = i0 + (q - i0) / SubPanel * SubPanel;
-      const std::size_t above = q > i0 ? Reach(rows, q - 1) : 0;
-      // A new block of rows takes the panel rows above it all at once.
-      if (q == block && q > i0 && above >= q)
-        kernels.update(panel, i0, q, q, std::min(std::min(i1, q + SubPanel) - 1, above), above, rows);
-      if (q > block && above >= q)
-        kernels.update(panel, block, q, q, q, above, rows);
-      if (rows[q].values[0] == 0.0) {
-        // Leave the matrix as the row-by-row elimination would have it when
-        // it meets this pivot: every panel row above has updated every row.
-        const std::size_t blockEnd = std::min(i1, block + SubPanel);
-        if (q > block && above > q)
-          kernels.update(panel, block, q, q + 1, std::min(blockEnd - 1, above), above, rows);
-        if (q > i0 && above >= blockEnd)
-          kernels.update(panel, i0, q, blockEnd, above, above, rows);
-        Crash("Null diagonal");
-      }
-      const std::size_t pi = q - i0;
-      double* u = storage.rowU.data();
-      double* f = storage.rowF.data();
-      std::uint8_t* mask = storage.mask.data() + pi * panel.groups;
-      std::fill(u, u + width, 0.0);
-      std::fill(f, f + width, 0.0);
-      std::memset(mask, 0, panel.groups);
-      kernels.finish(rows[q].values, rows[q].count, pi, u, f, mask, storage.rowSkip.data());
-      for (std::size_t g = 0; g < panel.groups; ++g) {
-        std::memcpy(storage.u.data() + g * storage.stride + pi * 8, u + 8 * g, 8 * sizeof(double));
-        std::memcpy(storage.f.data() + g * storage.stride + pi * 8, f + 8 * g, 8 * sizeof(double));
+    PanelSlot& slot = *slots[current];
+    if (!factorised) {
+      const std::size_t zero = FactorPanel(kernels, slot, i0, i1, rows, [](std::size_t) {});
+      if (zero < i1)
+        FailAtNullPivot(kernels, slot.panel, i0, i1, zero, rows);
+    }
+    factorised = false;
+    if (end < i1)
+      continue;
+    // The next panel's rows [i1, next) and the rows beyond it.
+    const std::size_t next = std::min(n, i1 + panelRows);
+    const std::size_t below = end - i1 + 1;
+    const std::size_t threads = ThreadsFor(0.5 * double(below) * double(below + 1) * double(i1 - i0), below / 8);
+    if (threads > 1 && end >= next && !noRoomAhead && !slots[1 - current]) {
+      try {
+        slots[1 - current].emplace(panelRows, widest + panelRows);
+      } catch (const std::bad_alloc&) {
+        noRoomAhead = true;
       }
     }
-    if (end >= i1)
-      UpdateBelow(kernels.update, panel, i0, i1, end, rows);
+    if (threads == 1 || end < next || noRoomAhead) {
+      UpdateBelow(kernels.update, slot.panel, i0, i1, end, threads, rows);
+      continue;
+    }
+    const std::size_t zero = UpdateLookingAhead(kernels, slot.panel, *slots[1 - current], i0, i1, next, end, threads, rows);
+    current = 1 - current;
+    factorised = true;
+    if (zero < next)
+      FailAtNullPivot(kernels, slots[current]->panel, i1, next, zero, rows);
   }
   if (rows[n - 1].values[0] == 0.0)
     Crash("Null diagonal");

@@ -2,11 +2,16 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <thread>
 #include <vector>
+
+#if defined(__x86_64__) || defined(__i386__) || defined(_M_X64) || defined(_M_IX86)
+#include <immintrin.h>
+#endif
 
 #include "zeltools/numerics/threads.h"
 
@@ -22,14 +27,38 @@ unsigned HardwareThreads() noexcept {
   return count;
 }
 
+// How long a thread that waits for a loop, or for its end, watches the
+// shared words before it sleeps. A wake-up through the condition variable
+// costs 100 µs or more on a loaded virtual machine, longer than a panel of a
+// band factorisation takes, so helpers stay awake across the gaps between
+// one solver's steps; after the solver has returned they burn at most this
+// long before they sleep.
+constexpr std::chrono::microseconds SpinFor{300};
+
+// Watches `until()` with a pause between looks, for at most SpinFor; the
+// clock is read once every 64 looks, which keeps the cost of reading it out
+// of the hand-over. Returns whether `until()` came true.
+template <class Until>
+bool SpinUntil(Until until) noexcept {
+  const auto deadline = std::chrono::steady_clock::now() + SpinFor;
+  for (;;) {
+    for (int look = 0; look < 64; ++look) {
+      if (until())
+        return true;
+      Pause();
+    }
+    if (std::chrono::steady_clock::now() >= deadline)
+      return false;
+  }
+}
+
 // Helper threads sleep on a condition variable between loops. A loop is
 // published under the mutex with a new generation number. Tasks are claimed
 // from one atomic word holding the generation (high 32 bits) and the next
 // task (low 32 bits), so a helper that wakes late, after its loop has ended,
 // claims nothing, and the caller waits only for tasks that were claimed, not
 // for helpers to wake: on a loaded machine a descheduled helper costs the
-// loop nothing unless it holds a task. Helpers spin briefly before they
-// sleep, since the solvers' loops follow each other closely.
+// loop nothing unless it holds a task.
 class Pool {
 public:
   ~Pool() {
@@ -67,8 +96,8 @@ public:
     if (helpers > 0)
       wake_.notify_all();
     Work(generation, tasks, fn, context, 0);
-    for (int spin = 0; spin < 2000 && completed_.load(std::memory_order_acquire) != tasks; ++spin)
-      std::this_thread::yield();
+    if (SpinUntil([&] { return completed_.load(std::memory_order_acquire) == tasks; }))
+      return;
     std::unique_lock<std::mutex> lock(mutex_);
     done_.wait(lock, [&] { return completed_.load(std::memory_order_acquire) == tasks; });
   }
@@ -107,8 +136,7 @@ private:
 
   void Loop(std::size_t index, std::uint64_t seen) noexcept {
     for (;;) {
-      for (int spin = 0; spin < 2000 && generation_.load(std::memory_order_acquire) == seen; ++spin)
-        std::this_thread::yield();
+      SpinUntil([&] { return generation_.load(std::memory_order_acquire) != seen; });
       std::unique_lock<std::mutex> lock(mutex_);
       wake_.wait(lock, [&] { return stop_ || generation_.load(std::memory_order_relaxed) != seen; });
       if (stop_)
@@ -152,6 +180,14 @@ Pool* ThePool() noexcept {
 }
 
 } // namespace
+
+void Pause() noexcept {
+#if defined(__x86_64__) || defined(__i386__) || defined(_M_X64) || defined(_M_IX86)
+  _mm_pause();
+#elif defined(__aarch64__) && (defined(__GNUC__) || defined(__clang__))
+  __asm__ __volatile__("yield");
+#endif
+}
 
 std::size_t ThreadsFor(double work, std::size_t tasks) noexcept {
   if (work < ParallelWorkFrom || tasks < 2)

@@ -6,6 +6,10 @@
 // while the panel rows' products are subtracted from it one row at a time.
 // Each element thus receives exactly the row-by-row elimination's updates,
 // in the same increasing row order: the results are identical to the bit.
+// With several threads, the rows below a panel are shared out by groups,
+// and one thread factorises the next panel while the others update the
+// rows beyond it (the look-ahead), so that the panels, which one thread
+// alone can factorise, overlap with the updates.
 //
 // Invariant relied on (checked by CheckBandRows): the reach e_i = i + count_i − 1
 // of the rows never decreases, so a panel's last row reaches farthest and
