@@ -153,8 +153,10 @@ TEST(InterpolPlate, ReproducesPolynomialsOfItsDegreeAndRefusesSingularSystems) {
   EXPECT_EQ(InterpolPlate(-1, 4, points, values, at), 0.0);
   // No point; one point, whose plane rows cancel exactly; degrees past the
   // basis, which ends at 8.
-  for (const auto& [degree, count] : {std::pair{1, 0}, {1, 1}, {9, 2}, {1 << 30, 2}})
-    EXPECT_EQ(test::ThrownText([&] { InterpolPlate(degree, count, points, values, at); }), "Null diagonal") << degree;
+  for (const auto& [degree, count] : {std::pair{1, 0}, {1, 1}, {9, 2}, {1 << 30, 2}}) {
+    const auto plate = [&, d = degree, n = count] { InterpolPlate(d, n, points, values, at); };
+    EXPECT_EQ(test::ThrownText(plate), "Null diagonal") << degree;
+  }
 }
 
 } // namespace
