@@ -98,27 +98,27 @@ public:
   // `steps` steps of this panel and `exchanges` of its exchanges.
   void Settle(double* a, std::size_t m, double* b, std::size_t steps, std::size_t exchanges,
               const Kernels& kernels) {
-    WriteBack(a, steps, exchanges, kernels);
-    const std::size_t T0 = K_ + kb_, right = n_ - T0;
-    for (std::size_t j = 0; j < exchanges; ++j)
-      if (pivot_[j] != K_ + j)
-        std::swap_ranges(a + (K_ + j) * n_ + T0, a + (K_ + j) * n_ + n_, a + pivot_[j] * n_ + T0);
-    // Multipliers by rows for the update kernels.
-    kernels.transpose(columns_.data() + K_, ld_, rowMajor_.data(), width_, steps, n_ - K_);
-    if (right > 0) {
-      PivotRows(a, steps, T0, right, kernels);
-      RowsBelow(a, steps, T0, right, kernels);
-    }
-    for (std::size_t r = 0; r < m; ++r) {
-      double* x = b + r * n_;
-      for (std::size_t j = 0; j < exchanges; ++j)
-        std::swap(x[K_ + j], x[pivot_[j]]);
-      for (std::size_t j = 0; j < steps; ++j) {
-        const std::size_t k = K_ + j;
-        x[k] /= divisor_[j];
-        kernels.axpy(x + k + 1, Column(j) + k + 1, x[k], n_ - k - 1);
-      }
-    }
+    if (Prepare(a, steps, exchanges, kernels))
+      RowsBelow(a, steps, kernels, 0, [] {});
+    SettleRight(m, b, steps, exchanges, kernels);
+  }
+
+  // The same for a whole panel, while `next` eliminates the columns
+  // [K+kb, K+kb+nextColumns): task 0 of the rows' update brings those columns
+  // up to date first, then runs `next` while the other tasks update the
+  // columns beyond. Each element receives the same updates in the same
+  // order as in Settle. Returns false, having done nothing, when the update
+  // is too small to share or no columns lie beyond the next panel's.
+  template <class Next>
+  bool SettleAhead(double* a, std::size_t m, double* b, std::size_t nextColumns, const Kernels& kernels,
+                   Next&& next) {
+    const std::size_t right = n_ - (K_ + kb_), below = right;
+    if (nextColumns >= right || Threads(below, right, kb_) == 1)
+      return false;
+    Prepare(a, kb_, kb_, kernels);
+    RowsBelow(a, kb_, kernels, nextColumns, std::forward<Next>(next));
+    SettleRight(m, b, kb_, kb_, kernels);
+    return true;
   }
 
 private:
@@ -180,23 +180,65 @@ private:
     });
   }
 
+  // The write-back, the exchanges right of the panel, the multipliers by
+  // rows and the pivot rows. Returns whether columns lie right of the panel.
+  bool Prepare(double* a, std::size_t steps, std::size_t exchanges, const Kernels& kernels) {
+    WriteBack(a, steps, exchanges, kernels);
+    const std::size_t T0 = K_ + kb_, right = n_ - T0;
+    for (std::size_t j = 0; j < exchanges; ++j)
+      if (pivot_[j] != K_ + j)
+        std::swap_ranges(a + (K_ + j) * n_ + T0, a + (K_ + j) * n_ + n_, a + pivot_[j] * n_ + T0);
+    // Multipliers by rows for the update kernels.
+    kernels.transpose(columns_.data() + K_, ld_, rowMajor_.data(), width_, steps, n_ - K_);
+    if (right > 0)
+      PivotRows(a, steps, T0, right, kernels);
+    return right > 0;
+  }
+
+  void SettleRight(std::size_t m, double* b, std::size_t steps, std::size_t exchanges, const Kernels& kernels) {
+    for (std::size_t r = 0; r < m; ++r) {
+      double* x = b + r * n_;
+      for (std::size_t j = 0; j < exchanges; ++j)
+        std::swap(x[K_ + j], x[pivot_[j]]);
+      for (std::size_t j = 0; j < steps; ++j) {
+        const std::size_t k = K_ + j;
+        x[k] /= divisor_[j];
+        kernels.axpy(x + k + 1, Column(j) + k + 1, x[k], n_ - k - 1);
+      }
+    }
+  }
+
+  std::size_t Threads(std::size_t below, std::size_t right, std::size_t steps) const {
+    return std::min(threads_, ThreadsFor(double(below) * double(right) * double(steps), below / 16));
+  }
+
   // Every row below the pivot rows: the panel's updates in the order of the
   // steps. Rows are independent: groups of them go to different threads,
-  // each with its own block for the kernel's copy of the pivot rows.
-  void RowsBelow(double* a, std::size_t steps, std::size_t T0, std::size_t right, const Kernels& kernels) {
+  // each with its own block for the kernel's copy of the pivot rows. With
+  // `ahead` columns, task 0 takes those columns of every row and then runs
+  // `next`, and the groups of rows take the columns beyond them.
+  template <class Next>
+  void RowsBelow(double* a, std::size_t steps, const Kernels& kernels, std::size_t ahead, Next&& next) {
+    const std::size_t T0 = K_ + kb_, right = n_ - T0;
     const std::size_t first = K_ + steps, below = n_ - first;
     const double* l = rowMajor_.data() + steps * width_;
     const double* u = a + K_ * n_ + T0;
-    const std::size_t threads = std::min(threads_, ThreadsFor(double(below) * double(right) * double(steps), below / 16));
+    const std::size_t threads = Threads(below, right, steps);
     if (threads == 1)
       return kernels.update(below, right, steps, l, width_, u, n_, a + first * n_ + T0, n_, Block(0));
     // About eight groups per thread, each a multiple of the kernels' four
     // rows and large enough to repay its copy of the pivot rows.
     const std::size_t group = std::max<std::size_t>(16, (below / (8 * threads) + 3) / 4 * 4);
-    ParallelFor((below + group - 1) / group, threads, [&](std::size_t g, std::size_t thread) {
-      const std::size_t s = g * group, count = std::min(group, below - s);
-      kernels.update(count, right, steps, l + s * width_, width_, u, n_, a + (first + s) * n_ + T0, n_,
-                     Block(thread));
+    const std::size_t groups = (below + group - 1) / group, lead = ahead > 0 ? 1 : 0;
+    ParallelFor(lead + groups, threads, [&](std::size_t g, std::size_t thread) {
+      if (g < lead) {
+        kernels.update(below, ahead, steps, l, width_, u, n_, a + first * n_ + T0, n_, Block(thread));
+        next();
+        return;
+      }
+      const std::size_t s = (g - lead) * group, count = std::min(group, below - s);
+      kernels.update(count, right - ahead, steps, l + s * width_, width_, u + ahead, n_,
+                     a + (first + s) * n_ + T0 + ahead, n_, Block(thread));
     });
   }
 
@@ -311,26 +353,46 @@ unsigned char GaussBlocked(std::size_t n, double* a, std::size_t m, double* b, u
   const std::size_t width = std::max<std::size_t>(1, std::min(panel, n));
   // Storage for one thread's block per thread; when that cannot be had, for
   // one thread; and without even that the elimination runs in place.
-  std::optional<Panel> work;
-  for (std::size_t threads : {std::size_t{GetNumThreads()}, std::size_t{1}}) {
+  std::optional<Panel> first, second;
+  std::size_t threads = 1;
+  for (const std::size_t t : {std::size_t{GetNumThreads()}, std::size_t{1}}) {
     try {
-      work.emplace(n, width, threads);
+      first.emplace(n, width, t);
+      threads = t;
       break;
     } catch (const std::bad_alloc&) {
     }
   }
-  if (!work)
+  if (!first)
     return GaussPlain<double>(n, a, m, b, mode, eps);
+  // With helpers, a second panel lets the next panel's elimination overlap
+  // the update of the columns beyond it; without room for it, none does.
+  if (threads > 1 && n > width) {
+    try {
+      second.emplace(n, width, threads);
+    } catch (const std::bad_alloc&) {
+    }
+  }
+  Panel* work = &*first;
+  Panel* spare = second ? &*second : nullptr;
+  std::size_t done = work->Eliminate(a, 0, std::min(width, n), mode, eps, kernels);
   for (std::size_t K = 0; K < n; K += width) {
     const std::size_t kb = std::min(width, n - K);
-    const std::size_t done = work->Eliminate(a, K, kb, mode, eps, kernels);
     if (done < kb) {
       work->Settle(a, m, b, done, done + 1, kernels);
       if (mode >= ReturnOnSingular)
         return 0;
       Crash("Null diagonal");
     }
+    const std::size_t T0 = K + kb, next = T0 < n ? std::min(width, n - T0) : 0;
+    if (spare != nullptr && next > 0 &&
+        work->SettleAhead(a, m, b, next, kernels, [&] { done = spare->Eliminate(a, T0, next, mode, eps, kernels); })) {
+      std::swap(work, spare);
+      continue;
+    }
     work->Settle(a, m, b, kb, kb, kernels);
+    if (next > 0)
+      done = work->Eliminate(a, T0, next, mode, eps, kernels);
   }
   if (n == 1)
     return 1;
