@@ -25,28 +25,38 @@ inline __mmask8 Lead(std::size_t count) {
 }
 
 // R rows × V groups of c; with Tail the last group holds only `tail` columns.
+// The loops over rows and groups are unrolled before the compiler places the
+// accumulators: left as loops, it keeps the array on the stack and copies it
+// there and back around the step loop of every tile.
 template <int R, int V, bool Tail>
 ZEL_AVX512 void Tile(std::size_t steps, const double* l, std::size_t ldl, const double* u, std::size_t ldu,
                      double* c, std::size_t ldc, __mmask8 tail) {
+  KernelEntry();
   __m512d acc[R][V];
+#pragma GCC unroll 8
   for (int s = 0; s < R; ++s)
+#pragma GCC unroll 8
     for (int v = 0; v < V; ++v) {
       const double* at = c + static_cast<std::size_t>(s) * ldc + Lanes * v;
       acc[s][v] = (Tail && v == V - 1) ? _mm512_maskz_loadu_pd(tail, at) : _mm512_loadu_pd(at);
     }
-  KernelEntry();
   for (std::size_t t = 0; t < steps; ++t) {
     const double* ut = u + t * ldu;
     __m512d uv[V];
+#pragma GCC unroll 8
     for (int v = 0; v < V; ++v)
       uv[v] = (Tail && v == V - 1) ? _mm512_maskz_loadu_pd(tail, ut + Lanes * v) : _mm512_loadu_pd(ut + Lanes * v);
+#pragma GCC unroll 8
     for (int s = 0; s < R; ++s) {
       const double* f = l + static_cast<std::size_t>(s) * ldl + t;
+#pragma GCC unroll 8
       for (int v = 0; v < V; ++v)
         acc[s][v] = _mm512_sub_pd(acc[s][v], MulBroadcast(uv[v], f));
     }
   }
+#pragma GCC unroll 8
   for (int s = 0; s < R; ++s)
+#pragma GCC unroll 8
     for (int v = 0; v < V; ++v) {
       double* at = c + static_cast<std::size_t>(s) * ldc + Lanes * v;
       if (Tail && v == V - 1)
