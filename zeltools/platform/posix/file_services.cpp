@@ -1,4 +1,7 @@
-#include "zeltools/platform/posix/file_services.h"
+// The POSIX entries for mapped files, disk space, file times, the clock and
+// calendar, the executable's path and running a program; the common data
+// folder and the dialogs are left to the layer above.
+#include "zeltools/platform/system_entries.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -15,7 +18,7 @@
 
 extern char** environ;
 
-namespace zel::platform::posix {
+namespace zel::platform::entries {
 namespace {
 
 void Record(bool ok) noexcept { SetLastError(ok ? 0u : static_cast<unsigned int>(errno != 0 ? errno : EIO)); }
@@ -195,4 +198,16 @@ int RunProgram(const char* const* arguments, char* output, std::size_t size, std
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-} // namespace zel::platform::posix
+bool CommonDataFolder(char*, std::size_t) noexcept {
+  SetLastError(0);
+  return false;
+}
+
+// Dialogs here are a desktop's programs, which the layer above runs.
+int SystemDialog(DialogKind, void*, const char*, const char*, const char*, const char*, char*,
+                 std::size_t) noexcept {
+  SetLastError(0);
+  return -1;
+}
+
+} // namespace zel::platform::entries

@@ -1,7 +1,7 @@
 // The thread's language from the locale environment, and no string resources
 // in modules: an ELF shared object carries its string tables as exported data
 // instead (see the resource-module reader in text/).
-#include "zeltools/platform/posix/resources.h"
+#include "zeltools/platform/system_entries.h"
 
 #include <cerrno>
 #include <cstring>
@@ -10,7 +10,7 @@
 #include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
 
-namespace zel::platform::posix {
+namespace zel::platform::entries {
 namespace {
 
 // The system's ids of the two languages the library knows (the catalogue's
@@ -59,4 +59,4 @@ long ResourceString(void*, unsigned int, unsigned short, char* text, std::size_t
   return Unsupported(-1L);
 }
 
-} // namespace zel::platform::posix
+} // namespace zel::platform::entries

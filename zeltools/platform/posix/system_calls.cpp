@@ -15,8 +15,7 @@
 
 #include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
-#include "zeltools/platform/posix/file_services.h"
-#include "zeltools/platform/posix/resources.h"
+#include "zeltools/platform/system_entries.h"
 
 namespace zel {
 namespace platform {
@@ -325,18 +324,6 @@ bool PosixSharedObjectClose(void* object) noexcept {
 
 const char* PosixEnvironment(const char* name) noexcept { return std::getenv(name); }
 
-bool PosixCommonDataFolder(char*, std::size_t) noexcept {
-  SetLastError(0);
-  return false;
-}
-
-// Dialogs here are a desktop's programs, which the layer above runs.
-int PosixSystemDialog(DialogKind, void*, const char*, const char*, const char*, const char*, char*,
-                      std::size_t) noexcept {
-  SetLastError(0);
-  return -1;
-}
-
 constexpr SystemCalls posixCalls = {
     PosixAllocate,     PosixAllocateZero, PosixReallocate,    PosixRelease,      PosixPhysicalMemory,
     PosixFileOpen,     PosixFileLock,     PosixFileClose,     PosixFileDuplicate, PosixFileReadAt,
@@ -346,11 +333,12 @@ constexpr SystemCalls posixCalls = {
     PosixFileOpenRegular, PosixFileIdentity, PosixFileOpenAppend, PosixFileAppend, PosixDebugOutput, PosixLocalTime,
     PosixSharedObjectOpen, PosixSharedObjectSymbol, PosixSharedObjectClose, PosixEnvironment,
     // Work files, mapped files, times, paths and dialogs.
-    posix::FileMap, posix::FileUnmap, posix::DiskFree, posix::FileTimes, posix::TimeNow, posix::LocalCalendar,
-    posix::ExecutablePath, posix::RunProgram, PosixCommonDataFolder, PosixSystemDialog,
+    entries::FileMap, entries::FileUnmap, entries::DiskFree, entries::FileTimes, entries::TimeNow,
+    entries::LocalCalendar, entries::ExecutablePath, entries::RunProgram, entries::CommonDataFolder,
+    entries::SystemDialog,
     // Thread language and string resources of modules.
-    posix::ThreadUILanguage, posix::SetThreadUILanguage, posix::ResourceModuleOpen, posix::ResourceModuleClose,
-    posix::LibraryModule, posix::ResourceString,
+    entries::ThreadUILanguage, entries::SetThreadUILanguage, entries::ResourceModuleOpen,
+    entries::ResourceModuleClose, entries::LibraryModule, entries::ResourceString,
 };
 
 SystemCalls currentCalls = posixCalls;

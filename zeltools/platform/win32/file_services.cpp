@@ -6,13 +6,24 @@
 #include <vector>
 
 #include "zeltools/platform/last_error.h"
+#include "zeltools/platform/system_entries.h"
 #include "zeltools/platform/win32/system.h"
 
 // After windows.h, which they need.
 #include <commdlg.h>
 #include <shlobj.h>
 
-namespace zel::platform::win32 {
+namespace zel::platform::entries {
+
+using win32::EpochTicks1970;
+using win32::FileTimeOfTicks;
+using win32::Narrow;
+using win32::Record;
+using win32::StampOfTicks;
+using win32::TicksOf;
+using win32::TicksPerSecond;
+using win32::Wide;
+
 namespace {
 
 HANDLE HandleOf(void* handle) noexcept { return static_cast<HANDLE>(handle); }
@@ -371,4 +382,4 @@ int SystemDialog(DialogKind kind, void* owner, const char* title, const char* st
   }
 }
 
-} // namespace zel::platform::win32
+} // namespace zel::platform::entries

@@ -5,7 +5,7 @@
 // strings in turn, each a 16-bit count of UTF-16 units and those units (no
 // terminator; a count of 0 is a missing string). A module from outside may
 // hold a damaged block, so every count is checked against the block's size.
-#include "zeltools/platform/win32/resources.h"
+#include "zeltools/platform/system_entries.h"
 
 #include <algorithm>
 #include <string>
@@ -13,7 +13,12 @@
 #include "zeltools/platform/last_error.h"
 #include "zeltools/platform/win32/system.h"
 
-namespace zel::platform::win32 {
+namespace zel::platform::entries {
+
+using win32::LibraryCodePage;
+using win32::Record;
+using win32::Wide;
+
 namespace {
 
 constexpr unsigned int StringsPerBlock = 16;
@@ -141,4 +146,4 @@ long ResourceString(void* module, unsigned int id, unsigned short langId, char* 
   return bytes > 0 ? bytes : 0;
 }
 
-} // namespace zel::platform::win32
+} // namespace zel::platform::entries

@@ -67,17 +67,4 @@ inline FileStamp StampOfTicks(std::int64_t ticks) noexcept {
   return FileStamp{seconds, static_cast<std::uint32_t>(rest * 100)};
 }
 
-// The entries of file_services.cpp.
-void* FileMap(void* handle, std::size_t bytes, bool write) noexcept;
-bool FileUnmap(void* view, std::size_t bytes) noexcept;
-bool DiskFree(const char* path, std::uint64_t& bytes) noexcept;
-bool FileTimes(void* handle, const char* name, FileStamps& stamps) noexcept;
-std::int64_t TimeNow() noexcept;
-bool LocalCalendar(std::int64_t seconds, CalendarTime& fields) noexcept;
-bool ExecutablePath(char* path, std::size_t size) noexcept;
-int RunProgram(const char* const* arguments, char* output, std::size_t size, std::size_t& length) noexcept;
-bool CommonDataFolder(char* path, std::size_t size) noexcept;
-int SystemDialog(DialogKind kind, void* owner, const char* title, const char* start, const char* filter,
-                 const char* extension, char* path, std::size_t size) noexcept;
-
 } // namespace zel::platform::win32

@@ -11,7 +11,7 @@
 #include <new>
 
 #include "zeltools/platform/last_error.h"
-#include "zeltools/platform/win32/resources.h"
+#include "zeltools/platform/system_entries.h"
 #include "zeltools/platform/win32/system.h"
 
 #include <sddl.h> // after windows.h, which it needs
@@ -485,23 +485,23 @@ constexpr SystemCalls windowsCalls = {
     WinSharedObjectClose,
     WinEnvironment,
     // Work files, mapped files, times, paths and dialogs.
-    win32::FileMap,
-    win32::FileUnmap,
-    win32::DiskFree,
-    win32::FileTimes,
-    win32::TimeNow,
-    win32::LocalCalendar,
-    win32::ExecutablePath,
-    win32::RunProgram,
-    win32::CommonDataFolder,
-    win32::SystemDialog,
+    entries::FileMap,
+    entries::FileUnmap,
+    entries::DiskFree,
+    entries::FileTimes,
+    entries::TimeNow,
+    entries::LocalCalendar,
+    entries::ExecutablePath,
+    entries::RunProgram,
+    entries::CommonDataFolder,
+    entries::SystemDialog,
     // Thread language and string resources of modules.
-    win32::ThreadUILanguage,
-    win32::SetThreadUILanguage,
-    win32::ResourceModuleOpen,
-    win32::ResourceModuleClose,
-    win32::LibraryModule,
-    win32::ResourceString,
+    entries::ThreadUILanguage,
+    entries::SetThreadUILanguage,
+    entries::ResourceModuleOpen,
+    entries::ResourceModuleClose,
+    entries::LibraryModule,
+    entries::ResourceString,
 };
 
 SystemCalls currentCalls = windowsCalls;
