@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstring>
 #include <new>
 #include <optional>
 #include <vector>
@@ -29,17 +28,15 @@ static_assert(AheadRows % SubPanel == 0, "a block of rows lies in one chunk");
 
 std::size_t Reach(const GAUSS_TAPE* rows, std::size_t i) { return i + rows[i].count - 1; }
 
-// Working storage of the panels, sized once for the widest panel. The
-// pivot step writes a row of u and f into `rowU` and `rowF`, from where it
-// is spread over the groups' blocks.
+// Working storage of the panels, sized once for the widest panel.
 struct PanelStorage {
   std::size_t stride, maxGroups;
-  AlignedDoubles u, f, rowU, rowF;
+  AlignedDoubles u, f;
   std::vector<std::uint8_t> mask, rowSkip;
 
   PanelStorage(std::size_t panelRows, std::size_t maxWidth)
       : stride(StrideFor(panelRows)), maxGroups((maxWidth + 7) / 8), u(maxGroups * stride), f(maxGroups * stride),
-        rowU(maxGroups * 8), rowF(maxGroups * 8), mask(panelRows * maxGroups, 0), rowSkip(maxGroups * 8, 0) {}
+        mask(panelRows * maxGroups, 0), rowSkip(maxGroups * 8, 0) {}
 
   static std::size_t StrideFor(std::size_t panelRows) {
     std::size_t stride = panelRows * 8;
@@ -113,17 +110,8 @@ std::size_t FactorPanel(const Kernels& kernels, PanelSlot& slot, std::size_t i0,
     if (rows[q].values[0] == 0.0)
       return q;
     const std::size_t pi = q - i0;
-    double* u = storage.rowU.data();
-    double* f = storage.rowF.data();
-    std::uint8_t* mask = storage.mask.data() + pi * panel.groups;
-    std::fill(u, u + width, 0.0);
-    std::fill(f, f + width, 0.0);
-    std::memset(mask, 0, panel.groups);
-    kernels.finish(rows[q].values, rows[q].count, pi, u, f, mask, storage.rowSkip.data());
-    for (std::size_t g = 0; g < panel.groups; ++g) {
-      std::memcpy(storage.u.data() + g * storage.stride + pi * 8, u + 8 * g, 8 * sizeof(double));
-      std::memcpy(storage.f.data() + g * storage.stride + pi * 8, f + 8 * g, 8 * sizeof(double));
-    }
+    kernels.finish(rows[q].values, rows[q].count, pi, panel.groups, storage.stride, storage.u.data() + pi * 8,
+                   storage.f.data() + pi * 8, storage.mask.data() + pi * panel.groups, storage.rowSkip.data());
   }
   return i1;
 }
@@ -243,21 +231,29 @@ void BandUpdateGeneric(const BandPanel& panel, std::size_t pa, std::size_t pb, s
     BandUpdateSegment(panel, pa, pb, r, r, end, rows);
 }
 
-void BandFinishGeneric(double* values, std::size_t count, std::size_t column, double* u, double* f,
-                       std::uint8_t* mask, std::uint8_t* rowSkip) {
+void BandFinishGeneric(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
+                       double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip) {
   const double d = values[0];
-  for (std::size_t k = 1; k < count; ++k) {
-    const std::size_t c = column + k;
-    const double x = values[k];
-    if (x != 0.0) {
-      const double quotient = x / d;
-      values[k] = quotient;
-      u[c] = quotient;
-      f[c] = quotient * d;
-      mask[c / 8] = static_cast<std::uint8_t>(mask[c / 8] | (1u << (c % 8)));
-    } else {
-      rowSkip[c] = 1;
+  for (std::size_t g = 0; g < groups; ++g) {
+    std::uint8_t bits = 0;
+    for (std::size_t t = 0; t < 8; ++t) {
+      const std::size_t c = 8 * g + t;
+      double quotient = 0.0, factor = 0.0;
+      if (c > column && c - column < count) {
+        const double x = values[c - column];
+        if (x != 0.0) {
+          quotient = x / d;
+          factor = quotient * d;
+          values[c - column] = quotient;
+          bits = static_cast<std::uint8_t>(bits | (1u << t));
+        } else {
+          rowSkip[c] = 1;
+        }
+      }
+      u[g * stride + t] = quotient;
+      f[g * stride + t] = factor;
     }
+    mask[g] = bits;
   }
 }
 

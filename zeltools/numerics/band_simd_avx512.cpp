@@ -195,30 +195,36 @@ ZEL_AVX512 void BandUpdateAvx512(const BandPanel& P, std::size_t pa, std::size_t
     RowTileFor<1>(P, pa, pb, r, end, rows);
 }
 
-ZEL_AVX512 void BandFinishAvx512(double* values, std::size_t count, std::size_t column, double* u, double* f,
-                                 std::uint8_t* mask, std::uint8_t* rowSkip) {
+ZEL_AVX512 void BandFinishAvx512(double* values, std::size_t count, std::size_t column, std::size_t groups,
+                                 std::size_t stride, double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip) {
   const double d = values[0];
   const __m512d dv = _mm512_set1_pd(d), zero = _mm512_setzero_pd();
-  for (std::size_t k = 1; k < count; k += Lanes) {
-    const std::size_t left = count - k;
-    const __mmask8 live = left >= Lanes ? __mmask8(0xFF) : static_cast<__mmask8>((1u << left) - 1);
-    const __m512d x = _mm512_maskz_loadu_pd(live, values + k);
-    // Unordered-or-unequal: a NaN counts as non-zero, as it does for x != 0.
-    const __mmask8 nonZero = _mm512_mask_cmp_pd_mask(live, x, zero, _CMP_NEQ_UQ);
-    const __m512d quotient = _mm512_maskz_div_pd(nonZero, x, dv);
-    _mm512_mask_storeu_pd(values + k, nonZero, quotient);
-    const std::size_t c = column + k;
-    _mm512_mask_storeu_pd(u + c, nonZero, quotient);
-    _mm512_mask_storeu_pd(f + c, nonZero, _mm512_maskz_mul_pd(nonZero, quotient, dv));
-    const unsigned bits = static_cast<unsigned>(nonZero) << (c % 8);
-    mask[c / 8] = static_cast<std::uint8_t>(mask[c / 8] | (bits & 0xFFu));
-    if (bits >> 8)
-      mask[c / 8 + 1] = static_cast<std::uint8_t>(mask[c / 8 + 1] | (bits >> 8));
-    unsigned zeros = static_cast<unsigned>(live & ~nonZero);
-    while (zeros != 0) {
-      rowSkip[c + static_cast<std::size_t>(__builtin_ctz(zeros))] = 1;
-      zeros &= zeros - 1;
+  const auto origin = reinterpret_cast<std::uintptr_t>(values);
+  for (std::size_t g = 0; g < groups; ++g) {
+    // Lane t is the row's element k = 8g + t − column; live are 1 ≤ k < count.
+    const std::size_t c0 = Lanes * g;
+    const __mmask8 live = LaneRange(c0, column + 1, column + count - 1);
+    __m512d quotient = zero, factor = zero;
+    __mmask8 nonZero = 0;
+    if (live != 0) {
+      // Formed on integers: lanes left of the row's start are never live.
+      const auto offset = static_cast<std::intptr_t>(c0) - static_cast<std::intptr_t>(column);
+      auto* at = reinterpret_cast<double*>(origin + static_cast<std::uintptr_t>(offset * std::intptr_t{sizeof(double)}));
+      const __m512d x = _mm512_maskz_loadu_pd(live, at);
+      // Unordered-or-unequal: a NaN counts as non-zero, as it does for x != 0.
+      nonZero = _mm512_mask_cmp_pd_mask(live, x, zero, _CMP_NEQ_UQ);
+      quotient = _mm512_maskz_div_pd(nonZero, x, dv);
+      factor = _mm512_maskz_mul_pd(nonZero, quotient, dv);
+      _mm512_mask_storeu_pd(at, nonZero, quotient);
+      unsigned zeros = static_cast<unsigned>(live & ~nonZero);
+      while (zeros != 0) {
+        rowSkip[c0 + static_cast<std::size_t>(__builtin_ctz(zeros))] = 1;
+        zeros &= zeros - 1;
+      }
     }
+    _mm512_store_pd(u + g * stride, quotient);
+    _mm512_store_pd(f + g * stride, factor);
+    mask[g] = static_cast<std::uint8_t>(nonZero);
   }
 }
 
@@ -243,9 +249,9 @@ void BandUpdateAvx512(const BandPanel& P, std::size_t pa, std::size_t pb, std::s
                       std::size_t end, GAUSS_TAPE* rows) {
   BandUpdateGeneric(P, pa, pb, rFirst, rLast, end, rows);
 }
-void BandFinishAvx512(double* values, std::size_t count, std::size_t column, double* u, double* f,
-                      std::uint8_t* mask, std::uint8_t* rowSkip) {
-  BandFinishGeneric(values, count, column, u, f, mask, rowSkip);
+void BandFinishAvx512(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
+                      double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip) {
+  BandFinishGeneric(values, count, column, groups, stride, u, f, mask, rowSkip);
 }
 void BandForwardRowAvx512(const double* v, std::size_t count, double x, double* b) {
   for (std::size_t k = 1; k < count; ++k)

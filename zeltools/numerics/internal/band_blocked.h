@@ -82,15 +82,18 @@ void BandUpdateSegment(const BandPanel& panel, std::size_t pa, std::size_t pb, s
 
 /// The pivot step of row q (whose pivot is not zero): its non-zero elements
 /// are divided by the pivot, and the panel receives the row's values u, its
-/// factors u·d, its flags and its zeros inside its reach. u, f and mask are
-/// the panel's rows for q, already cleared.
-using BandFinishFn = void (*)(double* values, std::size_t count, std::size_t column, double* u, double* f,
-                              std::uint8_t* mask, std::uint8_t* rowSkip);
+/// factors u·d, its flags and its zeros inside its reach. `column` is q's
+/// column counted from the panel's origin; u and f point at q's row in the
+/// blocks of group 0, so that column c's element lies at (c / 8)·stride +
+/// c % 8. Every one of the panel's `groups` is written, zeros outside the
+/// row, so that the blocks need no clearing; mask is q's row of flags.
+using BandFinishFn = void (*)(double* values, std::size_t count, std::size_t column, std::size_t groups,
+                              std::size_t stride, double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip);
 
-void BandFinishGeneric(double* values, std::size_t count, std::size_t column, double* u, double* f,
-                       std::uint8_t* mask, std::uint8_t* rowSkip);
-void BandFinishAvx512(double* values, std::size_t count, std::size_t column, double* u, double* f,
-                      std::uint8_t* mask, std::uint8_t* rowSkip);
+void BandFinishGeneric(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
+                       double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip);
+void BandFinishAvx512(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
+                      double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip);
 
 /// b[k] −= v[k]·x for k = 1 … count−1: one row of the forward substitution.
 void BandForwardRowAvx512(const double* v, std::size_t count, double x, double* b);
