@@ -175,9 +175,10 @@ void UpdateBelow(BandUpdateFn update, const BandPanel& panel, std::size_t i0, st
 // only in the following step. Returns the row of a zero pivot in the next
 // panel, `next` if none; the caller fails there once all rows have this
 // panel's updates, which leaves them as without the look-ahead.
+template <class Forward>
 std::size_t UpdateLookingAhead(const Kernels& kernels, const BandPanel& panel, PanelSlot& ahead, std::size_t i0,
                                std::size_t i1, std::size_t next, std::size_t end, std::size_t threads,
-                               GAUSS_TAPE* rows) {
+                               GAUSS_TAPE* rows, Forward&& forward) {
   const RowGroups groups(i0, next, end, threads);
   const std::size_t chunks = (next - i1 + AheadRows - 1) / AheadRows;
   for (std::size_t c = 0; c < chunks; ++c)
@@ -193,8 +194,12 @@ std::size_t UpdateLookingAhead(const Kernels& kernels, const BandPanel& panel, P
     return true;
   };
   std::size_t zero = next;
-  ParallelFor(1 + chunks + groups.count, threads, [&](std::size_t t, std::size_t) {
-    if (t == 0) {
+  // The last task takes this panel's forward substitution, which touches
+  // none of the rows below it.
+  ParallelFor(1 + chunks + groups.count + 1, threads, [&](std::size_t t, std::size_t) {
+    if (t == 1 + chunks + groups.count) {
+      forward(i0, i1);
+    } else if (t == 0) {
       zero = FactorPanel(kernels, ahead, i1, next, rows, [&](std::size_t q) {
         const std::size_t c = (q - i1) / AheadRows;
         if (!updateChunk(c))
@@ -257,14 +262,24 @@ void BandFinishGeneric(double* values, std::size_t count, std::size_t column, st
   }
 }
 
-void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::size_t panelRows) {
+void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::size_t panelRows,
+                       const BandForward* forwardSteps) {
   if (n == 0)
     return;
+  const auto forward = [&](std::size_t from, std::size_t to) {
+    if (forwardSteps != nullptr)
+      for (std::size_t r = 0; r < forwardSteps->m; ++r)
+        BandForwardRows(rows, from, to, forwardSteps->b + r * forwardSteps->n, level == SimdLevel::Avx512);
+  };
+  const auto plain = [&] {
+    BandFactorPlain(n, rows);
+    forward(0, n);
+  };
   std::size_t widest = 0;
   for (std::size_t i = 0; i < n; ++i)
     widest = std::max<std::size_t>(widest, rows[i].count);
   if (widest < NarrowBand || panelRows < 1) {
-    BandFactorPlain(n, rows);
+    plain();
     return;
   }
   const Kernels kernels = KernelsFor(level);
@@ -274,7 +289,7 @@ void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::si
   try {
     slots[0].emplace(panelRows, widest + panelRows);
   } catch (const std::bad_alloc&) {
-    BandFactorPlain(n, rows);
+    plain();
     return;
   }
   bool noRoomAhead = false;
@@ -290,8 +305,10 @@ void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::si
         FailAtNullPivot(kernels, slot.panel, i0, i1, zero, rows);
     }
     factorised = false;
-    if (end < i1)
+    if (end < i1) {
+      forward(i0, i1);
       continue;
+    }
     // The next panel's rows [i1, next) and the rows beyond it.
     const std::size_t next = std::min(n, i1 + panelRows);
     const std::size_t below = end - i1 + 1;
@@ -304,10 +321,12 @@ void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::si
       }
     }
     if (threads == 1 || end < next || noRoomAhead) {
+      forward(i0, i1);
       UpdateBelow(kernels.update, slot.panel, i0, i1, end, threads, rows);
       continue;
     }
-    const std::size_t zero = UpdateLookingAhead(kernels, slot.panel, *slots[1 - current], i0, i1, next, end, threads, rows);
+    const std::size_t zero =
+        UpdateLookingAhead(kernels, slot.panel, *slots[1 - current], i0, i1, next, end, threads, rows, forward);
     current = 1 - current;
     factorised = true;
     if (zero < next)

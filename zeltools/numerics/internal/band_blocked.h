@@ -98,8 +98,20 @@ void BandFinishAvx512(double* values, std::size_t count, std::size_t column, std
 /// b[k] −= v[k]·x for k = 1 … count−1: one row of the forward substitution.
 void BandForwardRowAvx512(const double* v, std::size_t count, double x, double* b);
 
+/// The forward substitution of `m` right-hand sides, `n` apart from `b`,
+/// carried along a factorisation.
+struct BandForward {
+  double* b;
+  std::size_t n, m;
+};
+
 /// Factorises with panels of `panelRows` rows using the kernels of `level`
 /// (which must not be Plain). Same results and failure as BandFactorPlain.
-void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::size_t panelRows);
+/// With `forward`, each panel's rows also take their forward substitution
+/// steps once the panel is final, panel after panel, so that every row of b
+/// ends as BandForwardRows over all rows leaves it; after a failure b holds
+/// part of that work.
+void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::size_t panelRows,
+                       const BandForward* forward = nullptr);
 
 } // namespace zel::numerics
