@@ -95,6 +95,21 @@ void BandFinishGeneric(double* values, std::size_t count, std::size_t column, st
 void BandFinishAvx512(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
                       double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip);
 
+/// The rest of a block of eight panel rows from `block` (a multiple of
+/// eight from the panel's origin): every row has received the panel rows
+/// above the block, and in the block's diagonal group gDiag the rows have
+/// received each other and taken their pivot steps, all pivots non-zero.
+/// Groups [gDiag + 1, panel.groups) then receive the block's own rows and
+/// take the pivot steps, a few groups of all eight rows at a time in
+/// registers, writing u, f, the flags and the zeros as BandFinishFn does.
+using BandBlockRestFn = void (*)(const BandPanel& panel, std::size_t block, double* u, double* f,
+                                 std::uint8_t* mask, std::uint8_t* rowSkip, GAUSS_TAPE* rows);
+
+void BandBlockRestGeneric(const BandPanel& panel, std::size_t block, double* u, double* f, std::uint8_t* mask,
+                          std::uint8_t* rowSkip, GAUSS_TAPE* rows);
+void BandBlockRestAvx512(const BandPanel& panel, std::size_t block, double* u, double* f, std::uint8_t* mask,
+                         std::uint8_t* rowSkip, GAUSS_TAPE* rows);
+
 /// b[k] −= v[k]·x for k = 1 … count−1: one row of the forward substitution.
 void BandForwardRowAvx512(const double* v, std::size_t count, double x, double* b);
 
