@@ -77,8 +77,8 @@ void BandFactorPlain(std::size_t n, GAUSS_TAPE* rows) {
     Crash("Null diagonal");
 }
 
-void BandSolvePlain(std::size_t n, const GAUSS_TAPE* rows, double* b, bool vector) {
-  for (std::size_t i = 0; i < n; ++i) {
+void BandForwardRows(const GAUSS_TAPE* rows, std::size_t from, std::size_t to, double* b, bool vector) {
+  for (std::size_t i = from; i < to; ++i) {
     const double x = b[i];
     if (x == 0.0)
       continue;
@@ -92,6 +92,9 @@ void BandSolvePlain(std::size_t n, const GAUSS_TAPE* rows, double* b, bool vecto
     }
     b[i] = x / v[0];
   }
+}
+
+void BandBackward(std::size_t n, const GAUSS_TAPE* rows, double* b) {
   // Each element's sum runs in increasing k, the order the forward pass
   // fixes for every caller; the rows form one
   // chain of dependent subtractions, which no reordering may shorten.
@@ -103,6 +106,11 @@ void BandSolvePlain(std::size_t n, const GAUSS_TAPE* rows, double* b, bool vecto
       s -= v[k] * b[i + k];
     b[i] = s;
   }
+}
+
+void BandSolvePlain(std::size_t n, const GAUSS_TAPE* rows, double* b, bool vector) {
+  BandForwardRows(rows, 0, n, b, vector);
+  BandBackward(n, rows, b);
 }
 
 } // namespace numerics
@@ -120,19 +128,50 @@ void Factor(std::size_t n, GAUSS_TAPE* rows) {
 // Right-hand sides are independent of each other: several of them go to
 // different threads. One alone is a chain of dependent rows and stays on the
 // calling thread.
-void Solve(std::size_t n, const GAUSS_TAPE* rows, std::size_t m, double* b) {
-  const bool vector = numerics::ActiveSimdLevel() == numerics::SimdLevel::Avx512;
+template <class Each>
+void EachRightHandSide(std::size_t n, const GAUSS_TAPE* rows, std::size_t m, double* b, Each&& each) {
   double stored = 0;
   for (std::size_t i = 0; i < n && m > 1; ++i)
     stored += rows[i].count;
   const std::size_t threads = numerics::ThreadsFor(2.0 * stored * double(m), m);
   if (threads == 1) {
     for (std::size_t r = 0; r < m; ++r)
-      numerics::BandSolvePlain(n, rows, b + r * n, vector);
+      each(b + r * n);
     return;
   }
-  numerics::ParallelFor(m, threads,
-                        [&](std::size_t r, std::size_t) { numerics::BandSolvePlain(n, rows, b + r * n, vector); });
+  numerics::ParallelFor(m, threads, [&](std::size_t r, std::size_t) { each(b + r * n); });
+}
+
+void Solve(std::size_t n, const GAUSS_TAPE* rows, std::size_t m, double* b) {
+  const bool vector = numerics::ActiveSimdLevel() == numerics::SimdLevel::Avx512;
+  EachRightHandSide(n, rows, m, b, [&](double* x) { numerics::BandSolvePlain(n, rows, x, vector); });
+}
+
+// The forward substitution follows the factorisation panel by panel, while
+// each panel's rows are still in the cache, into a copy of the right-hand
+// sides that replaces them only once every pivot has passed: a failing
+// factorisation leaves b as it was. Without room for the copy, or without
+// the blocked kernels, the substitution follows the factorisation.
+void FactorAndSolve(std::size_t n, GAUSS_TAPE* rows, std::size_t m, double* b) {
+  const numerics::SimdLevel level = numerics::ActiveSimdLevel();
+  std::vector<double> work;
+  if (m > 0 && level != numerics::SimdLevel::Plain) {
+    try {
+      work.assign(b, b + n * m);
+    } catch (const std::bad_alloc&) {
+      work.clear();
+    }
+  }
+  if (work.empty()) {
+    Factor(n, rows);
+    Solve(n, rows, m, b);
+    return;
+  }
+  numerics::CheckBandRows(n, rows, true);
+  const numerics::BandForward forward{work.data(), n, m};
+  numerics::BandFactorBlocked(n, rows, level, numerics::DefaultBandPanel, &forward);
+  std::copy(work.begin(), work.end(), b);
+  EachRightHandSide(n, rows, m, b, [&](double* x) { numerics::BandBackward(n, rows, x); });
 }
 
 // The column flags of the packed entry point live in a block of the
@@ -172,8 +211,7 @@ void GaussTape1(unsigned int n, GAUSS_TAPE* rows, unsigned int m, double* b) {
 void GaussTape(unsigned int n, GAUSS_TAPE* rows, unsigned int m, double* b) {
   if (n == 0)
     return;
-  Factor(n, rows);
-  Solve(n, rows, m, b);
+  FactorAndSolve(n, rows, m, b);
 }
 
 void GaussTape(unsigned int n, double* a, unsigned int m, double* b) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstring>
 #include <new>
 #include <optional>
 #include <vector>
@@ -29,17 +28,15 @@ static_assert(AheadRows % SubPanel == 0, "a block of rows lies in one chunk");
 
 std::size_t Reach(const GAUSS_TAPE* rows, std::size_t i) { return i + rows[i].count - 1; }
 
-// Working storage of the panels, sized once for the widest panel. The
-// pivot step writes a row of u and f into `rowU` and `rowF`, from where it
-// is spread over the groups' blocks.
+// Working storage of the panels, sized once for the widest panel.
 struct PanelStorage {
   std::size_t stride, maxGroups;
-  AlignedDoubles u, f, rowU, rowF;
+  AlignedDoubles u, f;
   std::vector<std::uint8_t> mask, rowSkip;
 
   PanelStorage(std::size_t panelRows, std::size_t maxWidth)
       : stride(StrideFor(panelRows)), maxGroups((maxWidth + 7) / 8), u(maxGroups * stride), f(maxGroups * stride),
-        rowU(maxGroups * 8), rowF(maxGroups * 8), mask(panelRows * maxGroups, 0), rowSkip(maxGroups * 8, 0) {}
+        mask(panelRows * maxGroups, 0), rowSkip(maxGroups * 8, 0) {}
 
   static std::size_t StrideFor(std::size_t panelRows) {
     std::size_t stride = panelRows * 8;
@@ -69,20 +66,73 @@ struct PanelSlot {
   }
 };
 
+// Without `blockRest` every row of a block is finished across its whole
+// width before the next row starts.
 struct Kernels {
   BandUpdateFn update;
   BandFinishFn finish;
+  BandBlockRestFn blockRest;
 };
 
 Kernels KernelsFor(SimdLevel level) {
   switch (level) {
   case SimdLevel::Avx512:
-    return {BandUpdateAvx512, BandFinishAvx512};
+    return {BandUpdateAvx512, BandFinishAvx512, BandBlockRestAvx512};
   case SimdLevel::Avx2:
-    return {BandUpdateAvx2, BandFinishGeneric};
+    return {BandUpdateAvx2, BandFinishGeneric, nullptr};
   default:
-    return {BandUpdateGeneric, BandFinishGeneric};
+    return {BandUpdateGeneric, BandFinishGeneric, BandBlockRestGeneric};
   }
+}
+
+// Row q of the panel from i0, whose block has received the panel rows above
+// it and whose earlier rows are finished, receives the block's rows above it
+// over the columns up to `last` and, unless its pivot is zero, takes its
+// pivot step over the first `groups` groups. Returns whether the pivot is
+// non-zero.
+bool FinishRow(const Kernels& kernels, PanelSlot& slot, std::size_t i0, std::size_t q, std::size_t last,
+               std::size_t groups, GAUSS_TAPE* rows) noexcept {
+  PanelStorage& storage = slot.storage;
+  BandPanel& panel = slot.panel;
+  const std::size_t block = i0 + (q - i0) / SubPanel * SubPanel;
+  const std::size_t above = q > i0 ? Reach(rows, q - 1) : 0;
+  if (q > block && above >= q)
+    kernels.update(panel, block, q, q, q, std::min(above, last), rows);
+  if (rows[q].values[0] == 0.0)
+    return false;
+  const std::size_t pi = q - i0;
+  kernels.finish(rows[q].values, rows[q].count, pi, groups, storage.stride, storage.u.data() + pi * 8,
+                 storage.f.data() + pi * 8, storage.mask.data() + pi * panel.groups, storage.rowSkip.data());
+  return true;
+}
+
+// The full block of rows [block, block + SubPanel): the rows first finish
+// their diagonal group one after the other, then the kernel takes the rest of
+// their columns in registers. A zero pivot puts back the diagonal group's
+// values and returns false, so that the rows are done one by one as before.
+bool FinishBlock(const Kernels& kernels, PanelSlot& slot, std::size_t i0, std::size_t block,
+                 GAUSS_TAPE* rows) noexcept {
+  static_assert(SubPanel == 8, "a block's diagonals fill one group");
+  const std::size_t gDiag = (block - i0) / 8, diagLast = i0 + 8 * gDiag + 7;
+  double kept[SubPanel][8];
+  for (std::size_t s = 0; s < SubPanel; ++s) {
+    const std::size_t r = block + s, stop = std::min(diagLast, Reach(rows, r));
+    std::copy(rows[r].values, rows[r].values + (stop - r + 1), kept[s]);
+  }
+  for (std::size_t q = block; q < block + SubPanel; ++q) {
+    if (!FinishRow(kernels, slot, i0, q, diagLast, gDiag + 1, rows)) {
+      for (std::size_t s = 0; s <= q - block; ++s) {
+        const std::size_t r = block + s, stop = std::min(diagLast, Reach(rows, r));
+        std::copy(kept[s], kept[s] + (stop - r + 1), rows[r].values);
+      }
+      return false;
+    }
+  }
+  PanelStorage& storage = slot.storage;
+  if (gDiag + 1 < slot.panel.groups)
+    kernels.blockRest(slot.panel, block, storage.u.data(), storage.f.data(), storage.mask.data(),
+                      storage.rowSkip.data(), rows);
+  return true;
 }
 
 // Factorises the panel of rows [i0, i1), whose rows have received the
@@ -100,30 +150,19 @@ std::size_t FactorPanel(const Kernels& kernels, PanelSlot& slot, std::size_t i0,
   panel.groups = (end - i0 + 1 + 7) / 8;
   const std::size_t width = panel.groups * 8;
   std::fill(storage.rowSkip.begin(), storage.rowSkip.begin() + static_cast<std::ptrdiff_t>(width), std::uint8_t{0});
-  for (std::size_t q = i0; q < i1; ++q) {
-    if ((q - i0) % AheadRows == 0)
-      before(q);
-    const std::size_t block = i0 + (q - i0) / SubPanel * SubPanel;
-    const std::size_t above = q > i0 ? Reach(rows, q - 1) : 0;
-    // A new block of rows takes the panel rows above it all at once.
-    if (q == block && q > i0 && above >= q)
-      kernels.update(panel, i0, q, q, std::min(std::min(i1, q + SubPanel) - 1, above), above, rows);
-    if (q > block && above >= q)
-      kernels.update(panel, block, q, q, q, above, rows);
-    if (rows[q].values[0] == 0.0)
-      return q;
-    const std::size_t pi = q - i0;
-    double* u = storage.rowU.data();
-    double* f = storage.rowF.data();
-    std::uint8_t* mask = storage.mask.data() + pi * panel.groups;
-    std::fill(u, u + width, 0.0);
-    std::fill(f, f + width, 0.0);
-    std::memset(mask, 0, panel.groups);
-    kernels.finish(rows[q].values, rows[q].count, pi, u, f, mask, storage.rowSkip.data());
-    for (std::size_t g = 0; g < panel.groups; ++g) {
-      std::memcpy(storage.u.data() + g * storage.stride + pi * 8, u + 8 * g, 8 * sizeof(double));
-      std::memcpy(storage.f.data() + g * storage.stride + pi * 8, f + 8 * g, 8 * sizeof(double));
-    }
+  for (std::size_t block = i0; block < i1; block += SubPanel) {
+    if ((block - i0) % AheadRows == 0)
+      before(block);
+    const std::size_t blockEnd = std::min(i1, block + SubPanel);
+    // The block's rows take the panel rows above it all at once.
+    const std::size_t above = block > i0 ? Reach(rows, block - 1) : 0;
+    if (block > i0 && above >= block)
+      kernels.update(panel, i0, block, block, std::min(blockEnd - 1, above), above, rows);
+    if (kernels.blockRest != nullptr && blockEnd == block + SubPanel && FinishBlock(kernels, slot, i0, block, rows))
+      continue;
+    for (std::size_t q = block; q < blockEnd; ++q)
+      if (!FinishRow(kernels, slot, i0, q, end, panel.groups, rows))
+        return q;
   }
   return i1;
 }
@@ -187,9 +226,10 @@ void UpdateBelow(BandUpdateFn update, const BandPanel& panel, std::size_t i0, st
 // only in the following step. Returns the row of a zero pivot in the next
 // panel, `next` if none; the caller fails there once all rows have this
 // panel's updates, which leaves them as without the look-ahead.
+template <class Forward>
 std::size_t UpdateLookingAhead(const Kernels& kernels, const BandPanel& panel, PanelSlot& ahead, std::size_t i0,
                                std::size_t i1, std::size_t next, std::size_t end, std::size_t threads,
-                               GAUSS_TAPE* rows) {
+                               GAUSS_TAPE* rows, Forward&& forward) {
   const RowGroups groups(i0, next, end, threads);
   const std::size_t chunks = (next - i1 + AheadRows - 1) / AheadRows;
   for (std::size_t c = 0; c < chunks; ++c)
@@ -205,8 +245,12 @@ std::size_t UpdateLookingAhead(const Kernels& kernels, const BandPanel& panel, P
     return true;
   };
   std::size_t zero = next;
-  ParallelFor(1 + chunks + groups.count, threads, [&](std::size_t t, std::size_t) {
-    if (t == 0) {
+  // The last task takes this panel's forward substitution, which touches
+  // none of the rows below it.
+  ParallelFor(1 + chunks + groups.count + 1, threads, [&](std::size_t t, std::size_t) {
+    if (t == 1 + chunks + groups.count) {
+      forward(i0, i1);
+    } else if (t == 0) {
       zero = FactorPanel(kernels, ahead, i1, next, rows, [&](std::size_t q) {
         const std::size_t c = (q - i1) / AheadRows;
         if (!updateChunk(c))
@@ -243,32 +287,93 @@ void BandUpdateGeneric(const BandPanel& panel, std::size_t pa, std::size_t pb, s
     BandUpdateSegment(panel, pa, pb, r, r, end, rows);
 }
 
-void BandFinishGeneric(double* values, std::size_t count, std::size_t column, double* u, double* f,
-                       std::uint8_t* mask, std::uint8_t* rowSkip) {
+void BandFinishGeneric(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
+                       double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip) {
   const double d = values[0];
-  for (std::size_t k = 1; k < count; ++k) {
-    const std::size_t c = column + k;
-    const double x = values[k];
-    if (x != 0.0) {
-      const double quotient = x / d;
-      values[k] = quotient;
-      u[c] = quotient;
-      f[c] = quotient * d;
-      mask[c / 8] = static_cast<std::uint8_t>(mask[c / 8] | (1u << (c % 8)));
-    } else {
-      rowSkip[c] = 1;
+  for (std::size_t g = 0; g < groups; ++g) {
+    std::uint8_t bits = 0;
+    for (std::size_t t = 0; t < 8; ++t) {
+      const std::size_t c = 8 * g + t;
+      double quotient = 0.0, factor = 0.0;
+      if (c > column && c - column < count) {
+        const double x = values[c - column];
+        if (x != 0.0) {
+          quotient = x / d;
+          factor = quotient * d;
+          values[c - column] = quotient;
+          bits = static_cast<std::uint8_t>(bits | (1u << t));
+        } else {
+          rowSkip[c] = 1;
+        }
+      }
+      u[g * stride + t] = quotient;
+      f[g * stride + t] = factor;
+    }
+    mask[g] = bits;
+  }
+}
+
+void BandBlockRestGeneric(const BandPanel& P, std::size_t block, double* u, double* f, std::uint8_t* mask,
+                          std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
+  const std::size_t pi = block - P.col0, gDiag = pi / 8;
+  for (std::size_t g = gDiag + 1; g < P.groups; ++g) {
+    for (std::size_t p = 0; p < 8; ++p) {
+      const std::size_t r = block + p, reach = Reach(rows, r);
+      double* values = rows[r].values;
+      const double d = values[0];
+      double* up = u + g * P.stride + (pi + p) * 8;
+      double* fp = f + g * P.stride + (pi + p) * 8;
+      std::uint8_t bits = 0;
+      for (std::size_t t = 0; t < 8; ++t) {
+        const std::size_t c = P.col0 + 8 * g + t;
+        double quotient = 0.0, factor = 0.0;
+        if (c <= reach) {
+          const double x = values[c - r];
+          if (x != 0.0) {
+            quotient = x / d;
+            factor = quotient * d;
+            values[c - r] = quotient;
+            bits = static_cast<std::uint8_t>(bits | (1u << t));
+          } else {
+            rowSkip[8 * g + t] = 1;
+          }
+        }
+        up[t] = quotient;
+        fp[t] = factor;
+      }
+      mask[(pi + p) * P.groups + g] = bits;
+      // The block's later rows receive row p in this group.
+      for (std::size_t q = p + 1; q < 8; ++q) {
+        if (!((P.mask[(pi + p) * P.groups + gDiag] >> q) & 1u))
+          continue;
+        const double fq = P.f[gDiag * P.stride + (pi + p) * 8 + q];
+        double* target = rows[block + q].values;
+        for (std::size_t t = 0; t < 8; ++t)
+          if ((bits >> t) & 1u)
+            target[P.col0 + 8 * g + t - (block + q)] -= up[t] * fq;
+      }
     }
   }
 }
 
-void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::size_t panelRows) {
+void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::size_t panelRows,
+                       const BandForward* forwardSteps) {
   if (n == 0)
     return;
+  const auto forward = [&](std::size_t from, std::size_t to) {
+    if (forwardSteps != nullptr)
+      for (std::size_t r = 0; r < forwardSteps->m; ++r)
+        BandForwardRows(rows, from, to, forwardSteps->b + r * forwardSteps->n, level == SimdLevel::Avx512);
+  };
+  const auto plain = [&] {
+    BandFactorPlain(n, rows);
+    forward(0, n);
+  };
   std::size_t widest = 0;
   for (std::size_t i = 0; i < n; ++i)
     widest = std::max<std::size_t>(widest, rows[i].count);
   if (widest < NarrowBand || panelRows < 1) {
-    BandFactorPlain(n, rows);
+    plain();
     return;
   }
   const Kernels kernels = KernelsFor(level);
@@ -278,7 +383,7 @@ void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::si
   try {
     slots[0].emplace(panelRows, widest + panelRows);
   } catch (const std::bad_alloc&) {
-    BandFactorPlain(n, rows);
+    plain();
     return;
   }
   bool noRoomAhead = false;
@@ -294,8 +399,10 @@ void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::si
         FailAtNullPivot(kernels, slot.panel, i0, i1, zero, rows);
     }
     factorised = false;
-    if (end < i1)
+    if (end < i1) {
+      forward(i0, i1);
       continue;
+    }
     // The next panel's rows [i1, next) and the rows beyond it.
     const std::size_t next = std::min(n, i1 + panelRows);
     const std::size_t below = end - i1 + 1;
@@ -308,10 +415,12 @@ void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::si
       }
     }
     if (threads == 1 || end < next || noRoomAhead) {
+      forward(i0, i1);
       UpdateBelow(kernels.update, slot.panel, i0, i1, end, threads, rows);
       continue;
     }
-    const std::size_t zero = UpdateLookingAhead(kernels, slot.panel, *slots[1 - current], i0, i1, next, end, threads, rows);
+    const std::size_t zero =
+        UpdateLookingAhead(kernels, slot.panel, *slots[1 - current], i0, i1, next, end, threads, rows, forward);
     current = 1 - current;
     factorised = true;
     if (zero < next)

@@ -195,31 +195,125 @@ ZEL_AVX512 void BandUpdateAvx512(const BandPanel& P, std::size_t pa, std::size_t
     RowTileFor<1>(P, pa, pb, r, end, rows);
 }
 
-ZEL_AVX512 void BandFinishAvx512(double* values, std::size_t count, std::size_t column, double* u, double* f,
-                                 std::uint8_t* mask, std::uint8_t* rowSkip) {
+ZEL_AVX512 void BandFinishAvx512(double* values, std::size_t count, std::size_t column, std::size_t groups,
+                                 std::size_t stride, double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip) {
   const double d = values[0];
   const __m512d dv = _mm512_set1_pd(d), zero = _mm512_setzero_pd();
-  for (std::size_t k = 1; k < count; k += Lanes) {
-    const std::size_t left = count - k;
-    const __mmask8 live = left >= Lanes ? __mmask8(0xFF) : static_cast<__mmask8>((1u << left) - 1);
-    const __m512d x = _mm512_maskz_loadu_pd(live, values + k);
-    // Unordered-or-unequal: a NaN counts as non-zero, as it does for x != 0.
-    const __mmask8 nonZero = _mm512_mask_cmp_pd_mask(live, x, zero, _CMP_NEQ_UQ);
-    const __m512d quotient = _mm512_maskz_div_pd(nonZero, x, dv);
-    _mm512_mask_storeu_pd(values + k, nonZero, quotient);
-    const std::size_t c = column + k;
-    _mm512_mask_storeu_pd(u + c, nonZero, quotient);
-    _mm512_mask_storeu_pd(f + c, nonZero, _mm512_maskz_mul_pd(nonZero, quotient, dv));
-    const unsigned bits = static_cast<unsigned>(nonZero) << (c % 8);
-    mask[c / 8] = static_cast<std::uint8_t>(mask[c / 8] | (bits & 0xFFu));
-    if (bits >> 8)
-      mask[c / 8 + 1] = static_cast<std::uint8_t>(mask[c / 8 + 1] | (bits >> 8));
-    unsigned zeros = static_cast<unsigned>(live & ~nonZero);
-    while (zeros != 0) {
-      rowSkip[c + static_cast<std::size_t>(__builtin_ctz(zeros))] = 1;
-      zeros &= zeros - 1;
+  const auto origin = reinterpret_cast<std::uintptr_t>(values);
+  for (std::size_t g = 0; g < groups; ++g) {
+    // Lane t is the row's element k = 8g + t − column; live are 1 ≤ k < count.
+    const std::size_t c0 = Lanes * g;
+    const __mmask8 live = LaneRange(c0, column + 1, column + count - 1);
+    __m512d quotient = zero, factor = zero;
+    __mmask8 nonZero = 0;
+    if (live != 0) {
+      // Formed on integers: lanes left of the row's start are never live.
+      const auto offset = static_cast<std::intptr_t>(c0) - static_cast<std::intptr_t>(column);
+      auto* at = reinterpret_cast<double*>(origin + static_cast<std::uintptr_t>(offset * std::intptr_t{sizeof(double)}));
+      const __m512d x = _mm512_maskz_loadu_pd(live, at);
+      // Unordered-or-unequal: a NaN counts as non-zero, as it does for x != 0.
+      nonZero = _mm512_mask_cmp_pd_mask(live, x, zero, _CMP_NEQ_UQ);
+      quotient = _mm512_maskz_div_pd(nonZero, x, dv);
+      factor = _mm512_maskz_mul_pd(nonZero, quotient, dv);
+      _mm512_mask_storeu_pd(at, nonZero, quotient);
+      unsigned zeros = static_cast<unsigned>(live & ~nonZero);
+      while (zeros != 0) {
+        rowSkip[c0 + static_cast<std::size_t>(__builtin_ctz(zeros))] = 1;
+        zeros &= zeros - 1;
+      }
+    }
+    _mm512_store_pd(u + g * stride, quotient);
+    _mm512_store_pd(f + g * stride, factor);
+    mask[g] = static_cast<std::uint8_t>(nonZero);
+  }
+}
+
+namespace {
+
+// Groups g … g + V − 1 of the block's eight rows. fq[p][q] is the factor
+// f(p, q) of block row p for block row q, applied when bit q of flags[p] is
+// set; d[p] is row p's pivot. Inside (every row stores past the groups) the
+// lanes need no masks.
+template <int V, bool Inside>
+ZEL_AVX512 void BlockChunk(const BandPanel& P, std::size_t block, std::size_t g, const double (&d)[8],
+                           const double (&fq)[8][8], const std::uint8_t (&flags)[8], double* u, double* f,
+                           std::uint8_t* mask, std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
+  constexpr int R = 8;
+  const __m512d zero = _mm512_setzero_pd();
+  const std::size_t pi = block - P.col0;
+  __m512d acc[R][V];
+  __mmask8 live[R][V];
+#pragma GCC unroll 8
+  for (int s = 0; s < R; ++s) {
+    const std::size_t r = block + static_cast<std::size_t>(s);
+#pragma GCC unroll 2
+    for (int v = 0; v < V; ++v) {
+      const std::size_t c0 = P.col0 + Lanes * (g + static_cast<std::size_t>(v));
+      if constexpr (Inside) {
+        live[s][v] = 0xFF;
+        acc[s][v] = _mm512_loadu_pd(rows[r].values + (c0 - r));
+      } else {
+        live[s][v] = LaneRange(c0, r, r + rows[r].count - 1);
+        acc[s][v] = _mm512_maskz_loadu_pd(live[s][v], ElementAddress(rows, r, c0));
+      }
     }
   }
+#pragma GCC unroll 8
+  for (int p = 0; p < R; ++p) {
+    const std::size_t r = block + static_cast<std::size_t>(p);
+    const __m512d dv = _mm512_set1_pd(d[p]);
+#pragma GCC unroll 2
+    for (int v = 0; v < V; ++v) {
+      const std::size_t gv = g + static_cast<std::size_t>(v), c0 = P.col0 + Lanes * gv;
+      // Unordered-or-unequal: a NaN counts as non-zero, as it does for x != 0.
+      const __mmask8 nonZero = Inside ? _mm512_cmp_pd_mask(acc[p][v], zero, _CMP_NEQ_UQ)
+                                      : _mm512_mask_cmp_pd_mask(live[p][v], acc[p][v], zero, _CMP_NEQ_UQ);
+      const __m512d quotient = _mm512_maskz_div_pd(nonZero, acc[p][v], dv);
+      const __m512d stored = _mm512_mask_mov_pd(acc[p][v], nonZero, quotient);
+      if constexpr (Inside)
+        _mm512_storeu_pd(rows[r].values + (c0 - r), stored);
+      else
+        _mm512_mask_storeu_pd(ElementAddress(rows, r, c0), live[p][v], stored);
+      _mm512_store_pd(u + gv * P.stride + (pi + static_cast<std::size_t>(p)) * Lanes, quotient);
+      _mm512_store_pd(f + gv * P.stride + (pi + static_cast<std::size_t>(p)) * Lanes,
+                      _mm512_maskz_mul_pd(nonZero, quotient, dv));
+      mask[(pi + static_cast<std::size_t>(p)) * P.groups + gv] = static_cast<std::uint8_t>(nonZero);
+      unsigned zeros = static_cast<unsigned>(live[p][v] & ~nonZero);
+      while (zeros != 0) {
+        rowSkip[Lanes * gv + static_cast<std::size_t>(__builtin_ctz(zeros))] = 1;
+        zeros &= zeros - 1;
+      }
+#pragma GCC unroll 8
+      for (int q = p + 1; q < R; ++q)
+        if ((flags[p] >> q) & 1u)
+          acc[q][v] = _mm512_mask_sub_pd(acc[q][v], nonZero, acc[q][v],
+                                         _mm512_mul_pd(quotient, _mm512_set1_pd(fq[p][q])));
+    }
+  }
+}
+
+} // namespace
+
+ZEL_AVX512 void BandBlockRestAvx512(const BandPanel& P, std::size_t block, double* u, double* f, std::uint8_t* mask,
+                                    std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
+  const std::size_t pi = block - P.col0, gDiag = pi / Lanes;
+  double d[8], fq[8][8] = {};
+  std::uint8_t flags[8];
+  for (std::size_t p = 0; p < 8; ++p) {
+    d[p] = rows[block + p].values[0];
+    flags[p] = P.mask[(pi + p) * P.groups + gDiag];
+    for (std::size_t q = p + 1; q < 8; ++q)
+      fq[p][q] = P.f[gDiag * P.stride + (pi + p) * Lanes + q];
+  }
+  // Reaches never decrease: the block's first row stops first.
+  const std::size_t shortest = block + rows[block].count - 1;
+  std::size_t g = gDiag + 1;
+  for (; g + 2 <= P.groups && P.col0 + Lanes * (g + 2) - 1 <= shortest; g += 2)
+    BlockChunk<2, true>(P, block, g, d, fq, flags, u, f, mask, rowSkip, rows);
+  for (; g + 2 <= P.groups; g += 2)
+    BlockChunk<2, false>(P, block, g, d, fq, flags, u, f, mask, rowSkip, rows);
+  if (g < P.groups)
+    BlockChunk<1, false>(P, block, g, d, fq, flags, u, f, mask, rowSkip, rows);
 }
 
 ZEL_AVX512 void BandForwardRowAvx512(const double* v, std::size_t count, double x, double* b) {
@@ -243,9 +337,13 @@ void BandUpdateAvx512(const BandPanel& P, std::size_t pa, std::size_t pb, std::s
                       std::size_t end, GAUSS_TAPE* rows) {
   BandUpdateGeneric(P, pa, pb, rFirst, rLast, end, rows);
 }
-void BandFinishAvx512(double* values, std::size_t count, std::size_t column, double* u, double* f,
-                      std::uint8_t* mask, std::uint8_t* rowSkip) {
-  BandFinishGeneric(values, count, column, u, f, mask, rowSkip);
+void BandFinishAvx512(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
+                      double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip) {
+  BandFinishGeneric(values, count, column, groups, stride, u, f, mask, rowSkip);
+}
+void BandBlockRestAvx512(const BandPanel& P, std::size_t block, double* u, double* f, std::uint8_t* mask,
+                         std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
+  BandBlockRestGeneric(P, block, u, f, mask, rowSkip, rows);
 }
 void BandForwardRowAvx512(const double* v, std::size_t count, double x, double* b) {
   for (std::size_t k = 1; k < count; ++k)

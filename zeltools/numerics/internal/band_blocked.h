@@ -82,21 +82,51 @@ void BandUpdateSegment(const BandPanel& panel, std::size_t pa, std::size_t pb, s
 
 /// The pivot step of row q (whose pivot is not zero): its non-zero elements
 /// are divided by the pivot, and the panel receives the row's values u, its
-/// factors u·d, its flags and its zeros inside its reach. u, f and mask are
-/// the panel's rows for q, already cleared.
-using BandFinishFn = void (*)(double* values, std::size_t count, std::size_t column, double* u, double* f,
-                              std::uint8_t* mask, std::uint8_t* rowSkip);
+/// factors u·d, its flags and its zeros inside its reach. `column` is q's
+/// column counted from the panel's origin; u and f point at q's row in the
+/// blocks of group 0, so that column c's element lies at (c / 8)·stride +
+/// c % 8. Every one of the panel's `groups` is written, zeros outside the
+/// row, so that the blocks need no clearing; mask is q's row of flags.
+using BandFinishFn = void (*)(double* values, std::size_t count, std::size_t column, std::size_t groups,
+                              std::size_t stride, double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip);
 
-void BandFinishGeneric(double* values, std::size_t count, std::size_t column, double* u, double* f,
-                       std::uint8_t* mask, std::uint8_t* rowSkip);
-void BandFinishAvx512(double* values, std::size_t count, std::size_t column, double* u, double* f,
-                      std::uint8_t* mask, std::uint8_t* rowSkip);
+void BandFinishGeneric(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
+                       double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip);
+void BandFinishAvx512(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
+                      double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip);
+
+/// The rest of a block of eight panel rows from `block` (a multiple of
+/// eight from the panel's origin): every row has received the panel rows
+/// above the block, and in the block's diagonal group gDiag the rows have
+/// received each other and taken their pivot steps, all pivots non-zero.
+/// Groups [gDiag + 1, panel.groups) then receive the block's own rows and
+/// take the pivot steps, a few groups of all eight rows at a time in
+/// registers, writing u, f, the flags and the zeros as BandFinishFn does.
+using BandBlockRestFn = void (*)(const BandPanel& panel, std::size_t block, double* u, double* f,
+                                 std::uint8_t* mask, std::uint8_t* rowSkip, GAUSS_TAPE* rows);
+
+void BandBlockRestGeneric(const BandPanel& panel, std::size_t block, double* u, double* f, std::uint8_t* mask,
+                          std::uint8_t* rowSkip, GAUSS_TAPE* rows);
+void BandBlockRestAvx512(const BandPanel& panel, std::size_t block, double* u, double* f, std::uint8_t* mask,
+                         std::uint8_t* rowSkip, GAUSS_TAPE* rows);
 
 /// b[k] −= v[k]·x for k = 1 … count−1: one row of the forward substitution.
 void BandForwardRowAvx512(const double* v, std::size_t count, double x, double* b);
 
+/// The forward substitution of `m` right-hand sides, `n` apart from `b`,
+/// carried along a factorisation.
+struct BandForward {
+  double* b;
+  std::size_t n, m;
+};
+
 /// Factorises with panels of `panelRows` rows using the kernels of `level`
 /// (which must not be Plain). Same results and failure as BandFactorPlain.
-void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::size_t panelRows);
+/// With `forward`, each panel's rows also take their forward substitution
+/// steps once the panel is final, panel after panel, so that every row of b
+/// ends as BandForwardRows over all rows leaves it; after a failure b holds
+/// part of that work.
+void BandFactorBlocked(std::size_t n, GAUSS_TAPE* rows, SimdLevel level, std::size_t panelRows,
+                       const BandForward* forward = nullptr);
 
 } // namespace zel::numerics

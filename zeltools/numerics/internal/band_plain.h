@@ -16,6 +16,14 @@ void BandFactorPlain(std::size_t n, GAUSS_TAPE* rows);
 /// the forward rows run across AVX-512 lanes (same operations per element).
 void BandSolvePlain(std::size_t n, const GAUSS_TAPE* rows, double* b, bool vector = false);
 
+/// Rows [from, to) of the forward substitution of one right-hand side (each
+/// row's updates of the elements below it, then its division), once the
+/// rows before `from` have been applied.
+void BandForwardRows(const GAUSS_TAPE* rows, std::size_t from, std::size_t to, double* b, bool vector);
+
+/// The backward substitution of one right-hand side, after its forward one.
+void BandBackward(std::size_t n, const GAUSS_TAPE* rows, double* b);
+
 /// Rows that break the envelope rule, or have no values: refused before any
 /// work (`Exception`, code 2). `forFactor` adds the envelope test to the
 /// count and reach tests that the substitution needs too.
