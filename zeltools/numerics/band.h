@@ -68,7 +68,11 @@ void GaussTape1(unsigned int n, GAUSS_TAPE* rows, unsigned int m, double* b);
 
 /// Factorisation and substitution in one call, with the results of
 /// `GaussTape1`; m = 0 only factorises, n = 0 does nothing. A zero pivot
-/// throws before any right-hand side is touched.
+/// throws before any right-hand side is touched. The forward substitution
+/// follows the factorisation panel by panel, while each panel's rows are
+/// still in the cache, on a copy of the right-hand sides (n·m doubles more
+/// for the call) that replaces them once every pivot has passed; without
+/// room for the copy the substitution follows the factorisation.
 void GaussTape(unsigned int n, GAUSS_TAPE* rows, unsigned int m, double* b);
 
 /// The same for a symmetric matrix of order n in packed upper-triangle
