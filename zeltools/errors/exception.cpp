@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "zeltools/errors/internal/catalogue.h"
+#include "zeltools/errors/internal/runtime_format.h"
 #include "zeltools/errors/language.h"
 #include "zeltools/platform/last_error.h"
 #include "zeltools/platform/platform.h"
@@ -84,7 +85,9 @@ void CrashMessage(unsigned int id, ...) {
   char buffer[Exception::DescriptionSize] = {};
   va_list args;
   va_start(args, id);
+  ZEL_RUNTIME_FORMAT_BEGIN
   std::vsnprintf(buffer, sizeof buffer, format, args);
+  ZEL_RUNTIME_FORMAT_END
   va_end(args);
   throw Exception(Exception::RunTimeError, buffer);
 }

@@ -37,6 +37,7 @@
 #include <string>
 
 #include "zeltools/errors/exception.h"
+#include "zeltools/errors/internal/runtime_format.h"
 #include "zeltools/errors/last_error.h"
 #include "zeltools/memory/memory.h"
 #include "zeltools/platform/error_codes.h"
@@ -69,7 +70,9 @@ bool Fits(long long pos, unsigned long long size, long long length) noexcept {
 void FormatMessageText(char* buffer, std::size_t size, const char* format, ...) {
   va_list args;
   va_start(args, format);
+  ZEL_RUNTIME_FORMAT_BEGIN
   std::vsnprintf(buffer, size, format, args);
+  ZEL_RUNTIME_FORMAT_END
   va_end(args);
 }
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "zeltools/errors/internal/runtime_format.h"
 #include "zeltools/platform/debug_file.h"
 
 namespace zel {
@@ -17,7 +18,9 @@ const char* Format(char (&small)[512], std::vector<char>& large, std::size_t& le
     return nullptr;
   va_list copy;
   va_copy(copy, args);
+  ZEL_RUNTIME_FORMAT_BEGIN
   const int needed = std::vsnprintf(small, sizeof small, format, copy);
+  ZEL_RUNTIME_FORMAT_END
   va_end(copy);
   if (needed < 0)
     return nullptr;
@@ -29,7 +32,9 @@ const char* Format(char (&small)[512], std::vector<char>& large, std::size_t& le
   } catch (...) {
     return nullptr;
   }
+  ZEL_RUNTIME_FORMAT_BEGIN
   std::vsnprintf(large.data(), large.size(), format, args);
+  ZEL_RUNTIME_FORMAT_END
   return large.data();
 }
 

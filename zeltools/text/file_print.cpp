@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "zeltools/errors/internal/runtime_format.h"
 #include "zeltools/memory/memory.h"
 #include "zeltools/rcscript/encoding.h"
 #include "zeltools/text/phrase.h"
@@ -81,12 +82,16 @@ std::string Aligned(const std::string& text, unsigned int width, unsigned char a
 std::string FormatList(const char* format, va_list args) {
   va_list copy;
   va_copy(copy, args);
+  ZEL_RUNTIME_FORMAT_BEGIN
   const int length = std::vsnprintf(nullptr, 0, format, copy);
+  ZEL_RUNTIME_FORMAT_END
   va_end(copy);
   std::string out;
   if (length > 0) {
     out.resize(static_cast<std::size_t>(length) + 1);
+    ZEL_RUNTIME_FORMAT_BEGIN
     std::vsnprintf(out.data(), out.size(), format, args);
+    ZEL_RUNTIME_FORMAT_END
     out.pop_back();
   }
   return out;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "zeltools/errors/exception.h"
+#include "zeltools/errors/internal/runtime_format.h"
 #include "zeltools/memory/memory.h"
 #include "zeltools/text/list_text.h"
 #include "zeltools/text/phrase.h"
@@ -77,7 +78,9 @@ void CMessage::Report(unsigned int number, bool block, std::va_list args) {
     if (std::strlen(text) > MaxText)
       Error(number);
   } else {
+    ZEL_RUNTIME_FORMAT_BEGIN
     const int length = std::vsnprintf(formatted, sizeof formatted, message.text.data(), args);
+    ZEL_RUNTIME_FORMAT_END
     if (length < 0 || static_cast<unsigned int>(length) > MaxText)
       Error(number);
   }
