@@ -355,6 +355,17 @@ TEST(BandSolve, FailedAllocationsFallBackOrReportInTheLibrarysWords) {
     GaussTapeDirect(n, m.rows.data());
   }
   EXPECT_TRUE(BitIdentical(m.values, expected.values));
+  // Without room for the copy of b (1024), or with it but without room for
+  // the panels (4096), the solution keeps its bits.
+  std::vector<double> xb(n, 1.0);
+  ReferenceSolve(expected.rows, xb.data());
+  for (const std::size_t limit : {1024u, 4096u}) {
+    BandMatrix solved = original;
+    std::vector<double> b(n, 1.0);
+    const test::FailingAllocations failing(limit);
+    GaussTape(n, solved.rows.data(), 1, b.data());
+    EXPECT_TRUE(BitIdentical(b, xb)) << limit;
+  }
   BandMatrix refused = original;
   const test::ScopedLanguage english(1033);
   EXPECT_EQ(ThrownText([&] {
