@@ -287,30 +287,41 @@ void BandUpdateGeneric(const BandPanel& panel, std::size_t pa, std::size_t pb, s
     BandUpdateSegment(panel, pa, pb, r, r, end, rows);
 }
 
+namespace {
+
+// The pivot step of a row, whose own column is `column` from the panel's
+// origin, in group g: u and f point at the row's eight slots in that
+// group's blocks. Returns the group's flags.
+std::uint8_t FinishGroup(double* values, std::size_t count, std::size_t column, std::size_t g, double* u, double* f,
+                         std::uint8_t* rowSkip) {
+  const double d = values[0];
+  std::uint8_t bits = 0;
+  for (std::size_t t = 0; t < 8; ++t) {
+    const std::size_t c = 8 * g + t;
+    double quotient = 0.0, factor = 0.0;
+    if (c > column && c - column < count) {
+      const double x = values[c - column];
+      if (x != 0.0) {
+        quotient = x / d;
+        factor = quotient * d;
+        values[c - column] = quotient;
+        bits = static_cast<std::uint8_t>(bits | (1u << t));
+      } else {
+        rowSkip[c] = 1;
+      }
+    }
+    u[t] = quotient;
+    f[t] = factor;
+  }
+  return bits;
+}
+
+} // namespace
+
 void BandFinishGeneric(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
                        double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip) {
-  const double d = values[0];
-  for (std::size_t g = 0; g < groups; ++g) {
-    std::uint8_t bits = 0;
-    for (std::size_t t = 0; t < 8; ++t) {
-      const std::size_t c = 8 * g + t;
-      double quotient = 0.0, factor = 0.0;
-      if (c > column && c - column < count) {
-        const double x = values[c - column];
-        if (x != 0.0) {
-          quotient = x / d;
-          factor = quotient * d;
-          values[c - column] = quotient;
-          bits = static_cast<std::uint8_t>(bits | (1u << t));
-        } else {
-          rowSkip[c] = 1;
-        }
-      }
-      u[g * stride + t] = quotient;
-      f[g * stride + t] = factor;
-    }
-    mask[g] = bits;
-  }
+  for (std::size_t g = 0; g < groups; ++g)
+    mask[g] = FinishGroup(values, count, column, g, u + g * stride, f + g * stride, rowSkip);
 }
 
 void BandBlockRestGeneric(const BandPanel& P, std::size_t block, double* u, double* f, std::uint8_t* mask,
@@ -318,29 +329,9 @@ void BandBlockRestGeneric(const BandPanel& P, std::size_t block, double* u, doub
   const std::size_t pi = block - P.col0, gDiag = pi / 8;
   for (std::size_t g = gDiag + 1; g < P.groups; ++g) {
     for (std::size_t p = 0; p < 8; ++p) {
-      const std::size_t r = block + p, reach = Reach(rows, r);
-      double* values = rows[r].values;
-      const double d = values[0];
       double* up = u + g * P.stride + (pi + p) * 8;
-      double* fp = f + g * P.stride + (pi + p) * 8;
-      std::uint8_t bits = 0;
-      for (std::size_t t = 0; t < 8; ++t) {
-        const std::size_t c = P.col0 + 8 * g + t;
-        double quotient = 0.0, factor = 0.0;
-        if (c <= reach) {
-          const double x = values[c - r];
-          if (x != 0.0) {
-            quotient = x / d;
-            factor = quotient * d;
-            values[c - r] = quotient;
-            bits = static_cast<std::uint8_t>(bits | (1u << t));
-          } else {
-            rowSkip[8 * g + t] = 1;
-          }
-        }
-        up[t] = quotient;
-        fp[t] = factor;
-      }
+      const std::uint8_t bits =
+          FinishGroup(rows[block + p].values, rows[block + p].count, pi + p, g, up, f + (up - u), rowSkip);
       mask[(pi + p) * P.groups + g] = bits;
       // The block's later rows receive row p in this group.
       for (std::size_t q = p + 1; q < 8; ++q) {

@@ -44,6 +44,12 @@ inline __mmask8 LaneRange(std::size_t c0, std::size_t first, std::size_t last) {
   return static_cast<__mmask8>((0xFFu << lo) & (0xFFu >> (7 - hi)));
 }
 
+// Marks the lanes of `zeros` in `skip`: zeros inside a row's reach.
+inline void MarkZeros(unsigned zeros, std::uint8_t* skip) {
+  for (; zeros != 0; zeros &= zeros - 1)
+    skip[__builtin_ctz(zeros)] = 1;
+}
+
 // R rows from r0 times V groups from g0. With Left, the first group holds
 // the rows' diagonals (lanes left of them masked); with Right, the last group
 // holds column `end` (lanes past it masked).
@@ -216,11 +222,7 @@ ZEL_AVX512 void BandFinishAvx512(double* values, std::size_t count, std::size_t 
       quotient = _mm512_maskz_div_pd(nonZero, x, dv);
       factor = _mm512_maskz_mul_pd(nonZero, quotient, dv);
       _mm512_mask_storeu_pd(at, nonZero, quotient);
-      unsigned zeros = static_cast<unsigned>(live & ~nonZero);
-      while (zeros != 0) {
-        rowSkip[c0 + static_cast<std::size_t>(__builtin_ctz(zeros))] = 1;
-        zeros &= zeros - 1;
-      }
+      MarkZeros(live & ~nonZero, rowSkip + c0);
     }
     _mm512_store_pd(u + g * stride, quotient);
     _mm512_store_pd(f + g * stride, factor);
@@ -278,11 +280,7 @@ ZEL_AVX512 void BlockChunk(const BandPanel& P, std::size_t block, std::size_t g,
       _mm512_store_pd(f + gv * P.stride + (pi + static_cast<std::size_t>(p)) * Lanes,
                       _mm512_maskz_mul_pd(nonZero, quotient, dv));
       mask[(pi + static_cast<std::size_t>(p)) * P.groups + gv] = static_cast<std::uint8_t>(nonZero);
-      unsigned zeros = static_cast<unsigned>(live[p][v] & ~nonZero);
-      while (zeros != 0) {
-        rowSkip[Lanes * gv + static_cast<std::size_t>(__builtin_ctz(zeros))] = 1;
-        zeros &= zeros - 1;
-      }
+      MarkZeros(live[p][v] & ~nonZero, rowSkip + Lanes * gv);
 #pragma GCC unroll 8
       for (int q = p + 1; q < R; ++q)
         if ((flags[p] >> q) & 1u)
