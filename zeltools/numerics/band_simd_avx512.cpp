@@ -4,6 +4,7 @@
 // whose flag is clear is left as it was.
 
 #include "zeltools/numerics/internal/band_blocked.h"
+#include "zeltools/numerics/internal/prefetch.h"
 #include "zeltools/numerics/internal/simd_avx512.h"
 
 #if defined(__GNUC__) && defined(__x86_64__)
@@ -146,7 +147,7 @@ ZEL_AVX512 void RowTile(const BandPanel& P, std::size_t pa, std::size_t pb, std:
       const std::size_t next = P.col0 + Lanes * (g + GroupsPerChunk);
       for (int s = 0; s < R; ++s)
         for (std::size_t line = 0; line < GroupsPerChunk; ++line)
-          _mm_prefetch(reinterpret_cast<const char*>(ElementAddress(rows, r0 + s, next + Lanes * line)), _MM_HINT_T0);
+          PrefetchLine(ElementAddress(rows, r0 + s, next + Lanes * line));
     }
     const bool left = g == gFirst;
     const bool right = g + V - 1 == gLast && partialLast;

@@ -3,6 +3,7 @@
 // subtraction, in the order of the steps.
 
 #include "zeltools/numerics/internal/gauss_blocked.h"
+#include "zeltools/numerics/internal/prefetch.h"
 #include "zeltools/numerics/internal/simd_avx512.h"
 
 #if defined(__GNUC__) && defined(__x86_64__)
@@ -139,7 +140,7 @@ ZEL_AVX512 void GaussUpdateAvx512(std::size_t rows, std::size_t cols, std::size_
       if (s + 2 * TileRows <= rows)
         for (std::size_t r = 0; r < TileRows; ++r)
           for (std::size_t line = 0; line < width; line += Lanes)
-            _mm_prefetch(reinterpret_cast<const char*>(c + (s + TileRows + r) * ldc + j + line), _MM_HINT_T0);
+            PrefetchLine(c + (s + TileRows + r) * ldc + j + line);
       Chunk<TileRows>(width, steps, l + s * ldl, ldl, ub, ldb, c + s * ldc + j, ldc);
     }
     for (; s < rows; ++s)
