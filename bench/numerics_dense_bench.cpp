@@ -64,11 +64,17 @@ using Dgesv = void (*)(const int* n, const int* nrhs, double* a, const int* lda,
                        int* info);
 using Dpbsv = void (*)(const char* uplo, const int* n, const int* kd, const int* nrhs, double* ab, const int* ldab,
                        double* b, const int* ldb, int* info, std::size_t uploLength);
+using Dpbtrf = void (*)(const char* uplo, const int* n, const int* kd, double* ab, const int* ldab, int* info,
+                        std::size_t uploLength);
+using Dpbtrs = void (*)(const char* uplo, const int* n, const int* kd, const int* nrhs, const double* ab,
+                        const int* ldab, double* b, const int* ldb, int* info, std::size_t uploLength);
 
 struct Lapack {
   std::string name;
   Dgesv dgesv = nullptr;
   Dpbsv dpbsv = nullptr;
+  Dpbtrf dpbtrf = nullptr; // the factorisation and the substitution apart
+  Dpbtrs dpbtrs = nullptr;
   void (*threads)(int) = nullptr; // OpenBLAS's thread count; none for the reference
   explicit operator bool() const { return dgesv != nullptr && dpbsv != nullptr; }
 };
@@ -111,6 +117,8 @@ Lapack LoadOpenBlas() {
   l.threads = reinterpret_cast<void (*)(int)>(dlsym(h, "openblas_set_num_threads"));
   l.dgesv = reinterpret_cast<Dgesv>(dlsym(h, "dgesv_"));
   l.dpbsv = reinterpret_cast<Dpbsv>(dlsym(h, "dpbsv_"));
+  l.dpbtrf = reinterpret_cast<Dpbtrf>(dlsym(h, "dpbtrf_"));
+  l.dpbtrs = reinterpret_cast<Dpbtrs>(dlsym(h, "dpbtrs_"));
   return l;
 }
 
@@ -509,6 +517,56 @@ void BandPaired(benchmark::State& state, const BandCase* c, const Lapack& l) {
     state.SkipWithError("dpbsv failed");
 }
 
+// The substitution alone, for m right-hand sides, with a matrix that each
+// side has factorised once beforehand: the repeated solution that the
+// factors are kept for. It streams the whole profile twice and does little
+// arithmetic on each element, so memory, not the processor, sets its pace.
+// The two solutions are compared, so that a wrong one cannot pass as fast.
+void SubstitutionPaired(benchmark::State& state, const BandCase* c, const Lapack& l) {
+  if (l.dpbtrf == nullptr || l.dpbtrs == nullptr) {
+    state.SkipWithError((l.name + " LAPACK without dpbtrf/dpbtrs").c_str());
+    return;
+  }
+  if (l.threads != nullptr)
+    l.threads(1);
+  const unsigned n = c->system.n, m = static_cast<unsigned>(state.range(0));
+  std::vector<double> values = c->band.values;
+  std::vector<zel::GAUSS_TAPE> rows(n);
+  for (unsigned i = 0; i < n; ++i)
+    rows[i] = {c->band.count[i], values.data() + c->band.offset[i]};
+  zel::SetNumThreads(1);
+  zel::GaussTapeDirect(n, rows.data());
+  const int order = static_cast<int>(n), kd = static_cast<int>(c->band.halfBand), ldab = kd + 1;
+  const int nrhs = static_cast<int>(m);
+  std::vector<double> ab = LapackBand(c->system, c->band.halfBand);
+  int info = 0;
+  l.dpbtrf("U", &order, &kd, ab.data(), &ldab, &info, 1);
+  if (info != 0) {
+    state.SkipWithError("dpbtrf failed");
+    return;
+  }
+  std::vector<double> b0(std::size_t(n) * m), zb, pb;
+  for (std::size_t k = 0; k < b0.size(); ++k)
+    b0[k] = 1.0 + double(k / n);
+  Paired(
+      state,
+      [&] {
+        zb = b0;
+        return CpuOf([&] { zel::GaussTapeBack(n, rows.data(), m, zb.data()); });
+      },
+      [&] {
+        pb = b0;
+        return CpuOf([&] { l.dpbtrs("U", &order, &kd, &nrhs, ab.data(), &ldab, pb.data(), &order, &info, 1); });
+      });
+  double worst = 0, largest = 0;
+  for (std::size_t k = 0; k < zb.size(); ++k) {
+    worst = std::max(worst, std::abs(zb[k] - pb[k]));
+    largest = std::max(largest, std::abs(pb[k]));
+  }
+  if (info != 0 || !(worst <= 1e-6 * largest))
+    state.SkipWithError("the two substitutions disagree");
+}
+
 // CHOLMOD, loaded at run time when the system has it. The symbolic analysis
 // (the ordering, and the elimination tree) is made once outside the timed
 // region; each timed call is the numeric factorisation and one solution.
@@ -823,6 +881,11 @@ void RegisterAll() {
     paired(benchmark::RegisterBenchmark(("Paired/GaussTape/dpbsv_openblas/" + tag).c_str(), BandPaired, c.get(),
                                         OpenBlas()),
            c->band.flops);
+    for (int m : {1, 8})
+      paired(benchmark::RegisterBenchmark(("Paired/GaussTapeBack/dpbtrs_openblas/" + tag).c_str(),
+                                          SubstitutionPaired, c.get(), OpenBlas())
+                 ->Arg(m)->ArgName("m"),
+             4.0 * double(c->band.values.size()) * m);
     for (int threads : {1, 2}) {
       auto named = [&](const char* solver) { return "GaussTape/" + std::string(solver) + "/" + tag; };
       timed(benchmark::RegisterBenchmark(named("zel").c_str(), BandZel, c.get())->Arg(threads)->ArgName("threads"));

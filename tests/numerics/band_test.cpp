@@ -150,7 +150,9 @@ TEST(BandSolve, EveryKernelThreadCountAndEntryPointMatchesTheSteps) {
   for (int trial = 0; trial < 64; ++trial) {
     const bool wide = trial >= 60;
     const unsigned n = wide ? 333 + 367 * (trial % 2) : 1 + static_cast<unsigned>(rng() % 140);
-    const unsigned width = wide ? 260 : static_cast<unsigned>(rng() % 70), m = wide ? 3 : 1 + trial % 3;
+    // Right-hand sides alone, in one group of lanes, and in groups on threads.
+    const unsigned width = wide ? 260 : static_cast<unsigned>(rng() % 70),
+                   m = wide ? 3 + 8 * (trial % 2) : std::vector<unsigned>{1, 2, 3, 9}[trial % 4];
     const BandMatrix original = RandomBand(rng, n, width, (trial % 3) * 0.3);
     std::vector<double> b(std::size_t(n) * m);
     for (double& x : b) // zero components are skipped, whatever their sign

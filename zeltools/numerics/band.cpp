@@ -9,6 +9,7 @@
 #include "zeltools/errors/exception.h"
 #include "zeltools/memory/memory.h"
 #include "zeltools/numerics/internal/band_blocked.h"
+#include "zeltools/numerics/internal/band_lanes.h"
 #include "zeltools/numerics/internal/band_plain.h"
 #include "zeltools/numerics/internal/out_of_memory.h"
 #include "zeltools/numerics/internal/prefetch.h"
@@ -121,11 +122,6 @@ void BandBackward(std::size_t n, const GAUSS_TAPE* rows, double* b) {
   }
 }
 
-void BandSolvePlain(std::size_t n, const GAUSS_TAPE* rows, double* b, bool vector) {
-  BandForwardRows(rows, 0, n, b, vector);
-  BandBackward(n, rows, b);
-}
-
 } // namespace numerics
 
 namespace {
@@ -138,27 +134,35 @@ void Factor(std::size_t n, GAUSS_TAPE* rows) {
     numerics::BandFactorBlocked(n, rows, numerics::ActiveSimdLevel(), numerics::DefaultBandPanel);
 }
 
-// Right-hand sides are independent of each other: several of them go to
-// different threads. One alone is a chain of dependent rows and stays on the
-// calling thread.
-template <class Each>
-void EachRightHandSide(std::size_t n, const GAUSS_TAPE* rows, std::size_t m, double* b, Each&& each) {
+// Right-hand sides are independent of each other. Above the plain level
+// they are substituted together in groups of up to eight lanes, the groups
+// on different threads; one alone is a chain of dependent rows and stays on
+// the calling thread. `forward` adds the forward pass to the backward one.
+void Substitute(std::size_t n, const GAUSS_TAPE* rows, std::size_t m, double* b, bool forward) {
+  const numerics::SimdLevel level = numerics::ActiveSimdLevel();
+  const bool vector = level == numerics::SimdLevel::Avx512;
+  const auto alone = [&](double* x) {
+    if (forward)
+      numerics::BandForwardRows(rows, 0, n, x, vector);
+    numerics::BandBackward(n, rows, x);
+  };
+  const std::size_t perGroup = level == numerics::SimdLevel::Plain ? 1 : numerics::SolveLanes;
+  const std::size_t groups = (m + perGroup - 1) / perGroup;
   double stored = 0;
-  for (std::size_t i = 0; i < n && m > 1; ++i)
+  for (std::size_t i = 0; i < n && groups > 1; ++i)
     stored += rows[i].count;
-  const std::size_t threads = numerics::ThreadsFor(2.0 * stored * double(m), m);
-  if (threads == 1) {
-    for (std::size_t r = 0; r < m; ++r)
-      each(b + r * n);
-    return;
-  }
-  numerics::ParallelFor(m, threads, [&](std::size_t r, std::size_t) { each(b + r * n); });
+  const std::size_t threads = numerics::ThreadsFor(2.0 * stored * double(m), groups);
+  // Group g holds the right-hand sides [m·g / groups, m·(g + 1) / groups).
+  numerics::ParallelFor(groups, threads, [&](std::size_t g, std::size_t) {
+    const std::size_t first = m * g / groups, last = m * (g + 1) / groups;
+    if (last - first > 1 && numerics::BandSolveLanes(n, rows, last - first, b + first * n, forward, level))
+      return;
+    for (std::size_t r = first; r < last; ++r)
+      alone(b + r * n);
+  });
 }
 
-void Solve(std::size_t n, const GAUSS_TAPE* rows, std::size_t m, double* b) {
-  const bool vector = numerics::ActiveSimdLevel() == numerics::SimdLevel::Avx512;
-  EachRightHandSide(n, rows, m, b, [&](double* x) { numerics::BandSolvePlain(n, rows, x, vector); });
-}
+void Solve(std::size_t n, const GAUSS_TAPE* rows, std::size_t m, double* b) { Substitute(n, rows, m, b, true); }
 
 // The forward substitution follows the factorisation panel by panel, while
 // each panel's rows are still in the cache, into a copy of the right-hand
@@ -184,7 +188,7 @@ void FactorAndSolve(std::size_t n, GAUSS_TAPE* rows, std::size_t m, double* b) {
   const numerics::BandForward forward{work.data(), n, m};
   numerics::BandFactorBlocked(n, rows, level, numerics::DefaultBandPanel, &forward);
   std::copy(work.begin(), work.end(), b);
-  EachRightHandSide(n, rows, m, b, [&](double* x) { numerics::BandBackward(n, rows, x); });
+  Substitute(n, rows, m, b, false);
 }
 
 // The column flags of the packed entry point live in a block of the

@@ -4,6 +4,7 @@
 // whose flag is clear is left as it was.
 
 #include "zeltools/numerics/internal/band_blocked.h"
+#include "zeltools/numerics/internal/band_lanes.h"
 #include "zeltools/numerics/internal/prefetch.h"
 #include "zeltools/numerics/internal/simd_avx512.h"
 
@@ -327,6 +328,46 @@ ZEL_AVX512 void BandForwardRowAvx512(const double* v, std::size_t count, double 
   }
 }
 
+ZEL_AVX512 void BandLanesForwardAvx512(std::size_t n, const GAUSS_TAPE* rows, double* x) {
+  const __m512d zero = _mm512_setzero_pd();
+  for (std::size_t i = 0; i < n; ++i) {
+    double* xi = x + Lanes * i;
+    const __m512d own = _mm512_load_pd(xi);
+    // Lanes whose component is not zero (a NaN included, as x != 0 says).
+    const __mmask8 live = _mm512_cmp_pd_mask(own, zero, _CMP_NEQ_UQ);
+    if (live == 0)
+      continue;
+    const double* v = rows[i].values;
+    const std::size_t count = rows[i].count;
+    for (std::size_t k = 1; k < count; ++k) {
+      const __m512d t = _mm512_load_pd(xi + Lanes * k);
+      _mm512_store_pd(xi + Lanes * k, _mm512_mask_sub_pd(t, live, t, _mm512_mul_pd(_mm512_set1_pd(v[k]), own)));
+    }
+    _mm512_store_pd(xi, _mm512_mask_div_pd(own, live, own, _mm512_set1_pd(v[0])));
+  }
+}
+
+ZEL_AVX512 void BandLanesBackwardAvx512(std::size_t n, const GAUSS_TAPE* rows, double* x) {
+  for (std::size_t i = n >= 2 ? n - 1 : 0; i-- > 0;) {
+    const double* v = rows[i].values;
+    const std::size_t count = rows[i].count;
+    // The row above is fetched while this one is summed.
+    const double* above = i > 0 ? rows[i - 1].values : nullptr;
+    const std::size_t aboveCount = i > 0 ? rows[i - 1].count : 0;
+    const double* xi = x + Lanes * i;
+    __m512d s = _mm512_load_pd(xi);
+    std::size_t k = 1;
+    for (std::size_t line = 0; line < aboveCount; line += 8) {
+      PrefetchLine(above + line);
+      for (const std::size_t stop = std::min(count, k + 8); k < stop; ++k)
+        s = _mm512_sub_pd(s, _mm512_mul_pd(_mm512_set1_pd(v[k]), _mm512_load_pd(xi + Lanes * k)));
+    }
+    for (; k < count; ++k)
+      s = _mm512_sub_pd(s, _mm512_mul_pd(_mm512_set1_pd(v[k]), _mm512_load_pd(xi + Lanes * k)));
+    _mm512_store_pd(x + Lanes * i, s);
+  }
+}
+
 } // namespace zel::numerics
 
 #else
@@ -347,6 +388,10 @@ void BandBlockRestAvx512(const BandPanel& P, std::size_t block, double* u, doubl
 void BandForwardRowAvx512(const double* v, std::size_t count, double x, double* b) {
   for (std::size_t k = 1; k < count; ++k)
     b[k] -= v[k] * x;
+}
+void BandLanesForwardAvx512(std::size_t n, const GAUSS_TAPE* rows, double* x) { BandLanesForwardGeneric(n, rows, x); }
+void BandLanesBackwardAvx512(std::size_t n, const GAUSS_TAPE* rows, double* x) {
+  BandLanesBackwardGeneric(n, rows, x);
 }
 } // namespace zel::numerics
 

@@ -12,13 +12,10 @@ namespace zel::numerics {
 /// Factorises in place, row by row. Throws "Null diagonal" on a zero pivot.
 void BandFactorPlain(std::size_t n, GAUSS_TAPE* rows);
 
-/// Forward and backward substitution of one right-hand side; `vector` lets
-/// the forward rows run across AVX-512 lanes (same operations per element).
-void BandSolvePlain(std::size_t n, const GAUSS_TAPE* rows, double* b, bool vector = false);
-
 /// Rows [from, to) of the forward substitution of one right-hand side (each
 /// row's updates of the elements below it, then its division), once the
-/// rows before `from` have been applied.
+/// rows before `from` have been applied; `vector` lets each row run across
+/// AVX-512 lanes (same operations per element).
 void BandForwardRows(const GAUSS_TAPE* rows, std::size_t from, std::size_t to, double* b, bool vector);
 
 /// The backward substitution of one right-hand side, after its forward one.
