@@ -154,9 +154,11 @@ TEST(BandSolve, EveryKernelThreadCountAndEntryPointMatchesTheSteps) {
     const unsigned width = wide ? 260 : static_cast<unsigned>(rng() % 70),
                    m = wide ? 3 + 8 * (trial % 2) : std::vector<unsigned>{1, 2, 3, 9}[trial % 4];
     const BandMatrix original = RandomBand(rng, n, width, (trial % 3) * 0.3);
+    // Zero components are skipped, whatever their sign; the second
+    // right-hand side has nothing else, so any operation on one shows.
     std::vector<double> b(std::size_t(n) * m);
-    for (double& x : b) // zero components are skipped, whatever their sign
-      x = rng() % 4 == 0 ? (rng() % 2 ? 0.0 : -0.0) : value(rng);
+    for (std::size_t k = 0; k < b.size(); ++k)
+      b[k] = k / n == 1 || rng() % 4 == 0 ? (rng() % 2 ? 0.0 : -0.0) : value(rng);
     BandMatrix expected = original;
     ASSERT_TRUE(ReferenceFactor(expected.rows));
     std::vector<double> xb = b;
@@ -357,15 +359,17 @@ TEST(BandSolve, FailedAllocationsFallBackOrReportInTheLibrarysWords) {
     GaussTapeDirect(n, m.rows.data());
   }
   EXPECT_TRUE(BitIdentical(m.values, expected.values));
-  // Without room for the copy of b (1024), or with it but without room for
-  // the panels (4096), the solution keeps its bits.
-  std::vector<double> xb(n, 1.0);
+  // Two right-hand sides without room for the copy of b or the lanes
+  // (1024), with the copy but without the lanes or the panels (8192), with
+  // both but without the panels (32768): the solution keeps its bits.
+  std::vector<double> xb(2 * n, 1.0);
   ReferenceSolve(expected.rows, xb.data());
-  for (const std::size_t limit : {1024u, 4096u}) {
+  ReferenceSolve(expected.rows, xb.data() + n);
+  for (const std::size_t limit : {1024u, 8192u, 32768u}) {
     BandMatrix solved = original;
-    std::vector<double> b(n, 1.0);
+    std::vector<double> b(2 * n, 1.0);
     const test::FailingAllocations failing(limit);
-    GaussTape(n, solved.rows.data(), 1, b.data());
+    GaussTape(n, solved.rows.data(), 2, b.data());
     EXPECT_TRUE(BitIdentical(b, xb)) << limit;
   }
   BandMatrix refused = original;
