@@ -520,51 +520,82 @@ void BandPaired(benchmark::State& state, const BandCase* c, const Lapack& l) {
 // The substitution alone, for m right-hand sides, with a matrix that each
 // side has factorised once beforehand: the repeated solution that the
 // factors are kept for. It streams the whole profile twice and does little
-// arithmetic on each element, so memory, not the processor, sets its pace.
-// The two solutions are compared, so that a wrong one cannot pass as fast.
-void SubstitutionPaired(benchmark::State& state, const BandCase* c, const Lapack& l) {
-  if (l.dpbtrf == nullptr || l.dpbtrs == nullptr) {
-    state.SkipWithError((l.name + " LAPACK without dpbtrf/dpbtrs").c_str());
-    return;
+// arithmetic on each element, so memory and the chains of the backward
+// pass, not the multiplications, set its pace.
+struct Substitution {
+  unsigned n = 0, m = 0;
+  int order = 0, kd = 0, ldab = 0, nrhs = 0, info = 0;
+  std::vector<double> values, ab, b0;
+  std::vector<zel::GAUSS_TAPE> rows;
+
+  // Empty (n = 0) when the peer lacks the routines or fails.
+  Substitution(const BandCase* c, const Lapack& l, unsigned rightHandSides)
+      : m(rightHandSides), order(static_cast<int>(c->system.n)), kd(static_cast<int>(c->band.halfBand)),
+        ldab(kd + 1), nrhs(static_cast<int>(rightHandSides)), values(c->band.values),
+        ab(LapackBand(c->system, c->band.halfBand)), rows(c->system.n) {
+    if (l.dpbtrf == nullptr || l.dpbtrs == nullptr)
+      return;
+    for (unsigned i = 0; i < c->system.n; ++i)
+      rows[i] = {c->band.count[i], values.data() + c->band.offset[i]};
+    zel::GaussTapeDirect(c->system.n, rows.data());
+    l.dpbtrf("U", &order, &kd, ab.data(), &ldab, &info, 1);
+    if (info != 0)
+      return;
+    n = c->system.n;
+    b0.resize(std::size_t(n) * m);
+    for (std::size_t k = 0; k < b0.size(); ++k)
+      b0[k] = 1.0 + double(k / n);
   }
+  void Zel(std::vector<double>& b) { zel::GaussTapeBack(n, rows.data(), m, b.data()); }
+  void Peer(const Lapack& l, std::vector<double>& b) {
+    l.dpbtrs("U", &order, &kd, &nrhs, ab.data(), &ldab, b.data(), &order, &info, 1);
+  }
+};
+
+// One thread, call by call; the two solutions are compared, so that a wrong
+// one cannot pass as fast.
+void SubstitutionPaired(benchmark::State& state, const BandCase* c, const Lapack& l) {
   if (l.threads != nullptr)
     l.threads(1);
-  const unsigned n = c->system.n, m = static_cast<unsigned>(state.range(0));
-  std::vector<double> values = c->band.values;
-  std::vector<zel::GAUSS_TAPE> rows(n);
-  for (unsigned i = 0; i < n; ++i)
-    rows[i] = {c->band.count[i], values.data() + c->band.offset[i]};
   zel::SetNumThreads(1);
-  zel::GaussTapeDirect(n, rows.data());
-  const int order = static_cast<int>(n), kd = static_cast<int>(c->band.halfBand), ldab = kd + 1;
-  const int nrhs = static_cast<int>(m);
-  std::vector<double> ab = LapackBand(c->system, c->band.halfBand);
-  int info = 0;
-  l.dpbtrf("U", &order, &kd, ab.data(), &ldab, &info, 1);
-  if (info != 0) {
-    state.SkipWithError("dpbtrf failed");
+  Substitution s(c, l, static_cast<unsigned>(state.range(0)));
+  if (s.n == 0) {
+    state.SkipWithError((l.name + " LAPACK without a working dpbtrf/dpbtrs").c_str());
     return;
   }
-  std::vector<double> b0(std::size_t(n) * m), zb, pb;
-  for (std::size_t k = 0; k < b0.size(); ++k)
-    b0[k] = 1.0 + double(k / n);
+  std::vector<double> zb, pb;
   Paired(
       state,
       [&] {
-        zb = b0;
-        return CpuOf([&] { zel::GaussTapeBack(n, rows.data(), m, zb.data()); });
+        zb = s.b0;
+        return CpuOf([&] { s.Zel(zb); });
       },
       [&] {
-        pb = b0;
-        return CpuOf([&] { l.dpbtrs("U", &order, &kd, &nrhs, ab.data(), &ldab, pb.data(), &order, &info, 1); });
+        pb = s.b0;
+        return CpuOf([&] { s.Peer(l, pb); });
       });
   double worst = 0, largest = 0;
   for (std::size_t k = 0; k < zb.size(); ++k) {
     worst = std::max(worst, std::abs(zb[k] - pb[k]));
     largest = std::max(largest, std::abs(pb[k]));
   }
-  if (info != 0 || !(worst <= 1e-6 * largest))
+  if (s.info != 0 || !(worst <= 1e-6 * largest))
     state.SkipWithError("the two substitutions disagree");
+}
+
+// Wall time on `threads` threads (argument 1) of the library or the peer.
+void SubstitutionTimed(benchmark::State& state, const BandCase* c, const Lapack& l, bool peer) {
+  UseThreads(state, 1, l.threads);
+  Substitution s(c, l, static_cast<unsigned>(state.range(0)));
+  if (s.n == 0) {
+    state.SkipWithError((l.name + " LAPACK without a working dpbtrf/dpbtrs").c_str());
+    return;
+  }
+  std::vector<double> b;
+  for (auto _ : state) {
+    b = s.b0;
+    Timed(state, [&] { peer ? s.Peer(l, b) : s.Zel(b); });
+  }
 }
 
 // CHOLMOD, loaded at run time when the system has it. The symbolic analysis
@@ -886,6 +917,13 @@ void RegisterAll() {
                                           SubstitutionPaired, c.get(), OpenBlas())
                  ->Arg(m)->ArgName("m"),
              4.0 * double(c->band.values.size()) * m);
+    for (int m : {8, 16})
+      for (int threads : {1, 2})
+        for (bool peer : {false, true})
+          timed(benchmark::RegisterBenchmark(
+                    ("GaussTapeBack/" + std::string(peer ? "dpbtrs_openblas/" : "zel/") + tag).c_str(),
+                    SubstitutionTimed, c.get(), OpenBlas(), peer)
+                    ->Args({m, threads})->ArgNames({"m", "threads"}));
     for (int threads : {1, 2}) {
       auto named = [&](const char* solver) { return "GaussTape/" + std::string(solver) + "/" + tag; };
       timed(benchmark::RegisterBenchmark(named("zel").c_str(), BandZel, c.get())->Arg(threads)->ArgName("threads"));
