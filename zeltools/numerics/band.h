@@ -57,10 +57,14 @@ void GaussTapeDirect(unsigned int n, GAUSS_TAPE* rows);
 /// with rows that `GaussTapeDirect` has factorised; the solutions replace b.
 /// Components that are zero during the forward pass are neither used nor
 /// divided. No pivot is tested. Rows with a count of 0 or reaching past
-/// column n−1 are refused with an `Exception` (code 2). Several right-hand
-/// sides are solved on up to `GetNumThreads()` threads, one each, when they
-/// hold at least 10^6 element updates together; one right-hand side is a
-/// chain of dependent rows and runs on the calling thread.
+/// column n−1 are refused with an `Exception` (code 2). Right-hand sides
+/// go together in groups of up to eight, each element of the factors read
+/// once for the whole group (n·8 doubles of working storage per group for
+/// the time of the call; without it, one after the other); the groups are
+/// solved on up to `GetNumThreads()` threads when they hold at least 10^6
+/// element updates together. Each right-hand side gets the bits it would
+/// get alone. The backward pass of one right-hand side is a chain of
+/// dependent subtractions, which sets the pace of a single one.
 void GaussTapeBack(unsigned int n, GAUSS_TAPE* rows, unsigned int m, double* b);
 
 /// `GaussTapeDirect(n, rows)` followed by `GaussTapeBack(n, rows, m, b)`.
