@@ -37,6 +37,7 @@
 
 #include "zeltools/numerics/band.h"
 #include "zeltools/numerics/dense.h"
+#include "zeltools/numerics/internal/simd_level.h"
 #include "zeltools/numerics/internal/thread_pool.h"
 #include "zeltools/numerics/renumber.h"
 #include "zeltools/numerics/threads.h"
@@ -946,6 +947,10 @@ void RegisterAll() {
 } // namespace
 
 int main(int argc, char** argv) {
+  // ZEL_BENCH_LEVEL=0…3 runs the library's kernels of that level (plain,
+  // generic, AVX2, AVX-512) instead of the best the processor has.
+  if (const char* level = std::getenv("ZEL_BENCH_LEVEL"))
+    zel::numerics::ForceSimdLevel(static_cast<zel::numerics::SimdLevel>(std::clamp(std::atoi(level), 0, 3)));
   benchmark::Initialize(&argc, argv);
   RegisterAll();
   benchmark::RunSpecifiedBenchmarks();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 #include <optional>
+#include <utility>
 
 #include "zeltools/numerics/internal/aligned_buffer.h"
 #include "zeltools/numerics/internal/prefetch.h"
@@ -75,10 +76,13 @@ bool BandSolveLanes(std::size_t n, const GAUSS_TAPE* rows, std::size_t lanes, do
   for (std::size_t r = 0; r < lanes; ++r)
     for (std::size_t i = 0; i < n; ++i)
       x[L * i + r] = b[r * n + i];
-  const bool avx512 = level == SimdLevel::Avx512;
+  const auto [forwardFn, backwardFn] =
+      level == SimdLevel::Avx512 ? std::pair{BandLanesForwardAvx512, BandLanesBackwardAvx512}
+      : level == SimdLevel::Avx2 ? std::pair{BandLanesForwardAvx2, BandLanesBackwardAvx2}
+                                 : std::pair{BandLanesForwardGeneric, BandLanesBackwardGeneric};
   if (forward)
-    (avx512 ? BandLanesForwardAvx512 : BandLanesForwardGeneric)(n, rows, x);
-  (avx512 ? BandLanesBackwardAvx512 : BandLanesBackwardGeneric)(n, rows, x);
+    forwardFn(n, rows, x);
+  backwardFn(n, rows, x);
   for (std::size_t r = 0; r < lanes; ++r)
     for (std::size_t i = 0; i < n; ++i)
       b[r * n + i] = x[L * i + r];

@@ -3,6 +3,8 @@
 // flag is clear; the edges go element by element.
 
 #include "zeltools/numerics/internal/band_blocked.h"
+#include "zeltools/numerics/internal/band_lanes.h"
+#include "zeltools/numerics/internal/prefetch.h"
 
 #if defined(__GNUC__) && defined(__x86_64__)
 
@@ -103,6 +105,63 @@ ZEL_AVX2 void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb,
   }
 }
 
+// The lanes of the substitution, as the AVX-512 ones, in two halves of four
+// lanes; a lane whose component is zero keeps its value by a blend.
+ZEL_AVX2 void BandLanesForwardAvx2(std::size_t n, const GAUSS_TAPE* rows, double* x) {
+  const __m256d zero = _mm256_setzero_pd();
+  for (std::size_t i = 0; i < n; ++i) {
+    double* xi = x + Lanes * i;
+    const __m256d lo = _mm256_load_pd(xi), hi = _mm256_load_pd(xi + 4);
+    const __m256d liveLo = _mm256_cmp_pd(lo, zero, _CMP_NEQ_UQ), liveHi = _mm256_cmp_pd(hi, zero, _CMP_NEQ_UQ);
+    if ((_mm256_movemask_pd(liveLo) | _mm256_movemask_pd(liveHi)) == 0)
+      continue;
+    const double* v = rows[i].values;
+    const std::size_t count = rows[i].count;
+    for (std::size_t k = 1; k < count; ++k) {
+      const __m256d vk = _mm256_set1_pd(v[k]);
+      double* t = xi + Lanes * k;
+      const __m256d tLo = _mm256_load_pd(t), tHi = _mm256_load_pd(t + 4);
+      _mm256_store_pd(t, _mm256_blendv_pd(tLo, _mm256_sub_pd(tLo, _mm256_mul_pd(vk, lo)), liveLo));
+      _mm256_store_pd(t + 4, _mm256_blendv_pd(tHi, _mm256_sub_pd(tHi, _mm256_mul_pd(vk, hi)), liveHi));
+    }
+    const __m256d d = _mm256_set1_pd(v[0]);
+    _mm256_store_pd(xi, _mm256_blendv_pd(lo, _mm256_div_pd(lo, d), liveLo));
+    _mm256_store_pd(xi + 4, _mm256_blendv_pd(hi, _mm256_div_pd(hi, d), liveHi));
+  }
+}
+
+// Lanes [lo, hi] of one row's sum take the elements k … stop−1.
+ZEL_AVX2 inline void SumLanes(const double* v, const double* xi, std::size_t k, std::size_t stop, __m256d& lo,
+                              __m256d& hi) {
+  for (; k < stop; ++k) {
+    const __m256d vk = _mm256_set1_pd(v[k]);
+    lo = _mm256_sub_pd(lo, _mm256_mul_pd(vk, _mm256_load_pd(xi + Lanes * k)));
+    hi = _mm256_sub_pd(hi, _mm256_mul_pd(vk, _mm256_load_pd(xi + Lanes * k + 4)));
+  }
+}
+
+ZEL_AVX2 void BandLanesBackwardAvx2(std::size_t n, const GAUSS_TAPE* rows, double* x) {
+  for (std::size_t i = n >= 2 ? n - 1 : 0; i-- > 0;) {
+    const double* v = rows[i].values;
+    const std::size_t count = rows[i].count;
+    // The row above is fetched while this one is summed.
+    const double* above = i > 0 ? rows[i - 1].values : nullptr;
+    const std::size_t aboveCount = i > 0 ? rows[i - 1].count : 0;
+    const double* xi = x + Lanes * i;
+    __m256d lo = _mm256_load_pd(xi), hi = _mm256_load_pd(xi + 4);
+    std::size_t k = 1;
+    for (std::size_t line = 0; line < aboveCount; line += 8) {
+      PrefetchLine(above + line);
+      const std::size_t stop = std::min(count, k + 8);
+      SumLanes(v, xi, k, stop, lo, hi);
+      k = std::max(k, stop);
+    }
+    SumLanes(v, xi, k, count, lo, hi);
+    _mm256_store_pd(x + Lanes * i, lo);
+    _mm256_store_pd(x + Lanes * i + 4, hi);
+  }
+}
+
 } // namespace zel::numerics
 
 #else
@@ -112,6 +171,8 @@ void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb, std::siz
                     std::size_t end, GAUSS_TAPE* rows) {
   BandUpdateGeneric(P, pa, pb, rFirst, rLast, end, rows);
 }
+void BandLanesForwardAvx2(std::size_t n, const GAUSS_TAPE* rows, double* x) { BandLanesForwardGeneric(n, rows, x); }
+void BandLanesBackwardAvx2(std::size_t n, const GAUSS_TAPE* rows, double* x) { BandLanesBackwardGeneric(n, rows, x); }
 } // namespace zel::numerics
 
 #endif

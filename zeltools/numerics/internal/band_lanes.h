@@ -20,6 +20,8 @@ inline constexpr std::size_t SolveLanes = 8;
 /// right-hand side hold zeros. The forward pass, then the backward one.
 void BandLanesForwardGeneric(std::size_t n, const GAUSS_TAPE* rows, double* x);
 void BandLanesBackwardGeneric(std::size_t n, const GAUSS_TAPE* rows, double* x);
+void BandLanesForwardAvx2(std::size_t n, const GAUSS_TAPE* rows, double* x);
+void BandLanesBackwardAvx2(std::size_t n, const GAUSS_TAPE* rows, double* x);
 void BandLanesForwardAvx512(std::size_t n, const GAUSS_TAPE* rows, double* x);
 void BandLanesBackwardAvx512(std::size_t n, const GAUSS_TAPE* rows, double* x);
 
