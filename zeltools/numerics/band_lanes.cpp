@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <new>
 #include <optional>
-#include <utility>
 
 #include "zeltools/numerics/internal/aligned_buffer.h"
 #include "zeltools/numerics/internal/prefetch.h"
@@ -76,10 +75,15 @@ bool BandSolveLanes(std::size_t n, const GAUSS_TAPE* rows, std::size_t lanes, do
   for (std::size_t r = 0; r < lanes; ++r)
     for (std::size_t i = 0; i < n; ++i)
       x[L * i + r] = b[r * n + i];
-  const auto [forwardFn, backwardFn] =
-      level == SimdLevel::Avx512 ? std::pair{BandLanesForwardAvx512, BandLanesBackwardAvx512}
-      : level == SimdLevel::Avx2 ? std::pair{BandLanesForwardAvx2, BandLanesBackwardAvx2}
-                                 : std::pair{BandLanesForwardGeneric, BandLanesBackwardGeneric};
+  using Pass = void (*)(std::size_t, const GAUSS_TAPE*, double*);
+  Pass forwardFn = BandLanesForwardGeneric, backwardFn = BandLanesBackwardGeneric;
+  if (level == SimdLevel::Avx512) {
+    forwardFn = BandLanesForwardAvx512;
+    backwardFn = BandLanesBackwardAvx512;
+  } else if (level == SimdLevel::Avx2) {
+    forwardFn = BandLanesForwardAvx2;
+    backwardFn = BandLanesBackwardAvx2;
+  }
   if (forward)
     forwardFn(n, rows, x);
   backwardFn(n, rows, x);
