@@ -35,34 +35,48 @@ ZEL_AVX2 inline __m256d HalfMask(unsigned bits) {
   return _mm256_castsi256_pd(_mm256_load_si256(reinterpret_cast<const __m256i*>(halfMasks.bits[bits])));
 }
 
+// Rows r0 … r0+R−1, group g, from panel rows [pa, pb). The factors and the
+// flags are read through pointers that advance by one panel row each step,
+// not through the panel's index arithmetic, which cost more than the
+// floating-point work of the step.
 template <int R, bool Skips>
 ZEL_AVX2 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t r0, std::size_t g,
                    GAUSS_TAPE* rows) {
   const std::size_t c0 = P.col0 + Lanes * g;
   __m256d lo[R], hi[R];
   double* address[R];
+  const double* f[R]; // f(pa, r0 + s); panel row pa + q's lies 8·q further
+  std::size_t flagGroup[R];
+  unsigned flagBit[R];
+#pragma GCC unroll 8
   for (int s = 0; s < R; ++s) {
-    address[s] = rows[r0 + s].values + (c0 - (r0 + s));
+    const std::size_t r = r0 + static_cast<std::size_t>(s);
+    address[s] = rows[r].values + (c0 - r);
     lo[s] = _mm256_loadu_pd(address[s]);
     hi[s] = _mm256_loadu_pd(address[s] + 4);
+    f[s] = P.f + P.At(pa, r);
+    flagGroup[s] = (r - P.col0) / 8;
+    flagBit[s] = static_cast<unsigned>((r - P.col0) % 8);
   }
-  for (std::size_t p = pa; p < pb; ++p) {
-    const std::size_t pi = p - P.col0;
-    const unsigned mk = P.mask[pi * P.groups + g];
+  const double* u = P.u + g * P.stride + (pa - P.col0) * 8;
+  const std::uint8_t* mask = P.mask + (pa - P.col0) * P.groups;
+  for (std::size_t q = 0; q < pb - pa; ++q, u += 8, mask += P.groups) {
+    const unsigned mk = mask[g];
     if (mk == 0)
       continue;
-    const __m256d mLo = HalfMask(mk & 15u), mHi = HalfMask(mk >> 4);
-    const double* u = P.u + g * P.stride + pi * 8;
     const __m256d uLo = _mm256_load_pd(u), uHi = _mm256_load_pd(u + 4);
+    const __m256d mLo = HalfMask(mk & 15u), mHi = HalfMask(mk >> 4);
+#pragma GCC unroll 8
     for (int s = 0; s < R; ++s) {
       if constexpr (Skips)
-        if (!P.Flag(p, r0 + static_cast<std::size_t>(s)))
+        if (!((mask[flagGroup[s]] >> flagBit[s]) & 1u))
           continue;
-      const __m256d fs = _mm256_set1_pd(P.f[P.At(p, r0 + static_cast<std::size_t>(s))]);
+      const __m256d fs = _mm256_set1_pd(f[s][8 * q]);
       lo[s] = _mm256_blendv_pd(lo[s], _mm256_sub_pd(lo[s], _mm256_mul_pd(uLo, fs)), mLo);
       hi[s] = _mm256_blendv_pd(hi[s], _mm256_sub_pd(hi[s], _mm256_mul_pd(uHi, fs)), mHi);
     }
   }
+#pragma GCC unroll 8
   for (int s = 0; s < R; ++s) {
     _mm256_storeu_pd(address[s], lo[s]);
     _mm256_storeu_pd(address[s] + 4, hi[s]);
