@@ -100,24 +100,18 @@ void BandBackward(std::size_t n, const GAUSS_TAPE* rows, double* b) {
   // Each element's sum runs in increasing k, the order the forward pass
   // fixes for every caller; the rows form one
   // chain of dependent subtractions, which no reordering may shorten.
-  // The rows are met in decreasing order, which the processor's own
-  // prefetching follows badly: while a row is summed, the row above it is
-  // fetched, a line per eight elements, so that the chain waits on the
-  // subtractions alone (a third less time on rows of 400 elements).
+  // The row above is fetched while a row is summed, so that the chain
+  // waits on the subtractions alone (a third less time on rows of 400).
   for (std::size_t i = n >= 2 ? n - 1 : 0; i-- > 0;) {
     const double* v = rows[i].values;
     const std::size_t count = rows[i].count;
     const double* above = i > 0 ? rows[i - 1].values : nullptr;
     const std::size_t aboveCount = i > 0 ? rows[i - 1].count : 0;
     double s = b[i];
-    std::size_t k = 1;
-    for (std::size_t line = 0; line < aboveCount; line += 8) {
-      PrefetchLine(above + line);
-      for (const std::size_t stop = std::min(count, k + 8); k < stop; ++k)
-        s -= v[k] * b[i + k];
-    }
-    for (; k < count; ++k)
+    for (std::size_t k = 1; k < count; ++k) {
+      PrefetchRowAbove(above, aboveCount, k - 1);
       s -= v[k] * b[i + k];
+    }
     b[i] = s;
   }
 }

@@ -1,6 +1,5 @@
 #include "zeltools/numerics/internal/band_lanes.h"
 
-#include <algorithm>
 #include <new>
 #include <optional>
 
@@ -46,17 +45,11 @@ void BandLanesBackwardGeneric(std::size_t n, const GAUSS_TAPE* rows, double* x) 
     double s[L];
     for (std::size_t r = 0; r < L; ++r)
       s[r] = x[L * i + r];
-    std::size_t k = 1;
-    const auto sum = [&](std::size_t stop) {
-      for (; k < stop; ++k)
-        for (std::size_t r = 0; r < L; ++r)
-          s[r] -= v[k] * x[L * (i + k) + r];
-    };
-    for (std::size_t line = 0; line < aboveCount; line += 8) {
-      PrefetchLine(above + line);
-      sum(std::min(count, k + 8));
+    for (std::size_t k = 1; k < count; ++k) {
+      PrefetchRowAbove(above, aboveCount, k - 1);
+      for (std::size_t r = 0; r < L; ++r)
+        s[r] -= v[k] * x[L * (i + k) + r];
     }
-    sum(count);
     for (std::size_t r = 0; r < L; ++r)
       x[L * i + r] = s[r];
   }

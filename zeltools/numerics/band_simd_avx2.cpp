@@ -144,16 +144,6 @@ ZEL_AVX2 void BandLanesForwardAvx2(std::size_t n, const GAUSS_TAPE* rows, double
   }
 }
 
-// Lanes [lo, hi] of one row's sum take the elements k … stop−1.
-ZEL_AVX2 inline void SumLanes(const double* v, const double* xi, std::size_t k, std::size_t stop, __m256d& lo,
-                              __m256d& hi) {
-  for (; k < stop; ++k) {
-    const __m256d vk = _mm256_set1_pd(v[k]);
-    lo = _mm256_sub_pd(lo, _mm256_mul_pd(vk, _mm256_load_pd(xi + Lanes * k)));
-    hi = _mm256_sub_pd(hi, _mm256_mul_pd(vk, _mm256_load_pd(xi + Lanes * k + 4)));
-  }
-}
-
 ZEL_AVX2 void BandLanesBackwardAvx2(std::size_t n, const GAUSS_TAPE* rows, double* x) {
   for (std::size_t i = n >= 2 ? n - 1 : 0; i-- > 0;) {
     const double* v = rows[i].values;
@@ -163,14 +153,12 @@ ZEL_AVX2 void BandLanesBackwardAvx2(std::size_t n, const GAUSS_TAPE* rows, doubl
     const std::size_t aboveCount = i > 0 ? rows[i - 1].count : 0;
     const double* xi = x + Lanes * i;
     __m256d lo = _mm256_load_pd(xi), hi = _mm256_load_pd(xi + 4);
-    std::size_t k = 1;
-    for (std::size_t line = 0; line < aboveCount; line += 8) {
-      PrefetchLine(above + line);
-      const std::size_t stop = std::min(count, k + 8);
-      SumLanes(v, xi, k, stop, lo, hi);
-      k = std::max(k, stop);
+    for (std::size_t k = 1; k < count; ++k) {
+      PrefetchRowAbove(above, aboveCount, k - 1);
+      const __m256d vk = _mm256_set1_pd(v[k]);
+      lo = _mm256_sub_pd(lo, _mm256_mul_pd(vk, _mm256_load_pd(xi + Lanes * k)));
+      hi = _mm256_sub_pd(hi, _mm256_mul_pd(vk, _mm256_load_pd(xi + Lanes * k + 4)));
     }
-    SumLanes(v, xi, k, count, lo, hi);
     _mm256_store_pd(x + Lanes * i, lo);
     _mm256_store_pd(x + Lanes * i + 4, hi);
   }

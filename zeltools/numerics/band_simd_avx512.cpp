@@ -356,14 +356,10 @@ ZEL_AVX512 void BandLanesBackwardAvx512(std::size_t n, const GAUSS_TAPE* rows, d
     const std::size_t aboveCount = i > 0 ? rows[i - 1].count : 0;
     const double* xi = x + Lanes * i;
     __m512d s = _mm512_load_pd(xi);
-    std::size_t k = 1;
-    for (std::size_t line = 0; line < aboveCount; line += 8) {
-      PrefetchLine(above + line);
-      for (const std::size_t stop = std::min(count, k + 8); k < stop; ++k)
-        s = _mm512_sub_pd(s, _mm512_mul_pd(_mm512_set1_pd(v[k]), _mm512_load_pd(xi + Lanes * k)));
-    }
-    for (; k < count; ++k)
+    for (std::size_t k = 1; k < count; ++k) {
+      PrefetchRowAbove(above, aboveCount, k - 1);
       s = _mm512_sub_pd(s, _mm512_mul_pd(_mm512_set1_pd(v[k]), _mm512_load_pd(xi + Lanes * k)));
+    }
     _mm512_store_pd(x + Lanes * i, s);
   }
 }

@@ -6,6 +6,8 @@
 #include <xmmintrin.h>
 #endif
 
+#include <cstddef>
+
 namespace zel::numerics {
 
 inline void PrefetchLine(const void* address) noexcept {
@@ -16,6 +18,15 @@ inline void PrefetchLine(const void* address) noexcept {
 #else
   (void)address;
 #endif
+}
+
+/// For a backward pass over rows met in decreasing order, which the
+/// processor's own prefetching follows badly: while element k of a row is
+/// used, the row above (`aboveCount` values from `above`) is fetched a line
+/// per eight elements.
+inline void PrefetchRowAbove(const double* above, std::size_t aboveCount, std::size_t k) noexcept {
+  if (k % 8 == 0 && k < aboveCount)
+    PrefetchLine(above + k);
 }
 
 } // namespace zel::numerics
