@@ -17,7 +17,7 @@ namespace {
 
 // Columns of a panel eliminated one by one before the panel's columns to
 // their right receive those steps at once, through the update kernel.
-constexpr std::size_t PanelStep = 16;
+constexpr std::size_t PanelStep = 8;
 // Pivot rows completed together: the update kernels' tile height.
 constexpr std::size_t PivotBlock = 4;
 
@@ -26,16 +26,17 @@ struct Kernels {
   GaussAxpyFn axpy;
   GaussDivideFn divide;
   GaussTransposeFn transpose;
+  GaussPivotFn pivot;
 };
 
 Kernels KernelsFor(SimdLevel level) {
   switch (level) {
   case SimdLevel::Avx512:
-    return {GaussUpdateAvx512, GaussAxpyAvx512, GaussDivideAvx512, GaussTransposeAvx512};
+    return {GaussUpdateAvx512, GaussAxpyAvx512, GaussDivideAvx512, GaussTransposeAvx512, GaussPivotAvx512};
   case SimdLevel::Avx2:
-    return {GaussUpdateAvx2, GaussAxpyAvx2, GaussDivideGeneric, GaussTransposeGeneric};
+    return {GaussUpdateAvx2, GaussAxpyAvx2, GaussDivideGeneric, GaussTransposeGeneric, GaussPivotGeneric};
   default:
-    return {GaussUpdateGeneric, GaussAxpyGeneric, GaussDivideGeneric, GaussTransposeGeneric};
+    return {GaussUpdateGeneric, GaussAxpyGeneric, GaussDivideGeneric, GaussTransposeGeneric, GaussPivotGeneric};
   }
 }
 
@@ -52,7 +53,9 @@ public:
   Panel(std::size_t n, std::size_t width, std::size_t threads)
       : n_(n), ld_((n + 7) / 8 * 8), width_(width), threads_(threads), columns_(ld_ * width),
         rowMajor_(n * width), blocks_(threads * width * GaussBlockColumns), pivot_(width), divisor_(width),
-        where_(n) {}
+        where_(n) {
+    touched_.reserve(2 * width);
+  }
 
   // Eliminates columns K … K+kb−1. Returns the number of steps completed;
   // fewer than kb means step `done` met a singular pivot (its exchange made)
@@ -67,10 +70,7 @@ public:
       for (std::size_t j = j0; j < j1; ++j) {
         const std::size_t k = K + j;
         double* column = Column(j);
-        std::size_t p = k;
-        for (std::size_t i = k + 1; i < n_; ++i)
-          if (std::fabs(column[i]) > std::fabs(column[p]))
-            p = i;
+        const std::size_t p = k + kernels.pivot(column + k, n_ - k);
         pivot_[j] = p;
         if (p != k)
           for (std::size_t t = 0; t < kb; ++t)
@@ -254,19 +254,23 @@ private:
     double* gathered = rowMajor_.data();
     for (std::size_t i = K_; i < n_; ++i)
       where_[i] = i;
+    // where_ differs from the identity only at the positions the exchanges
+    // undone so far touched, all below the diagonal of the columns still to
+    // come: a column is copied whole, then mended there.
+    touched_.clear();
     for (std::size_t j = kb_; j-- > 0;) {
       const std::size_t k = K_ + j;
       const double* column = Column(j);
       double* to = gathered + j * rows;
-      if (j >= steps) {
-        std::copy(column + K_, column + n_, to);
-      } else {
-        std::copy(column + K_, column + k + 1, to);
-        for (std::size_t i = k + 1; i < n_; ++i)
+      std::copy(column + K_, column + n_, to);
+      if (j < steps)
+        for (const std::size_t i : touched_)
           to[i - K_] = column[where_[i]];
-      }
-      if (j < exchanges)
+      if (j < exchanges) {
         std::swap(where_[k], where_[pivot_[j]]);
+        touched_.push_back(k);
+        touched_.push_back(pivot_[j]);
+      }
     }
     kernels.transpose(gathered, rows, a + K_ * n_ + K_, n_, kb_, rows);
   }
@@ -276,34 +280,49 @@ private:
   std::vector<std::size_t> pivot_;
   std::vector<double> divisor_;
   std::vector<std::size_t> where_;
+  std::vector<std::size_t> touched_;
 };
 
 // Back substitution with the same order of operations per component as the
-// column sweep (c from n−1 down), taken by rows: four rows advance together
-// over the columns that are final for all of them, so four chains of
-// subtractions overlap instead of one.
-void BackSubstitute(std::size_t n, const double* a, double* x) {
-  std::size_t top = n; // rows [top, n) are final
-  while (top > 0) {
-    const std::size_t count = std::min<std::size_t>(4, top);
-    const std::size_t first = top - count;
-    double s[4];
-    for (std::size_t t = 0; t < count; ++t)
-      s[t] = x[first + t];
-    for (std::size_t c = n; c-- > top;) {
-      const double xc = x[c];
-      for (std::size_t t = 0; t < count; ++t)
-        s[t] -= a[(first + t) * n + c] * xc;
-    }
-    // Inside the group: row first+t still needs columns top−1 down to
-    // first+t+1, each final once its own row is done.
-    for (std::size_t c = top; c-- > first;) {
-      x[c] = s[c - first];
-      for (std::size_t t = 0; first + t < c; ++t)
-        s[t] -= a[(first + t) * n + c] * x[c];
-    }
-    top = first;
+// column sweep (c from n−1 down), taken by rows: Count rows advance together
+// over the columns that are final for all of them, so Count chains of
+// subtractions overlap instead of one. The sums live in named registers
+// while they cross those columns; only the short triangle inside the group
+// indexes them.
+template <std::size_t Count>
+void BackSubstituteRows(std::size_t n, const double* a, double* x, std::size_t first) {
+  const std::size_t top = first + Count;
+  double s[Count];
+#pragma GCC unroll 8
+  for (std::size_t t = 0; t < Count; ++t)
+    s[t] = x[first + t];
+  const double* row = a + first * n;
+  for (std::size_t c = n; c-- > top;) {
+    const double xc = x[c];
+#pragma GCC unroll 8
+    for (std::size_t t = 0; t < Count; ++t)
+      s[t] -= row[t * n + c] * xc;
   }
+  double rest[Count];
+#pragma GCC unroll 8
+  for (std::size_t t = 0; t < Count; ++t)
+    rest[t] = s[t];
+  // Row first+t still needs columns top−1 down to first+t+1, each final once
+  // its own row is done.
+  for (std::size_t c = top; c-- > first;) {
+    x[c] = rest[c - first];
+    for (std::size_t t = 0; first + t < c; ++t)
+      rest[t] -= row[t * n + c] * x[c];
+  }
+}
+
+void BackSubstitute(std::size_t n, const double* a, double* x) {
+  constexpr std::size_t Group = 8;
+  std::size_t top = n; // rows [top, n) are final
+  for (; top >= Group; top -= Group)
+    BackSubstituteRows<Group>(n, a, x, top - Group);
+  for (; top > 0; --top)
+    BackSubstituteRows<1>(n, a, x, top - 1);
 }
 
 } // namespace
@@ -338,6 +357,14 @@ void GaussTransposeGeneric(const double* from, std::size_t ldf, double* to, std:
           to[c * ldt + r] = from[r * ldf + c];
     }
   }
+}
+
+std::size_t GaussPivotGeneric(const double* x, std::size_t count) {
+  std::size_t p = 0;
+  for (std::size_t i = 1; i < count; ++i)
+    if (std::fabs(x[i]) > std::fabs(x[p]))
+      p = i;
+  return p;
 }
 
 void GaussDivideGeneric(double* y, double d, std::size_t count) {

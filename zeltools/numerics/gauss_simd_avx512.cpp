@@ -9,6 +9,7 @@
 #if defined(__GNUC__) && defined(__x86_64__)
 
 #include <algorithm>
+#include <cmath>
 
 #include <immintrin.h>
 
@@ -171,6 +172,33 @@ ZEL_AVX512 void GaussDivideAvx512(double* y, double d, std::size_t count) {
   }
 }
 
+// Each lane keeps the largest magnitude it has met and where it met it,
+// taking a later element only when strictly larger (a NaN never is); the
+// first position of the largest lane value is then the scalar search's. A
+// NaN in front is never exceeded, so it stays.
+ZEL_AVX512 std::size_t GaussPivotAvx512(const double* x, std::size_t count) {
+  const __m512i step = _mm512_set1_epi64(Lanes);
+  __m512d best = _mm512_set1_pd(std::fabs(x[0]));
+  __m512i where = _mm512_setzero_si512(), at = _mm512_set_epi64(8, 7, 6, 5, 4, 3, 2, 1);
+  for (std::size_t i = 1; i < count; i += Lanes, at = _mm512_add_epi64(at, step)) {
+    // Lanes past the end read as zeros, never larger.
+    const __m512d v = _mm512_abs_pd(_mm512_maskz_loadu_pd(Lead(count - i), x + i));
+    const __mmask8 larger = _mm512_cmp_pd_mask(v, best, _CMP_GT_OQ);
+    best = _mm512_mask_mov_pd(best, larger, v);
+    where = _mm512_mask_mov_epi64(where, larger, at);
+  }
+  // Unaligned stores: some Windows compilers do not align the stack to 64.
+  double bests[Lanes];
+  long long wheres[Lanes];
+  _mm512_storeu_pd(bests, best);
+  _mm512_storeu_si512(wheres, where);
+  std::size_t lane = 0;
+  for (std::size_t l = 1; l < Lanes; ++l)
+    if (bests[l] > bests[lane] || (bests[l] == bests[lane] && wheres[l] < wheres[lane]))
+      lane = l;
+  return static_cast<std::size_t>(wheres[lane]);
+}
+
 // The shuffles of the transposition. The masked forms with every lane set
 // are the same instructions; the plain forms start from an undefined value
 // that the compiler warns about.
@@ -235,6 +263,7 @@ void GaussUpdateAvx512(std::size_t rows, std::size_t cols, std::size_t steps, co
 }
 void GaussAxpyAvx512(double* y, const double* x, double s, std::size_t count) { GaussAxpyGeneric(y, x, s, count); }
 void GaussDivideAvx512(double* y, double d, std::size_t count) { GaussDivideGeneric(y, d, count); }
+std::size_t GaussPivotAvx512(const double* x, std::size_t count) { return GaussPivotGeneric(x, count); }
 void GaussTransposeAvx512(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
                           std::size_t cols) {
   GaussTransposeGeneric(from, ldf, to, ldt, rows, cols);

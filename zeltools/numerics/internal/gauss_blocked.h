@@ -35,6 +35,10 @@ using GaussUpdateFn = void (*)(std::size_t rows, std::size_t cols, std::size_t s
 using GaussAxpyFn = void (*)(double* y, const double* x, double s, std::size_t count);
 /// y[i] /= d for i < count.
 using GaussDivideFn = void (*)(double* y, double d, std::size_t count);
+/// The position in [0, count) of the first element of largest magnitude,
+/// x[0] kept unless one after it is strictly larger (so it stays on ties and
+/// when it is a NaN; no NaN after it is ever taken). count ≥ 1.
+using GaussPivotFn = std::size_t (*)(const double* x, std::size_t count);
 /// to[c·ldt + r] = from[r·ldf + c] for r < rows, c < cols.
 using GaussTransposeFn = void (*)(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
                                   std::size_t cols);
@@ -50,6 +54,8 @@ void GaussAxpyAvx2(double* y, const double* x, double s, std::size_t count);
 void GaussAxpyAvx512(double* y, const double* x, double s, std::size_t count);
 void GaussDivideGeneric(double* y, double d, std::size_t count);
 void GaussDivideAvx512(double* y, double d, std::size_t count);
+std::size_t GaussPivotGeneric(const double* x, std::size_t count);
+std::size_t GaussPivotAvx512(const double* x, std::size_t count);
 void GaussTransposeGeneric(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
                            std::size_t cols);
 void GaussTransposeAvx512(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
