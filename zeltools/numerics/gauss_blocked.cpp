@@ -149,13 +149,18 @@ private:
   }
   double* Block(std::size_t thread) { return blocks_.data() + thread * width_ * GaussBlockColumns; }
 
-  // The pivot rows to the right of the panel: their updates, then their
-  // division, one row after the other. Columns are independent, so blocks
-  // of columns go to different threads.
-  void PivotRows(double* a, std::size_t steps, std::size_t T0, std::size_t right, const Kernels& kernels) {
+  // The panel's exchanges to the right of it, then the pivot rows there:
+  // their updates, then their division, one row after the other. Columns
+  // are independent, so blocks of columns go to different threads.
+  void PivotRows(double* a, std::size_t steps, std::size_t exchanges, std::size_t T0, std::size_t right,
+                 const Kernels& kernels) {
     // Four rows at a time first take the finished rows above them together
     // (one tile of the update kernel), then each other one by one.
     const auto columns = [&](std::size_t c0, std::size_t count) {
+      for (std::size_t j = 0; j < exchanges; ++j)
+        if (pivot_[j] != K_ + j)
+          std::swap_ranges(a + (K_ + j) * n_ + T0 + c0, a + (K_ + j) * n_ + T0 + c0 + count,
+                           a + pivot_[j] * n_ + T0 + c0);
       const double* top = a + K_ * n_ + T0 + c0;
       for (std::size_t j0 = 0; j0 < steps; j0 += PivotBlock) {
         const std::size_t j1 = std::min(steps, j0 + PivotBlock);
@@ -185,13 +190,10 @@ private:
   bool Prepare(double* a, std::size_t steps, std::size_t exchanges, const Kernels& kernels) {
     WriteBack(a, steps, exchanges, kernels);
     const std::size_t T0 = K_ + kb_, right = n_ - T0;
-    for (std::size_t j = 0; j < exchanges; ++j)
-      if (pivot_[j] != K_ + j)
-        std::swap_ranges(a + (K_ + j) * n_ + T0, a + (K_ + j) * n_ + n_, a + pivot_[j] * n_ + T0);
     // Multipliers by rows for the update kernels.
     kernels.transpose(columns_.data() + K_, ld_, rowMajor_.data(), width_, steps, n_ - K_);
     if (right > 0)
-      PivotRows(a, steps, T0, right, kernels);
+      PivotRows(a, steps, exchanges, T0, right, kernels);
     return right > 0;
   }
 
