@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <numeric>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -54,6 +55,7 @@ public:
       : n_(n), ld_((n + 7) / 8 * 8), width_(width), threads_(threads), columns_(ld_ * width),
         rowMajor_(n * width), blocks_(threads * width * GaussBlockColumns), pivot_(width), divisor_(width),
         where_(n) {
+    std::iota(where_.begin(), where_.end(), std::size_t{0});
     touched_.reserve(2 * width);
   }
 
@@ -98,16 +100,17 @@ public:
   // `steps` steps of this panel and `exchanges` of its exchanges.
   void Settle(double* a, std::size_t m, double* b, std::size_t steps, std::size_t exchanges,
               const Kernels& kernels) {
-    if (Prepare(a, steps, exchanges, kernels))
-      RowsBelow(a, steps, kernels, 0, [] {});
+    if (Prepare(a, steps, exchanges, kernels, true))
+      RowsBelow(a, steps, kernels, 0, [] {}, false);
     SettleRight(m, b, steps, exchanges, kernels);
   }
 
   // The same for a whole panel, while `next` eliminates the columns
   // [K+kb, K+kb+nextColumns): task 0 of the rows' update brings those columns
   // up to date first, then runs `next` while the other tasks update the
-  // columns beyond. Each element receives the same updates in the same
-  // order as in Settle. Returns false, having done nothing, when the update
+  // columns beyond, and the panel's write-back, which no other task reads,
+  // is a task of its own. Each element receives the same updates in the
+  // same order as in Settle. Returns false, having done nothing, when the update
   // is too small to share or no columns lie beyond the next panel's.
   template <class Next>
   bool SettleAhead(double* a, std::size_t m, double* b, std::size_t nextColumns, const Kernels& kernels,
@@ -115,8 +118,8 @@ public:
     const std::size_t right = n_ - (K_ + kb_), below = right;
     if (nextColumns >= right || Threads(below, right, kb_) == 1)
       return false;
-    Prepare(a, kb_, kb_, kernels);
-    RowsBelow(a, kb_, kernels, nextColumns, std::forward<Next>(next));
+    Prepare(a, kb_, kb_, kernels, false);
+    RowsBelow(a, kb_, kernels, nextColumns, std::forward<Next>(next), true);
     SettleRight(m, b, kb_, kb_, kernels);
     return true;
   }
@@ -185,10 +188,12 @@ private:
     });
   }
 
-  // The write-back, the exchanges right of the panel, the multipliers by
-  // rows and the pivot rows. Returns whether columns lie right of the panel.
-  bool Prepare(double* a, std::size_t steps, std::size_t exchanges, const Kernels& kernels) {
-    WriteBack(a, steps, exchanges, kernels);
+  // The write-back (unless it is left to the rows' update), the exchanges
+  // right of the panel, the multipliers by rows and the pivot rows. Returns
+  // whether columns lie right of the panel.
+  bool Prepare(double* a, std::size_t steps, std::size_t exchanges, const Kernels& kernels, bool writeBack) {
+    if (writeBack)
+      WriteBack(a, steps, exchanges, kernels);
     const std::size_t T0 = K_ + kb_, right = n_ - T0;
     // Multipliers by rows for the update kernels.
     kernels.transpose(columns_.data() + K_, ld_, rowMajor_.data(), width_, steps, n_ - K_);
@@ -218,27 +223,35 @@ private:
   // steps. Rows are independent: groups of them go to different threads,
   // each with its own block for the kernel's copy of the pivot rows. With
   // `ahead` columns, task 0 takes those columns of every row and then runs
-  // `next`, and the groups of rows take the columns beyond them.
+  // `next`, and the groups of rows take the columns beyond them. With
+  // `writeBack`, the whole panel's write-back is one more task.
   template <class Next>
-  void RowsBelow(double* a, std::size_t steps, const Kernels& kernels, std::size_t ahead, Next&& next) {
+  void RowsBelow(double* a, std::size_t steps, const Kernels& kernels, std::size_t ahead, Next&& next,
+                 bool writeBack) {
     const std::size_t T0 = K_ + kb_, right = n_ - T0;
     const std::size_t first = K_ + steps, below = n_ - first;
     const double* l = rowMajor_.data() + steps * width_;
     const double* u = a + K_ * n_ + T0;
     const std::size_t threads = Threads(below, right, steps);
-    if (threads == 1)
+    if (threads == 1) {
+      if (writeBack)
+        WriteBack(a, kb_, kb_, kernels);
       return kernels.update(below, right, steps, l, width_, u, n_, a + first * n_ + T0, n_, Block(0));
+    }
     // About eight groups per thread, each a multiple of the kernels' four
     // rows and large enough to repay its copy of the pivot rows.
     const std::size_t group = std::max<std::size_t>(16, (below / (8 * threads) + 3) / 4 * 4);
     const std::size_t groups = (below + group - 1) / group, lead = ahead > 0 ? 1 : 0;
-    ParallelFor(lead + groups, threads, [&](std::size_t g, std::size_t thread) {
+    const std::size_t aside = lead + (writeBack ? 1 : 0);
+    ParallelFor(aside + groups, threads, [&](std::size_t g, std::size_t thread) {
       if (g < lead) {
         kernels.update(below, ahead, steps, l, width_, u, n_, a + first * n_ + T0, n_, Block(thread));
         next();
         return;
       }
-      const std::size_t s = (g - lead) * group, count = std::min(group, below - s);
+      if (g < aside)
+        return WriteBack(a, kb_, kb_, kernels);
+      const std::size_t s = (g - aside) * group, count = std::min(group, below - s);
       kernels.update(count, right - ahead, steps, l + s * width_, width_, u + ahead, n_,
                      a + (first + s) * n_ + T0 + ahead, n_, Block(thread));
     });
@@ -248,33 +261,27 @@ private:
   // columns not yet eliminated, the panel's value at the same position;
   // below the diagonal of an eliminated column, the value of the row that
   // was at that position when the column was eliminated. where_[i] follows
-  // that row to its final position, undoing the later exchanges one by one.
-  // The columns are gathered in that layout into the row buffer, which is
-  // free until the updates, and transposed into a from there.
+  // that row to its final position, undoing the later exchanges one by one;
+  // it differs from the identity only at the positions those exchanges
+  // touched, all below the diagonal of the columns still to come. So the
+  // panel is transposed into a as it stands and then mended there.
   void WriteBack(double* a, std::size_t steps, std::size_t exchanges, const Kernels& kernels) {
-    const std::size_t rows = n_ - K_;
-    double* gathered = rowMajor_.data();
-    for (std::size_t i = K_; i < n_; ++i)
-      where_[i] = i;
-    // where_ differs from the identity only at the positions the exchanges
-    // undone so far touched, all below the diagonal of the columns still to
-    // come: a column is copied whole, then mended there.
+    kernels.transpose(columns_.data() + K_, ld_, a + K_ * n_ + K_, n_, kb_, n_ - K_);
     touched_.clear();
     for (std::size_t j = kb_; j-- > 0;) {
       const std::size_t k = K_ + j;
       const double* column = Column(j);
-      double* to = gathered + j * rows;
-      std::copy(column + K_, column + n_, to);
       if (j < steps)
         for (const std::size_t i : touched_)
-          to[i - K_] = column[where_[i]];
+          a[i * n_ + k] = column[where_[i]];
       if (j < exchanges) {
         std::swap(where_[k], where_[pivot_[j]]);
         touched_.push_back(k);
         touched_.push_back(pivot_[j]);
       }
     }
-    kernels.transpose(gathered, rows, a + K_ * n_ + K_, n_, kb_, rows);
+    for (const std::size_t i : touched_)
+      where_[i] = i;
   }
 
   std::size_t n_, ld_, width_, threads_, K_ = 0, kb_ = 0;
