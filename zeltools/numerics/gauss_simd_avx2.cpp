@@ -5,6 +5,8 @@
 
 #if defined(__GNUC__) && defined(__x86_64__)
 
+#include <algorithm>
+
 #include <immintrin.h>
 
 #define ZEL_AVX2 __attribute__((target("avx2")))
@@ -38,17 +40,37 @@ ZEL_AVX2 void Tile(std::size_t steps, const double* l, std::size_t ldl, const do
 
 ZEL_AVX2 void GaussUpdateAvx2(std::size_t rows, std::size_t cols, std::size_t steps, const double* l,
                               std::size_t ldl, const double* u, std::size_t ldu, double* c, std::size_t ldc,
-                              double* /*block*/) {
+                              double* block) {
   if (steps == 0 || rows == 0 || cols == 0)
     return;
   const std::size_t whole = cols / 8 * 8;
-  std::size_t s = 0;
-  for (; s + 4 <= rows; s += 4)
-    for (std::size_t j = 0; j < whole; j += 8)
-      Tile<4>(steps, l + s * ldl, ldl, u + j, ldu, c + s * ldc + j, ldc);
-  for (; s < rows; ++s)
-    for (std::size_t j = 0; j < whole; j += 8)
-      Tile<1>(steps, l + s * ldl, ldl, u + j, ldu, c + s * ldc + j, ldc);
+  // With many rows to cross them, up to 32 columns of u at a time are first
+  // copied to contiguous storage, which then stays in the first-level cache
+  // while every row tile crosses it group of eight by group of eight, the
+  // tile's rows of l staying there too. Otherwise the tiles read u in place,
+  // all its columns for each row tile.
+  constexpr std::size_t Packed = 32;
+  const bool pack = block != nullptr && rows >= 16;
+  const std::size_t chunk = pack ? Packed : std::max<std::size_t>(whole, 1);
+  for (std::size_t j0 = 0; j0 < whole; j0 += chunk) {
+    const std::size_t width = std::min(chunk, whole - j0);
+    const double* ub = u + j0;
+    std::size_t ldb = ldu;
+    if (pack) {
+      for (std::size_t t = 0; t < steps; ++t)
+        for (std::size_t g = 0; g < width; g += 4)
+          _mm256_storeu_pd(block + Packed * t + g, _mm256_loadu_pd(u + t * ldu + j0 + g));
+      ub = block;
+      ldb = Packed;
+    }
+    std::size_t s = 0;
+    for (; s + 4 <= rows; s += 4)
+      for (std::size_t j = 0; j < width; j += 8)
+        Tile<4>(steps, l + s * ldl, ldl, ub + j, ldb, c + s * ldc + j0 + j, ldc);
+    for (; s < rows; ++s)
+      for (std::size_t j = 0; j < width; j += 8)
+        Tile<1>(steps, l + s * ldl, ldl, ub + j, ldb, c + s * ldc + j0 + j, ldc);
+  }
   if (whole < cols)
     GaussUpdateGeneric(rows, cols - whole, steps, l, ldl, u + whole, ldu, c + whole, ldc, nullptr);
 }
