@@ -101,6 +101,15 @@ ZEL_AVX2 void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb,
     if (cLast == c0 + Lanes - 1) {
       const std::size_t fullLast = std::min(last, c0);
       for (; r + RowsPerTile - 1 <= fullLast; r += RowsPerTile) {
+        // The tiles go down a group of columns, from row to row, which the
+        // hardware does not foresee: the rows two tiles on are fetched while
+        // this one is computed.
+        if (r + 3 * RowsPerTile - 1 <= fullLast)
+          for (std::size_t t = r + 2 * RowsPerTile; t < r + 3 * RowsPerTile; ++t) {
+            const double* at = rows[t].values + (c0 - t);
+            PrefetchLine(at);
+            PrefetchLine(at + Lanes - 1);
+          }
         const std::uint8_t* rs = P.rowSkip + (r - P.col0);
         if (rs[0] | rs[1] | rs[2] | rs[3])
           Tile<RowsPerTile, true>(P, pa, pb, r, g, rows);
