@@ -83,6 +83,43 @@ ZEL_AVX2 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size
   }
 }
 
+// Row r in group g with only the lanes of columns [first, last] live: its
+// diagonal or the band's end lies inside the group. The other lanes are
+// neither loaded nor stored, and their address is formed on integers, since
+// columns left of r lie before the row's storage.
+template <bool Skip>
+ZEL_AVX2 void EdgeRow(const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t r, std::size_t g,
+                      std::size_t first, std::size_t last, GAUSS_TAPE* rows) {
+  const std::size_t c0 = P.col0 + Lanes * g;
+  const unsigned live = (0xFFu << (first - c0)) & (0xFFu >> (c0 + Lanes - 1 - last));
+  const __m256d liveLo = HalfMask(live & 15u), liveHi = HalfMask((live >> 4) & 15u);
+  const auto offset = static_cast<std::intptr_t>(c0) - static_cast<std::intptr_t>(r);
+  const auto base = reinterpret_cast<std::uintptr_t>(rows[r].values) +
+                    static_cast<std::uintptr_t>(offset * static_cast<std::intptr_t>(sizeof(double)));
+  auto* lowAt = reinterpret_cast<double*>(base);
+  auto* highAt = reinterpret_cast<double*>(base + 4 * sizeof(double));
+  __m256d lo = _mm256_maskload_pd(lowAt, _mm256_castpd_si256(liveLo));
+  __m256d hi = _mm256_maskload_pd(highAt, _mm256_castpd_si256(liveHi));
+  const double* f = P.f + P.At(pa, r);
+  const std::size_t flagGroup = (r - P.col0) / 8;
+  const unsigned flagBit = static_cast<unsigned>((r - P.col0) % 8);
+  const double* u = P.u + g * P.stride + (pa - P.col0) * 8;
+  const std::uint8_t* mask = P.mask + (pa - P.col0) * P.groups;
+  for (std::size_t q = 0; q < pb - pa; ++q, u += 8, mask += P.groups) {
+    const unsigned mk = mask[g] & live;
+    if (mk == 0)
+      continue;
+    if constexpr (Skip)
+      if (!((mask[flagGroup] >> flagBit) & 1u))
+        continue;
+    const __m256d fs = _mm256_set1_pd(f[8 * q]);
+    lo = _mm256_blendv_pd(lo, _mm256_sub_pd(lo, _mm256_mul_pd(_mm256_load_pd(u), fs)), HalfMask(mk & 15u));
+    hi = _mm256_blendv_pd(hi, _mm256_sub_pd(hi, _mm256_mul_pd(_mm256_load_pd(u + 4), fs)), HalfMask(mk >> 4));
+  }
+  _mm256_maskstore_pd(lowAt, _mm256_castpd_si256(liveLo), lo);
+  _mm256_maskstore_pd(highAt, _mm256_castpd_si256(liveHi), hi);
+}
+
 } // namespace
 
 ZEL_AVX2 void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t rFirst,
@@ -123,8 +160,12 @@ ZEL_AVX2 void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb,
           Tile<1, false>(P, pa, pb, r, g, rows);
       }
     }
-    for (; r <= last; ++r)
-      BandUpdateSegment(P, pa, pb, r, std::max(r, c0), cLast, rows);
+    for (; r <= last; ++r) {
+      if (P.rowSkip[r - P.col0])
+        EdgeRow<true>(P, pa, pb, r, g, std::max(r, c0), cLast, rows);
+      else
+        EdgeRow<false>(P, pa, pb, r, g, std::max(r, c0), cLast, rows);
+    }
   }
 }
 
