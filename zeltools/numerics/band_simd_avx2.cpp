@@ -38,8 +38,9 @@ ZEL_AVX2 inline __m256d HalfMask(unsigned bits) {
 // Rows r0 … r0+R−1, group g, from panel rows [pa, pb). The factors and the
 // flags are read through pointers that advance by one panel row each step,
 // not through the panel's index arithmetic, which cost more than the
-// floating-point work of the step.
-template <int R, bool Skips>
+// floating-point work of the step. With Dense every flag of the group is set
+// in every panel row, and the plain subtraction replaces the blend.
+template <int R, bool Skips, bool Dense>
 ZEL_AVX2 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t r0, std::size_t g,
                    GAUSS_TAPE* rows) {
   const std::size_t c0 = P.col0 + Lanes * g;
@@ -61,7 +62,7 @@ ZEL_AVX2 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size
   const double* u = P.u + g * P.stride + (pa - P.col0) * 8;
   const std::uint8_t* mask = P.mask + (pa - P.col0) * P.groups;
   for (std::size_t q = 0; q < pb - pa; ++q, u += 8, mask += P.groups) {
-    const unsigned mk = mask[g];
+    const unsigned mk = Dense ? 0xFFu : mask[g];
     if (mk == 0)
       continue;
     const __m256d uLo = _mm256_load_pd(u), uHi = _mm256_load_pd(u + 4);
@@ -72,8 +73,13 @@ ZEL_AVX2 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size
         if (!((mask[flagGroup[s]] >> flagBit[s]) & 1u))
           continue;
       const __m256d fs = _mm256_set1_pd(f[s][8 * q]);
-      lo[s] = _mm256_blendv_pd(lo[s], _mm256_sub_pd(lo[s], _mm256_mul_pd(uLo, fs)), mLo);
-      hi[s] = _mm256_blendv_pd(hi[s], _mm256_sub_pd(hi[s], _mm256_mul_pd(uHi, fs)), mHi);
+      if constexpr (Dense) {
+        lo[s] = _mm256_sub_pd(lo[s], _mm256_mul_pd(uLo, fs));
+        hi[s] = _mm256_sub_pd(hi[s], _mm256_mul_pd(uHi, fs));
+      } else {
+        lo[s] = _mm256_blendv_pd(lo[s], _mm256_sub_pd(lo[s], _mm256_mul_pd(uLo, fs)), mLo);
+        hi[s] = _mm256_blendv_pd(hi[s], _mm256_sub_pd(hi[s], _mm256_mul_pd(uHi, fs)), mHi);
+      }
     }
   }
 #pragma GCC unroll 8
@@ -137,6 +143,11 @@ ZEL_AVX2 void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb,
     std::size_t r = rFirst;
     if (cLast == c0 + Lanes - 1) {
       const std::size_t fullLast = std::min(last, c0);
+      // Inside a filled band every panel row sets every flag of the group:
+      // then the tiles need no blends.
+      bool dense = true;
+      for (std::size_t p = pa; p < pb && dense; ++p)
+        dense = P.mask[(p - P.col0) * P.groups + g] == 0xFF;
       for (; r + RowsPerTile - 1 <= fullLast; r += RowsPerTile) {
         // The tiles go down a group of columns, from row to row, which the
         // hardware does not foresee: the rows two tiles on are fetched while
@@ -148,16 +159,21 @@ ZEL_AVX2 void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb,
             PrefetchLine(at + Lanes - 1);
           }
         const std::uint8_t* rs = P.rowSkip + (r - P.col0);
-        if (rs[0] | rs[1] | rs[2] | rs[3])
-          Tile<RowsPerTile, true>(P, pa, pb, r, g, rows);
+        const bool skips = rs[0] | rs[1] | rs[2] | rs[3];
+        if (skips && dense)
+          Tile<RowsPerTile, true, true>(P, pa, pb, r, g, rows);
+        else if (skips)
+          Tile<RowsPerTile, true, false>(P, pa, pb, r, g, rows);
+        else if (dense)
+          Tile<RowsPerTile, false, true>(P, pa, pb, r, g, rows);
         else
-          Tile<RowsPerTile, false>(P, pa, pb, r, g, rows);
+          Tile<RowsPerTile, false, false>(P, pa, pb, r, g, rows);
       }
       for (; r <= fullLast; ++r) {
         if (P.rowSkip[r - P.col0])
-          Tile<1, true>(P, pa, pb, r, g, rows);
+          Tile<1, true, false>(P, pa, pb, r, g, rows);
         else
-          Tile<1, false>(P, pa, pb, r, g, rows);
+          Tile<1, false, false>(P, pa, pb, r, g, rows);
       }
     }
     for (; r <= last; ++r) {
