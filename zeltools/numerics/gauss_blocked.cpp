@@ -35,7 +35,7 @@ Kernels KernelsFor(SimdLevel level) {
   case SimdLevel::Avx512:
     return {GaussUpdateAvx512, GaussAxpyAvx512, GaussDivideAvx512, GaussTransposeAvx512, GaussPivotAvx512};
   case SimdLevel::Avx2:
-    return {GaussUpdateAvx2, GaussAxpyAvx2, GaussDivideGeneric, GaussTransposeGeneric, GaussPivotGeneric};
+    return {GaussUpdateAvx2, GaussAxpyAvx2, GaussDivideAvx2, GaussTransposeAvx2, GaussPivotAvx2};
   default:
     return {GaussUpdateGeneric, GaussAxpyGeneric, GaussDivideGeneric, GaussTransposeGeneric, GaussPivotGeneric};
   }

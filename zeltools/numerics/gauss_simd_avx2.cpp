@@ -6,6 +6,7 @@
 #if defined(__GNUC__) && defined(__x86_64__)
 
 #include <algorithm>
+#include <cmath>
 
 #include <immintrin.h>
 
@@ -84,6 +85,74 @@ ZEL_AVX2 void GaussAxpyAvx2(double* y, const double* x, double s, std::size_t co
     y[i] -= x[i] * s;
 }
 
+ZEL_AVX2 void GaussDivideAvx2(double* y, double d, std::size_t count) {
+  const __m256d dv = _mm256_set1_pd(d);
+  std::size_t i = 0;
+  for (; i + 4 <= count; i += 4)
+    _mm256_storeu_pd(y + i, _mm256_div_pd(_mm256_loadu_pd(y + i), dv));
+  for (; i < count; ++i)
+    y[i] /= d;
+}
+
+// Four lanes keep the largest magnitude each has met and where, as the
+// AVX-512 search does; the tail continues the scalar rule from the lanes'
+// choice.
+ZEL_AVX2 std::size_t GaussPivotAvx2(const double* x, std::size_t count) {
+  const __m256d sign = _mm256_set1_pd(-0.0);
+  const __m256i step = _mm256_set1_epi64x(4);
+  __m256d best = _mm256_set1_pd(std::fabs(x[0]));
+  __m256i where = _mm256_setzero_si256(), at = _mm256_set_epi64x(4, 3, 2, 1);
+  std::size_t i = 1;
+  for (; i + 4 <= count; i += 4, at = _mm256_add_epi64(at, step)) {
+    const __m256d v = _mm256_andnot_pd(sign, _mm256_loadu_pd(x + i));
+    const __m256d larger = _mm256_cmp_pd(v, best, _CMP_GT_OQ);
+    best = _mm256_blendv_pd(best, v, larger);
+    where = _mm256_castpd_si256(_mm256_blendv_pd(_mm256_castsi256_pd(where), _mm256_castsi256_pd(at), larger));
+  }
+  double bests[4];
+  long long wheres[4];
+  _mm256_storeu_pd(bests, best);
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(wheres), where);
+  std::size_t lane = 0;
+  for (std::size_t l = 1; l < 4; ++l)
+    if (bests[l] > bests[lane] || (bests[l] == bests[lane] && wheres[l] < wheres[lane]))
+      lane = l;
+  auto p = static_cast<std::size_t>(wheres[lane]);
+  for (; i < count; ++i)
+    if (std::fabs(x[i]) > std::fabs(x[p]))
+      p = i;
+  return p;
+}
+
+// Blocks of 4 × 4 in registers: pairs of rows interleaved, then 128-bit
+// halves exchanged; the edges element by element.
+ZEL_AVX2 void GaussTransposeAvx2(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
+                                 std::size_t cols) {
+  std::size_t r0 = 0;
+  for (; r0 + 4 <= rows; r0 += 4) {
+    std::size_t c0 = 0;
+    for (; c0 + 4 <= cols; c0 += 4) {
+      const double* f = from + r0 * ldf + c0;
+      const __m256d a = _mm256_loadu_pd(f), b = _mm256_loadu_pd(f + ldf), c = _mm256_loadu_pd(f + 2 * ldf),
+                    d = _mm256_loadu_pd(f + 3 * ldf);
+      // t0 = a0 b0 a2 b2, t1 = a1 b1 a3 b3, t2 = c0 d0 c2 d2, t3 = c1 d1 c3 d3.
+      const __m256d t0 = _mm256_unpacklo_pd(a, b), t1 = _mm256_unpackhi_pd(a, b);
+      const __m256d t2 = _mm256_unpacklo_pd(c, d), t3 = _mm256_unpackhi_pd(c, d);
+      double* o = to + c0 * ldt + r0;
+      _mm256_storeu_pd(o, _mm256_permute2f128_pd(t0, t2, 0x20));
+      _mm256_storeu_pd(o + ldt, _mm256_permute2f128_pd(t1, t3, 0x20));
+      _mm256_storeu_pd(o + 2 * ldt, _mm256_permute2f128_pd(t0, t2, 0x31));
+      _mm256_storeu_pd(o + 3 * ldt, _mm256_permute2f128_pd(t1, t3, 0x31));
+    }
+    for (; c0 < cols; ++c0)
+      for (std::size_t i = 0; i < 4; ++i)
+        to[c0 * ldt + r0 + i] = from[(r0 + i) * ldf + c0];
+  }
+  for (; r0 < rows; ++r0)
+    for (std::size_t c = 0; c < cols; ++c)
+      to[c * ldt + r0] = from[r0 * ldf + c];
+}
+
 } // namespace zel::numerics
 
 #else
@@ -94,6 +163,12 @@ void GaussUpdateAvx2(std::size_t rows, std::size_t cols, std::size_t steps, cons
   GaussUpdateGeneric(rows, cols, steps, l, ldl, u, ldu, c, ldc, block);
 }
 void GaussAxpyAvx2(double* y, const double* x, double s, std::size_t count) { GaussAxpyGeneric(y, x, s, count); }
+void GaussDivideAvx2(double* y, double d, std::size_t count) { GaussDivideGeneric(y, d, count); }
+std::size_t GaussPivotAvx2(const double* x, std::size_t count) { return GaussPivotGeneric(x, count); }
+void GaussTransposeAvx2(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
+                        std::size_t cols) {
+  GaussTransposeGeneric(from, ldf, to, ldt, rows, cols);
+}
 } // namespace zel::numerics
 
 #endif

@@ -53,11 +53,15 @@ void GaussAxpyGeneric(double* y, const double* x, double s, std::size_t count);
 void GaussAxpyAvx2(double* y, const double* x, double s, std::size_t count);
 void GaussAxpyAvx512(double* y, const double* x, double s, std::size_t count);
 void GaussDivideGeneric(double* y, double d, std::size_t count);
+void GaussDivideAvx2(double* y, double d, std::size_t count);
 void GaussDivideAvx512(double* y, double d, std::size_t count);
 std::size_t GaussPivotGeneric(const double* x, std::size_t count);
+std::size_t GaussPivotAvx2(const double* x, std::size_t count);
 std::size_t GaussPivotAvx512(const double* x, std::size_t count);
 void GaussTransposeGeneric(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
                            std::size_t cols);
+void GaussTransposeAvx2(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
+                        std::size_t cols);
 void GaussTransposeAvx512(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
                           std::size_t cols);
 
