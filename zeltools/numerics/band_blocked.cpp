@@ -79,7 +79,7 @@ Kernels KernelsFor(SimdLevel level) {
   case SimdLevel::Avx512:
     return {BandUpdateAvx512, BandFinishAvx512, BandBlockRestAvx512};
   case SimdLevel::Avx2:
-    return {BandUpdateAvx2, BandFinishGeneric, nullptr};
+    return {BandUpdateAvx2, BandFinishAvx2, nullptr};
   default:
     return {BandUpdateGeneric, BandFinishGeneric, BandBlockRestGeneric};
   }

@@ -185,6 +185,47 @@ ZEL_AVX2 void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb,
   }
 }
 
+// The pivot step of a row, as the AVX-512 kernel takes it, in two halves of
+// four lanes: lane t of group g is the row's element k = 8g + t − column,
+// live for 1 ≤ k < count; a live zero (not a NaN) is marked, not divided.
+ZEL_AVX2 void BandFinishAvx2(double* values, std::size_t count, std::size_t column, std::size_t groups,
+                             std::size_t stride, double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip) {
+  const __m256d dv = _mm256_set1_pd(values[0]), zero = _mm256_setzero_pd();
+  const auto origin = reinterpret_cast<std::uintptr_t>(values);
+  const std::size_t first = column + 1, last = column + count - 1;
+  for (std::size_t g = 0; g < groups; ++g) {
+    const std::size_t c0 = Lanes * g;
+    __m256d quotient[2] = {zero, zero}, factor[2] = {zero, zero};
+    unsigned nonZero = 0;
+    if (count > 1 && last >= c0 && first <= c0 + Lanes - 1) {
+      const unsigned lo = first > c0 ? static_cast<unsigned>(first - c0) : 0u;
+      const unsigned hi = last < c0 + Lanes - 1 ? static_cast<unsigned>(last - c0) : 7u;
+      const unsigned live = (0xFFu << lo) & (0xFFu >> (7 - hi));
+      // Formed on integers: lanes left of the row's start are never live.
+      const auto offset = static_cast<std::intptr_t>(c0) - static_cast<std::intptr_t>(column);
+      const std::uintptr_t at = origin + static_cast<std::uintptr_t>(offset * std::intptr_t{sizeof(double)});
+      for (unsigned h = 0; h < 2; ++h) {
+        auto* half = reinterpret_cast<double*>(at + h * 4 * sizeof(double));
+        const __m256d liveHalf = HalfMask((live >> (4 * h)) & 15u);
+        const __m256d x = _mm256_maskload_pd(half, _mm256_castpd_si256(liveHalf));
+        // Unordered-or-unequal: a NaN counts as non-zero, as it does for x != 0.
+        const __m256d nz = _mm256_and_pd(_mm256_cmp_pd(x, zero, _CMP_NEQ_UQ), liveHalf);
+        quotient[h] = _mm256_and_pd(_mm256_div_pd(x, dv), nz);
+        factor[h] = _mm256_and_pd(_mm256_mul_pd(quotient[h], dv), nz);
+        _mm256_maskstore_pd(half, _mm256_castpd_si256(nz), quotient[h]);
+        nonZero |= static_cast<unsigned>(_mm256_movemask_pd(nz)) << (4 * h);
+      }
+      for (unsigned zeros = live & ~nonZero; zeros != 0; zeros &= zeros - 1)
+        rowSkip[c0 + static_cast<unsigned>(__builtin_ctz(zeros))] = 1;
+    }
+    _mm256_store_pd(u + g * stride, quotient[0]);
+    _mm256_store_pd(u + g * stride + 4, quotient[1]);
+    _mm256_store_pd(f + g * stride, factor[0]);
+    _mm256_store_pd(f + g * stride + 4, factor[1]);
+    mask[g] = static_cast<std::uint8_t>(nonZero);
+  }
+}
+
 // The lanes of the substitution, as the AVX-512 ones, in two halves of four
 // lanes; a lane whose component is zero keeps its value by a blend.
 ZEL_AVX2 void BandLanesForwardAvx2(std::size_t n, const GAUSS_TAPE* rows, double* x) {
@@ -238,6 +279,10 @@ namespace zel::numerics {
 void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t rFirst, std::size_t rLast,
                     std::size_t end, GAUSS_TAPE* rows) {
   BandUpdateGeneric(P, pa, pb, rFirst, rLast, end, rows);
+}
+void BandFinishAvx2(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
+                    double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip) {
+  BandFinishGeneric(values, count, column, groups, stride, u, f, mask, rowSkip);
 }
 void BandLanesForwardAvx2(std::size_t n, const GAUSS_TAPE* rows, double* x) { BandLanesForwardGeneric(n, rows, x); }
 void BandLanesBackwardAvx2(std::size_t n, const GAUSS_TAPE* rows, double* x) { BandLanesBackwardGeneric(n, rows, x); }

@@ -92,6 +92,8 @@ using BandFinishFn = void (*)(double* values, std::size_t count, std::size_t col
 
 void BandFinishGeneric(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
                        double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip);
+void BandFinishAvx2(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
+                    double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip);
 void BandFinishAvx512(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
                       double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip);
 
