@@ -113,11 +113,7 @@ ZEL_AVX2 std::size_t GaussPivotAvx2(const double* x, std::size_t count) {
   long long wheres[4];
   _mm256_storeu_pd(bests, best);
   _mm256_storeu_si256(reinterpret_cast<__m256i*>(wheres), where);
-  std::size_t lane = 0;
-  for (std::size_t l = 1; l < 4; ++l)
-    if (bests[l] > bests[lane] || (bests[l] == bests[lane] && wheres[l] < wheres[lane]))
-      lane = l;
-  auto p = static_cast<std::size_t>(wheres[lane]);
+  std::size_t p = GaussPivotOfLanes(bests, wheres, 4);
   for (; i < count; ++i)
     if (std::fabs(x[i]) > std::fabs(x[p]))
       p = i;

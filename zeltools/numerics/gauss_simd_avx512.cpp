@@ -192,11 +192,7 @@ ZEL_AVX512 std::size_t GaussPivotAvx512(const double* x, std::size_t count) {
   long long wheres[Lanes];
   _mm512_storeu_pd(bests, best);
   _mm512_storeu_si512(wheres, where);
-  std::size_t lane = 0;
-  for (std::size_t l = 1; l < Lanes; ++l)
-    if (bests[l] > bests[lane] || (bests[l] == bests[lane] && wheres[l] < wheres[lane]))
-      lane = l;
-  return static_cast<std::size_t>(wheres[lane]);
+  return GaussPivotOfLanes(bests, wheres, Lanes);
 }
 
 // The shuffles of the transposition. The masked forms with every lane set

@@ -39,6 +39,15 @@ using GaussDivideFn = void (*)(double* y, double d, std::size_t count);
 /// x[0] kept unless one after it is strictly larger (so it stays on ties and
 /// when it is a NaN; no NaN after it is ever taken). count ≥ 1.
 using GaussPivotFn = std::size_t (*)(const double* x, std::size_t count);
+/// The vector pivot searches end here: of the lanes' largest magnitudes and
+/// their first positions, the position of the largest, the earliest on ties.
+inline std::size_t GaussPivotOfLanes(const double* bests, const long long* wheres, std::size_t lanes) {
+  std::size_t lane = 0;
+  for (std::size_t l = 1; l < lanes; ++l)
+    if (bests[l] > bests[lane] || (bests[l] == bests[lane] && wheres[l] < wheres[lane]))
+      lane = l;
+  return static_cast<std::size_t>(wheres[lane]);
+}
 /// to[c·ldt + r] = from[r·ldf + c] for r < rows, c < cols.
 using GaussTransposeFn = void (*)(const double* from, std::size_t ldf, double* to, std::size_t ldt, std::size_t rows,
                                   std::size_t cols);
