@@ -35,26 +35,33 @@ ZEL_AVX2 inline __m256d HalfMask(unsigned bits) {
   return _mm256_castsi256_pd(_mm256_load_si256(reinterpret_cast<const __m256i*>(halfMasks.bits[bits])));
 }
 
-// Rows r0 … r0+R−1, group g, from panel rows [pa, pb). The factors and the
+// Rows r0 … r0+R−1, group g, from panel rows [pa, pb), the lanes of `live`
+// only (a single row whose diagonal or band end lies inside the group has
+// lanes outside; they are neither loaded nor stored). The factors and the
 // flags are read through pointers that advance by one panel row each step,
 // not through the panel's index arithmetic, which cost more than the
 // floating-point work of the step. With Dense every flag of the group is set
 // in every panel row, and the plain subtraction replaces the blend.
 template <int R, bool Skips, bool Dense>
 ZEL_AVX2 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t r0, std::size_t g,
-                   GAUSS_TAPE* rows) {
+                   unsigned live, GAUSS_TAPE* rows) {
   const std::size_t c0 = P.col0 + Lanes * g;
+  const bool whole = live == 0xFFu;
+  const __m256i liveLo = _mm256_castpd_si256(HalfMask(live & 15u)),
+                liveHi = _mm256_castpd_si256(HalfMask((live >> 4) & 15u));
   __m256d lo[R], hi[R];
-  double* address[R];
+  double* low[R];
+  double* high[R];
   const double* f[R]; // f(pa, r0 + s); panel row pa + q's lies 8·q further
   std::size_t flagGroup[R];
   unsigned flagBit[R];
 #pragma GCC unroll 8
   for (int s = 0; s < R; ++s) {
     const std::size_t r = r0 + static_cast<std::size_t>(s);
-    address[s] = rows[r].values + (c0 - r);
-    lo[s] = _mm256_loadu_pd(address[s]);
-    hi[s] = _mm256_loadu_pd(address[s] + 4);
+    low[s] = BandElementAddress(rows[r].values, r, c0);
+    high[s] = BandElementAddress(rows[r].values, r, c0 + 4);
+    lo[s] = whole ? _mm256_loadu_pd(low[s]) : _mm256_maskload_pd(low[s], liveLo);
+    hi[s] = whole ? _mm256_loadu_pd(high[s]) : _mm256_maskload_pd(high[s], liveHi);
     f[s] = P.f + P.At(pa, r);
     flagGroup[s] = (r - P.col0) / 8;
     flagBit[s] = static_cast<unsigned>((r - P.col0) % 8);
@@ -62,7 +69,7 @@ ZEL_AVX2 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size
   const double* u = P.u + g * P.stride + (pa - P.col0) * 8;
   const std::uint8_t* mask = P.mask + (pa - P.col0) * P.groups;
   for (std::size_t q = 0; q < pb - pa; ++q, u += 8, mask += P.groups) {
-    const unsigned mk = Dense ? 0xFFu : mask[g];
+    const unsigned mk = Dense ? 0xFFu : mask[g] & live;
     if (mk == 0)
       continue;
     const __m256d uLo = _mm256_load_pd(u), uHi = _mm256_load_pd(u + 4);
@@ -84,46 +91,14 @@ ZEL_AVX2 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size
   }
 #pragma GCC unroll 8
   for (int s = 0; s < R; ++s) {
-    _mm256_storeu_pd(address[s], lo[s]);
-    _mm256_storeu_pd(address[s] + 4, hi[s]);
+    if (whole) {
+      _mm256_storeu_pd(low[s], lo[s]);
+      _mm256_storeu_pd(high[s], hi[s]);
+    } else {
+      _mm256_maskstore_pd(low[s], liveLo, lo[s]);
+      _mm256_maskstore_pd(high[s], liveHi, hi[s]);
+    }
   }
-}
-
-// Row r in group g with only the lanes of columns [first, last] live: its
-// diagonal or the band's end lies inside the group. The other lanes are
-// neither loaded nor stored, and their address is formed on integers, since
-// columns left of r lie before the row's storage.
-template <bool Skip>
-ZEL_AVX2 void EdgeRow(const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t r, std::size_t g,
-                      std::size_t first, std::size_t last, GAUSS_TAPE* rows) {
-  const std::size_t c0 = P.col0 + Lanes * g;
-  const unsigned live = (0xFFu << (first - c0)) & (0xFFu >> (c0 + Lanes - 1 - last));
-  const __m256d liveLo = HalfMask(live & 15u), liveHi = HalfMask((live >> 4) & 15u);
-  const auto offset = static_cast<std::intptr_t>(c0) - static_cast<std::intptr_t>(r);
-  const auto base = reinterpret_cast<std::uintptr_t>(rows[r].values) +
-                    static_cast<std::uintptr_t>(offset * static_cast<std::intptr_t>(sizeof(double)));
-  auto* lowAt = reinterpret_cast<double*>(base);
-  auto* highAt = reinterpret_cast<double*>(base + 4 * sizeof(double));
-  __m256d lo = _mm256_maskload_pd(lowAt, _mm256_castpd_si256(liveLo));
-  __m256d hi = _mm256_maskload_pd(highAt, _mm256_castpd_si256(liveHi));
-  const double* f = P.f + P.At(pa, r);
-  const std::size_t flagGroup = (r - P.col0) / 8;
-  const unsigned flagBit = static_cast<unsigned>((r - P.col0) % 8);
-  const double* u = P.u + g * P.stride + (pa - P.col0) * 8;
-  const std::uint8_t* mask = P.mask + (pa - P.col0) * P.groups;
-  for (std::size_t q = 0; q < pb - pa; ++q, u += 8, mask += P.groups) {
-    const unsigned mk = mask[g] & live;
-    if (mk == 0)
-      continue;
-    if constexpr (Skip)
-      if (!((mask[flagGroup] >> flagBit) & 1u))
-        continue;
-    const __m256d fs = _mm256_set1_pd(f[8 * q]);
-    lo = _mm256_blendv_pd(lo, _mm256_sub_pd(lo, _mm256_mul_pd(_mm256_load_pd(u), fs)), HalfMask(mk & 15u));
-    hi = _mm256_blendv_pd(hi, _mm256_sub_pd(hi, _mm256_mul_pd(_mm256_load_pd(u + 4), fs)), HalfMask(mk >> 4));
-  }
-  _mm256_maskstore_pd(lowAt, _mm256_castpd_si256(liveLo), lo);
-  _mm256_maskstore_pd(highAt, _mm256_castpd_si256(liveHi), hi);
 }
 
 } // namespace
@@ -161,26 +136,27 @@ ZEL_AVX2 void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb,
         const std::uint8_t* rs = P.rowSkip + (r - P.col0);
         const bool skips = rs[0] | rs[1] | rs[2] | rs[3];
         if (skips && dense)
-          Tile<RowsPerTile, true, true>(P, pa, pb, r, g, rows);
+          Tile<RowsPerTile, true, true>(P, pa, pb, r, g, 0xFFu, rows);
         else if (skips)
-          Tile<RowsPerTile, true, false>(P, pa, pb, r, g, rows);
+          Tile<RowsPerTile, true, false>(P, pa, pb, r, g, 0xFFu, rows);
         else if (dense)
-          Tile<RowsPerTile, false, true>(P, pa, pb, r, g, rows);
+          Tile<RowsPerTile, false, true>(P, pa, pb, r, g, 0xFFu, rows);
         else
-          Tile<RowsPerTile, false, false>(P, pa, pb, r, g, rows);
+          Tile<RowsPerTile, false, false>(P, pa, pb, r, g, 0xFFu, rows);
       }
       for (; r <= fullLast; ++r) {
         if (P.rowSkip[r - P.col0])
-          Tile<1, true, false>(P, pa, pb, r, g, rows);
+          Tile<1, true, false>(P, pa, pb, r, g, 0xFFu, rows);
         else
-          Tile<1, false, false>(P, pa, pb, r, g, rows);
+          Tile<1, false, false>(P, pa, pb, r, g, 0xFFu, rows);
       }
     }
     for (; r <= last; ++r) {
+      const unsigned live = BandLaneRange(c0, r, cLast);
       if (P.rowSkip[r - P.col0])
-        EdgeRow<true>(P, pa, pb, r, g, std::max(r, c0), cLast, rows);
+        Tile<1, true, false>(P, pa, pb, r, g, live, rows);
       else
-        EdgeRow<false>(P, pa, pb, r, g, std::max(r, c0), cLast, rows);
+        Tile<1, false, false>(P, pa, pb, r, g, live, rows);
     }
   }
 }
@@ -191,21 +167,14 @@ ZEL_AVX2 void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb,
 ZEL_AVX2 void BandFinishAvx2(double* values, std::size_t count, std::size_t column, std::size_t groups,
                              std::size_t stride, double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip) {
   const __m256d dv = _mm256_set1_pd(values[0]), zero = _mm256_setzero_pd();
-  const auto origin = reinterpret_cast<std::uintptr_t>(values);
-  const std::size_t first = column + 1, last = column + count - 1;
   for (std::size_t g = 0; g < groups; ++g) {
     const std::size_t c0 = Lanes * g;
+    const unsigned live = BandLaneRange(c0, column + 1, column + count - 1);
     __m256d quotient[2] = {zero, zero}, factor[2] = {zero, zero};
     unsigned nonZero = 0;
-    if (count > 1 && last >= c0 && first <= c0 + Lanes - 1) {
-      const unsigned lo = first > c0 ? static_cast<unsigned>(first - c0) : 0u;
-      const unsigned hi = last < c0 + Lanes - 1 ? static_cast<unsigned>(last - c0) : 7u;
-      const unsigned live = (0xFFu << lo) & (0xFFu >> (7 - hi));
-      // Formed on integers: lanes left of the row's start are never live.
-      const auto offset = static_cast<std::intptr_t>(c0) - static_cast<std::intptr_t>(column);
-      const std::uintptr_t at = origin + static_cast<std::uintptr_t>(offset * std::intptr_t{sizeof(double)});
+    if (live != 0) {
       for (unsigned h = 0; h < 2; ++h) {
-        auto* half = reinterpret_cast<double*>(at + h * 4 * sizeof(double));
+        double* half = BandElementAddress(values, column, c0 + 4 * h);
         const __m256d liveHalf = HalfMask((live >> (4 * h)) & 15u);
         const __m256d x = _mm256_maskload_pd(half, _mm256_castpd_si256(liveHalf));
         // Unordered-or-unequal: a NaN counts as non-zero, as it does for x != 0.

@@ -27,23 +27,12 @@ constexpr std::size_t Lanes = 8;
 constexpr int RowsPerTile = 8;
 constexpr int GroupsPerChunk = 2;
 
-// The element (r, c) of a row whose storage starts at column r. Columns left
-// of r are only ever addressed under a zero lane mask, which suppresses the
-// access; the address is formed on integers so that no pointer is made that
-// points outside its array.
 inline double* ElementAddress(const GAUSS_TAPE* rows, std::size_t r, std::size_t c) {
-  const auto base = reinterpret_cast<std::uintptr_t>(rows[r].values);
-  const auto offset = static_cast<std::intptr_t>(c) - static_cast<std::intptr_t>(r);
-  return reinterpret_cast<double*>(base + static_cast<std::uintptr_t>(offset * static_cast<std::intptr_t>(sizeof(double))));
+  return BandElementAddress(rows[r].values, r, c);
 }
 
-// Lanes of the group starting at column c0 that lie in [first, last].
 inline __mmask8 LaneRange(std::size_t c0, std::size_t first, std::size_t last) {
-  if (last < c0 || first > c0 + Lanes - 1)
-    return 0;
-  const unsigned lo = first > c0 ? static_cast<unsigned>(first - c0) : 0u;
-  const unsigned hi = last < c0 + Lanes - 1 ? static_cast<unsigned>(last - c0) : 7u;
-  return static_cast<__mmask8>((0xFFu << lo) & (0xFFu >> (7 - hi)));
+  return static_cast<__mmask8>(BandLaneRange(c0, first, last));
 }
 
 // Marks the lanes of `zeros` in `skip`: zeros inside a row's reach.
@@ -207,7 +196,6 @@ ZEL_AVX512 void BandFinishAvx512(double* values, std::size_t count, std::size_t 
                                  std::size_t stride, double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip) {
   const double d = values[0];
   const __m512d dv = _mm512_set1_pd(d), zero = _mm512_setzero_pd();
-  const auto origin = reinterpret_cast<std::uintptr_t>(values);
   for (std::size_t g = 0; g < groups; ++g) {
     // Lane t is the row's element k = 8g + t − column; live are 1 ≤ k < count.
     const std::size_t c0 = Lanes * g;
@@ -215,9 +203,7 @@ ZEL_AVX512 void BandFinishAvx512(double* values, std::size_t count, std::size_t 
     __m512d quotient = zero, factor = zero;
     __mmask8 nonZero = 0;
     if (live != 0) {
-      // Formed on integers: lanes left of the row's start are never live.
-      const auto offset = static_cast<std::intptr_t>(c0) - static_cast<std::intptr_t>(column);
-      auto* at = reinterpret_cast<double*>(origin + static_cast<std::uintptr_t>(offset * std::intptr_t{sizeof(double)}));
+      double* at = BandElementAddress(values, column, c0);
       const __m512d x = _mm512_maskz_loadu_pd(live, at);
       // Unordered-or-unequal: a NaN counts as non-zero, as it does for x != 0.
       nonZero = _mm512_mask_cmp_pd_mask(live, x, zero, _CMP_NEQ_UQ);

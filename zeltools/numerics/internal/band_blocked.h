@@ -26,6 +26,26 @@ namespace zel::numerics {
 /// Panel height used by the solver; tests pass other heights.
 inline constexpr std::size_t DefaultBandPanel = 96;
 
+/// Bits of the lanes of the group of eight columns from c0 that lie in
+/// [first, last]; none when first > last.
+inline unsigned BandLaneRange(std::size_t c0, std::size_t first, std::size_t last) {
+  if (last < c0 || first > c0 + 7)
+    return 0;
+  const unsigned lo = first > c0 ? static_cast<unsigned>(first - c0) : 0u;
+  const unsigned hi = last < c0 + 7 ? static_cast<unsigned>(last - c0) : 7u;
+  return (0xFFu << lo) & (0xFFu >> (7 - hi));
+}
+
+/// Element c of a row whose storage starts at column `start`. The vector
+/// kernels address columns left of start only under a zero lane mask, which
+/// suppresses the access; the address is formed on integers so that no
+/// pointer is made that points outside its array.
+inline double* BandElementAddress(double* values, std::size_t start, std::size_t c) {
+  const auto base = reinterpret_cast<std::uintptr_t>(values);
+  const auto offset = static_cast<std::intptr_t>(c) - static_cast<std::intptr_t>(start);
+  return reinterpret_cast<double*>(base + static_cast<std::uintptr_t>(offset * static_cast<std::intptr_t>(sizeof(double))));
+}
+
 /// One panel, after some of its rows have been divided by their pivots.
 /// Columns are counted from `col0` (the panel's first row) in groups of 8;
 /// panel row p is stored at index p − col0.
