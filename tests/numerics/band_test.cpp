@@ -1,6 +1,7 @@
 #include "zeltools/numerics/band.h"
 
 #include <cinttypes>
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <map>
@@ -215,6 +216,30 @@ TEST(BandSolve, EveryKernelThreadCountAndEntryPointMatchesTheSteps) {
     });
   }
   SetNumThreads(0);
+}
+
+// A zero inside a row's reach keeps that row out of the row of its column
+// altogether. Row 0 has a zero in column 9 and -1 in column 10; row 9's
+// negative zero in column 10 must stay negative, while subtracting row 0's
+// product with its zero factor there, a negative zero, would make it +0.
+// Column 9 lies past the block of row 0's diagonal, where the block kernels
+// of every level finish row 0.
+TEST(BandFactor, ARowSkipsTheRowsOfItsZerosAtEveryLevel) {
+  constexpr unsigned n = 40;
+  std::vector<test::SymmetricEntry> lower{{10, 0, -1.0}, {23, 0, 1.0}, {10, 9, -0.0}};
+  for (unsigned i = 0; i < n; ++i)
+    lower.push_back({i, i, 4.0});
+  const BandMatrix original = BandFromEntries(n, lower);
+  BandMatrix expected = original;
+  ASSERT_TRUE(ReferenceFactor(expected.rows));
+  ASSERT_TRUE(std::signbit(expected.rows[9].values[1]));
+  AtEveryLevel([&](SimdLevel level) {
+    for (std::size_t panel : {8u, 16u, 32u}) {
+      BandMatrix f = original;
+      numerics::BandFactorBlocked(n, f.rows.data(), level == SimdLevel::Plain ? SimdLevel::Generic : level, panel);
+      EXPECT_TRUE(BitIdentical(f.values, expected.values)) << "level=" << int(level) << " panel=" << panel;
+    }
+  });
 }
 
 // A = Uᵀ·D·U with a unit upper band U of small integers and pivots D that

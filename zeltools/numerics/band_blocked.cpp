@@ -66,8 +66,6 @@ struct PanelSlot {
   }
 };
 
-// Without `blockRest` every row of a block is finished across its whole
-// width before the next row starts.
 struct Kernels {
   BandUpdateFn update;
   BandFinishFn finish;
@@ -79,7 +77,7 @@ Kernels KernelsFor(SimdLevel level) {
   case SimdLevel::Avx512:
     return {BandUpdateAvx512, BandFinishAvx512, BandBlockRestAvx512};
   case SimdLevel::Avx2:
-    return {BandUpdateAvx2, BandFinishAvx2, nullptr};
+    return {BandUpdateAvx2, BandFinishAvx2, BandBlockRestAvx2};
   default:
     return {BandUpdateGeneric, BandFinishGeneric, BandBlockRestGeneric};
   }
@@ -158,7 +156,7 @@ std::size_t FactorPanel(const Kernels& kernels, PanelSlot& slot, std::size_t i0,
     const std::size_t above = block > i0 ? Reach(rows, block - 1) : 0;
     if (block > i0 && above >= block)
       kernels.update(panel, i0, block, block, std::min(blockEnd - 1, above), above, rows);
-    if (kernels.blockRest != nullptr && blockEnd == block + SubPanel && FinishBlock(kernels, slot, i0, block, rows))
+    if (blockEnd == block + SubPanel && FinishBlock(kernels, slot, i0, block, rows))
       continue;
     for (std::size_t q = block; q < blockEnd; ++q)
       if (!FinishRow(kernels, slot, i0, q, end, panel.groups, rows))

@@ -195,6 +195,86 @@ ZEL_AVX2 void BandFinishAvx2(double* values, std::size_t count, std::size_t colu
   }
 }
 
+namespace {
+
+// Half h of group g (four lanes) of the block's eight rows, as the AVX-512
+// block kernel takes whole groups: fq[p][q] is the factor f(p, q) of block
+// row p for block row q, applied when bit q of flags[p] is set; d[p] is row
+// p's pivot. Inside, every row stores past the half and no lane needs a mask.
+// A lane whose flag is clear keeps its value by a blend.
+template <bool Inside>
+ZEL_AVX2 void BlockHalf(const BandPanel& P, std::size_t block, std::size_t g, unsigned h, const double (&d)[8],
+                        const double (&fq)[8][8], const std::uint8_t (&flags)[8], double* u, double* f,
+                        std::uint8_t* mask, std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
+  constexpr int R = 8;
+  const __m256d zero = _mm256_setzero_pd();
+  const std::size_t pi = block - P.col0, c0 = P.col0 + Lanes * g + 4 * h;
+  __m256d acc[R];
+  unsigned live[R];
+#pragma GCC unroll 8
+  for (int s = 0; s < R; ++s) {
+    const std::size_t r = block + static_cast<std::size_t>(s);
+    if constexpr (Inside) {
+      live[s] = 15u;
+      acc[s] = _mm256_loadu_pd(rows[r].values + (c0 - r));
+    } else {
+      live[s] = BandLaneRange(c0, r, r + rows[r].count - 1) & 15u;
+      acc[s] = _mm256_maskload_pd(BandElementAddress(rows[r].values, r, c0), _mm256_castpd_si256(HalfMask(live[s])));
+    }
+  }
+#pragma GCC unroll 8
+  for (int p = 0; p < R; ++p) {
+    const std::size_t r = block + static_cast<std::size_t>(p), row = (pi + static_cast<std::size_t>(p)) * Lanes;
+    const __m256d dv = _mm256_set1_pd(d[p]);
+    // Unordered-or-unequal: a NaN counts as non-zero, as it does for x != 0.
+    __m256d nz = _mm256_cmp_pd(acc[p], zero, _CMP_NEQ_UQ);
+    if constexpr (!Inside)
+      nz = _mm256_and_pd(nz, HalfMask(live[p]));
+    const __m256d quotient = _mm256_and_pd(_mm256_div_pd(acc[p], dv), nz);
+    const __m256d stored = _mm256_blendv_pd(acc[p], quotient, nz);
+    if constexpr (Inside)
+      _mm256_storeu_pd(rows[r].values + (c0 - r), stored);
+    else
+      _mm256_maskstore_pd(BandElementAddress(rows[r].values, r, c0), _mm256_castpd_si256(HalfMask(live[p])), stored);
+    _mm256_store_pd(u + g * P.stride + row + 4 * h, quotient);
+    _mm256_store_pd(f + g * P.stride + row + 4 * h, _mm256_and_pd(_mm256_mul_pd(quotient, dv), nz));
+    const unsigned bits = static_cast<unsigned>(_mm256_movemask_pd(nz));
+    std::uint8_t& flagsOut = mask[(pi + static_cast<std::size_t>(p)) * P.groups + g];
+    flagsOut = static_cast<std::uint8_t>(h == 0 ? bits : flagsOut | bits << 4);
+    for (unsigned zeros = live[p] & ~bits; zeros != 0; zeros &= zeros - 1)
+      rowSkip[c0 - P.col0 + static_cast<unsigned>(__builtin_ctz(zeros))] = 1;
+#pragma GCC unroll 8
+    for (int q = p + 1; q < R; ++q)
+      if ((flags[p] >> q) & 1u)
+        acc[q] = _mm256_blendv_pd(acc[q], _mm256_sub_pd(acc[q], _mm256_mul_pd(quotient, _mm256_set1_pd(fq[p][q]))),
+                                  nz);
+  }
+}
+
+} // namespace
+
+ZEL_AVX2 void BandBlockRestAvx2(const BandPanel& P, std::size_t block, double* u, double* f, std::uint8_t* mask,
+                                std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
+  const std::size_t pi = block - P.col0, gDiag = pi / Lanes;
+  double d[8], fq[8][8] = {};
+  std::uint8_t flags[8];
+  for (std::size_t p = 0; p < 8; ++p) {
+    d[p] = rows[block + p].values[0];
+    flags[p] = P.mask[(pi + p) * P.groups + gDiag];
+    for (std::size_t q = p + 1; q < 8; ++q)
+      fq[p][q] = P.f[gDiag * P.stride + (pi + p) * Lanes + q];
+  }
+  // Reaches never decrease: the block's first row stops first.
+  const std::size_t shortest = block + rows[block].count - 1;
+  for (std::size_t g = gDiag + 1; g < P.groups; ++g)
+    for (unsigned h = 0; h < 2; ++h) {
+      if (P.col0 + Lanes * g + 4 * h + 3 <= shortest)
+        BlockHalf<true>(P, block, g, h, d, fq, flags, u, f, mask, rowSkip, rows);
+      else
+        BlockHalf<false>(P, block, g, h, d, fq, flags, u, f, mask, rowSkip, rows);
+    }
+}
+
 // The lanes of the substitution, as the AVX-512 ones, in two halves of four
 // lanes; a lane whose component is zero keeps its value by a blend.
 ZEL_AVX2 void BandLanesForwardAvx2(std::size_t n, const GAUSS_TAPE* rows, double* x) {
@@ -252,6 +332,10 @@ void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb, std::siz
 void BandFinishAvx2(double* values, std::size_t count, std::size_t column, std::size_t groups, std::size_t stride,
                     double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip) {
   BandFinishGeneric(values, count, column, groups, stride, u, f, mask, rowSkip);
+}
+void BandBlockRestAvx2(const BandPanel& P, std::size_t block, double* u, double* f, std::uint8_t* mask,
+                       std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
+  BandBlockRestGeneric(P, block, u, f, mask, rowSkip, rows);
 }
 void BandLanesForwardAvx2(std::size_t n, const GAUSS_TAPE* rows, double* x) { BandLanesForwardGeneric(n, rows, x); }
 void BandLanesBackwardAvx2(std::size_t n, const GAUSS_TAPE* rows, double* x) { BandLanesBackwardGeneric(n, rows, x); }

@@ -129,6 +129,8 @@ using BandBlockRestFn = void (*)(const BandPanel& panel, std::size_t block, doub
 
 void BandBlockRestGeneric(const BandPanel& panel, std::size_t block, double* u, double* f, std::uint8_t* mask,
                           std::uint8_t* rowSkip, GAUSS_TAPE* rows);
+void BandBlockRestAvx2(const BandPanel& panel, std::size_t block, double* u, double* f, std::uint8_t* mask,
+                       std::uint8_t* rowSkip, GAUSS_TAPE* rows);
 void BandBlockRestAvx512(const BandPanel& panel, std::size_t block, double* u, double* f, std::uint8_t* mask,
                          std::uint8_t* rowSkip, GAUSS_TAPE* rows);
 
