@@ -1,6 +1,6 @@
-// AVX2 kernels of the blocked band factorisation: full groups of eight
-// columns in vector registers, a lane left unchanged by a blend where its
-// flag is clear; the edges go element by element.
+// AVX2 kernels of the blocked band factorisation: groups of eight columns
+// in vector registers, a lane left unchanged by a blend where its flag is
+// clear; lanes outside a row's storage are masked out of loads and stores.
 
 #include "zeltools/numerics/internal/band_blocked.h"
 #include "zeltools/numerics/internal/band_lanes.h"
@@ -35,20 +35,27 @@ ZEL_AVX2 inline __m256d HalfMask(unsigned bits) {
   return _mm256_castsi256_pd(_mm256_load_si256(reinterpret_cast<const __m256i*>(halfMasks.bits[bits])));
 }
 
-// Rows r0 … r0+R−1, group g, from panel rows [pa, pb), the lanes of `live`
-// only (a single row whose diagonal or band end lies inside the group has
-// lanes outside; they are neither loaded nor stored). The factors and the
-// flags are read through pointers that advance by one panel row each step,
-// not through the panel's index arithmetic, which cost more than the
-// floating-point work of the step. With Dense every flag of the group is set
-// in every panel row, and the plain subtraction replaces the blend.
+// Rows r0 … r0+R−1, group g, from panel rows [pa, pb), each row's lanes
+// from its diagonal to column `cLast` only (rows whose diagonal lies inside
+// the group, or a group that the reach ends inside, have lanes outside; they
+// are neither loaded nor stored, and what the steps compute in them is
+// dropped). The factors and the flags are read through pointers that
+// advance by one panel row each step, not through the panel's index
+// arithmetic, which cost more than the floating-point work of the step. With
+// Dense every flag of the group is set in every panel row, and the plain
+// subtraction replaces the blend.
 template <int R, bool Skips, bool Dense>
 ZEL_AVX2 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t r0, std::size_t g,
-                   unsigned live, GAUSS_TAPE* rows) {
+                   std::size_t cLast, GAUSS_TAPE* rows) {
   const std::size_t c0 = P.col0 + Lanes * g;
-  const bool whole = live == 0xFFu;
-  const __m256i liveLo = _mm256_castpd_si256(HalfMask(live & 15u)),
-                liveHi = _mm256_castpd_si256(HalfMask((live >> 4) & 15u));
+  unsigned live[R], anyLive = 0, allLive = 0xFFu;
+#pragma GCC unroll 8
+  for (int s = 0; s < R; ++s) {
+    live[s] = BandLaneRange(c0, r0 + static_cast<std::size_t>(s), cLast);
+    anyLive |= live[s];
+    allLive &= live[s];
+  }
+  const bool whole = allLive == 0xFFu;
   __m256d lo[R], hi[R];
   double* low[R];
   double* high[R];
@@ -60,8 +67,8 @@ ZEL_AVX2 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size
     const std::size_t r = r0 + static_cast<std::size_t>(s);
     low[s] = BandElementAddress(rows[r].values, r, c0);
     high[s] = BandElementAddress(rows[r].values, r, c0 + 4);
-    lo[s] = whole ? _mm256_loadu_pd(low[s]) : _mm256_maskload_pd(low[s], liveLo);
-    hi[s] = whole ? _mm256_loadu_pd(high[s]) : _mm256_maskload_pd(high[s], liveHi);
+    lo[s] = whole ? _mm256_loadu_pd(low[s]) : _mm256_maskload_pd(low[s], _mm256_castpd_si256(HalfMask(live[s] & 15u)));
+    hi[s] = whole ? _mm256_loadu_pd(high[s]) : _mm256_maskload_pd(high[s], _mm256_castpd_si256(HalfMask(live[s] >> 4)));
     f[s] = P.f + P.At(pa, r);
     flagGroup[s] = (r - P.col0) / 8;
     flagBit[s] = static_cast<unsigned>((r - P.col0) % 8);
@@ -69,7 +76,7 @@ ZEL_AVX2 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size
   const double* u = P.u + g * P.stride + (pa - P.col0) * 8;
   const std::uint8_t* mask = P.mask + (pa - P.col0) * P.groups;
   for (std::size_t q = 0; q < pb - pa; ++q, u += 8, mask += P.groups) {
-    const unsigned mk = Dense ? 0xFFu : mask[g] & live;
+    const unsigned mk = Dense ? 0xFFu : mask[g] & anyLive;
     if (mk == 0)
       continue;
     const __m256d uLo = _mm256_load_pd(u), uHi = _mm256_load_pd(u + 4);
@@ -95,8 +102,8 @@ ZEL_AVX2 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size
       _mm256_storeu_pd(low[s], lo[s]);
       _mm256_storeu_pd(high[s], hi[s]);
     } else {
-      _mm256_maskstore_pd(low[s], liveLo, lo[s]);
-      _mm256_maskstore_pd(high[s], liveHi, hi[s]);
+      _mm256_maskstore_pd(low[s], _mm256_castpd_si256(HalfMask(live[s] & 15u)), lo[s]);
+      _mm256_maskstore_pd(high[s], _mm256_castpd_si256(HalfMask(live[s] >> 4)), hi[s]);
     }
   }
 }
@@ -113,50 +120,39 @@ ZEL_AVX2 void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb,
     const std::size_t last = std::min(rLast, cLast);
     if (rFirst > last)
       continue;
-    // Whole groups of rows that start at or before the group, unless the
-    // matrix's reach ends inside it, go through the vector tile.
+    // Inside a filled band every panel row sets every flag of the group:
+    // then the tiles need no blends.
+    bool dense = true;
+    for (std::size_t p = pa; p < pb && dense; ++p)
+      dense = P.mask[(p - P.col0) * P.groups + g] == 0xFF;
+    const std::size_t fullLast = std::min(last, c0); // rows that start at or before the group
     std::size_t r = rFirst;
-    if (cLast == c0 + Lanes - 1) {
-      const std::size_t fullLast = std::min(last, c0);
-      // Inside a filled band every panel row sets every flag of the group:
-      // then the tiles need no blends.
-      bool dense = true;
-      for (std::size_t p = pa; p < pb && dense; ++p)
-        dense = P.mask[(p - P.col0) * P.groups + g] == 0xFF;
-      for (; r + RowsPerTile - 1 <= fullLast; r += RowsPerTile) {
-        // The tiles go down a group of columns, from row to row, which the
-        // hardware does not foresee: the rows two tiles on are fetched while
-        // this one is computed.
-        if (r + 3 * RowsPerTile - 1 <= fullLast)
-          for (std::size_t t = r + 2 * RowsPerTile; t < r + 3 * RowsPerTile; ++t) {
-            const double* at = rows[t].values + (c0 - t);
-            PrefetchLine(at);
-            PrefetchLine(at + Lanes - 1);
-          }
-        const std::uint8_t* rs = P.rowSkip + (r - P.col0);
-        const bool skips = rs[0] | rs[1] | rs[2] | rs[3];
-        if (skips && dense)
-          Tile<RowsPerTile, true, true>(P, pa, pb, r, g, 0xFFu, rows);
-        else if (skips)
-          Tile<RowsPerTile, true, false>(P, pa, pb, r, g, 0xFFu, rows);
-        else if (dense)
-          Tile<RowsPerTile, false, true>(P, pa, pb, r, g, 0xFFu, rows);
-        else
-          Tile<RowsPerTile, false, false>(P, pa, pb, r, g, 0xFFu, rows);
-      }
-      for (; r <= fullLast; ++r) {
-        if (P.rowSkip[r - P.col0])
-          Tile<1, true, false>(P, pa, pb, r, g, 0xFFu, rows);
-        else
-          Tile<1, false, false>(P, pa, pb, r, g, 0xFFu, rows);
-      }
+    for (; r + RowsPerTile - 1 <= last; r += RowsPerTile) {
+      // The tiles go down a group of columns, from row to row, which the
+      // hardware does not foresee: the rows two tiles on are fetched while
+      // this one is computed.
+      if (r + 3 * RowsPerTile - 1 <= fullLast)
+        for (std::size_t t = r + 2 * RowsPerTile; t < r + 3 * RowsPerTile; ++t) {
+          const double* at = rows[t].values + (c0 - t);
+          PrefetchLine(at);
+          PrefetchLine(at + Lanes - 1);
+        }
+      const std::uint8_t* rs = P.rowSkip + (r - P.col0);
+      const bool skips = rs[0] | rs[1] | rs[2] | rs[3];
+      if (skips && dense)
+        Tile<RowsPerTile, true, true>(P, pa, pb, r, g, cLast, rows);
+      else if (skips)
+        Tile<RowsPerTile, true, false>(P, pa, pb, r, g, cLast, rows);
+      else if (dense)
+        Tile<RowsPerTile, false, true>(P, pa, pb, r, g, cLast, rows);
+      else
+        Tile<RowsPerTile, false, false>(P, pa, pb, r, g, cLast, rows);
     }
     for (; r <= last; ++r) {
-      const unsigned live = BandLaneRange(c0, r, cLast);
       if (P.rowSkip[r - P.col0])
-        Tile<1, true, false>(P, pa, pb, r, g, live, rows);
+        Tile<1, true, false>(P, pa, pb, r, g, cLast, rows);
       else
-        Tile<1, false, false>(P, pa, pb, r, g, live, rows);
+        Tile<1, false, false>(P, pa, pb, r, g, cLast, rows);
     }
   }
 }
