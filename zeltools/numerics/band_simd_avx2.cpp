@@ -108,6 +108,18 @@ ZEL_AVX2 void Tile(const BandPanel& P, std::size_t pa, std::size_t pb, std::size
   }
 }
 
+// The tile from panel rows [pa, denseFrom) with blends, then from
+// [denseFrom, pb), whose rows set every flag of the group, without: every
+// element still takes the panel rows in increasing order.
+template <int R, bool Skips>
+ZEL_AVX2 void Tiles(const BandPanel& P, std::size_t pa, std::size_t denseFrom, std::size_t pb, std::size_t r0,
+                    std::size_t g, std::size_t cLast, GAUSS_TAPE* rows) {
+  if (pa < denseFrom)
+    Tile<R, Skips, false>(P, pa, denseFrom, r0, g, cLast, rows);
+  if (denseFrom < pb)
+    Tile<R, Skips, true>(P, denseFrom, pb, r0, g, cLast, rows);
+}
+
 } // namespace
 
 ZEL_AVX2 void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb, std::size_t rFirst,
@@ -120,11 +132,11 @@ ZEL_AVX2 void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb,
     const std::size_t last = std::min(rLast, cLast);
     if (rFirst > last)
       continue;
-    // Inside a filled band every panel row sets every flag of the group:
-    // then the tiles need no blends.
-    bool dense = true;
-    for (std::size_t p = pa; p < pb && dense; ++p)
-      dense = P.mask[(p - P.col0) * P.groups + g] == 0xFF;
+    // Panel rows reach farther as they go down: the last ones set every
+    // flag of the group, and their steps need no blends.
+    std::size_t denseFrom = pb;
+    while (denseFrom > pa && P.mask[(denseFrom - 1 - P.col0) * P.groups + g] == 0xFF)
+      --denseFrom;
     const std::size_t fullLast = std::min(last, c0); // rows that start at or before the group
     std::size_t r = rFirst;
     for (; r + RowsPerTile - 1 <= last; r += RowsPerTile) {
@@ -139,20 +151,16 @@ ZEL_AVX2 void BandUpdateAvx2(const BandPanel& P, std::size_t pa, std::size_t pb,
         }
       const std::uint8_t* rs = P.rowSkip + (r - P.col0);
       const bool skips = rs[0] | rs[1] | rs[2] | rs[3];
-      if (skips && dense)
-        Tile<RowsPerTile, true, true>(P, pa, pb, r, g, cLast, rows);
-      else if (skips)
-        Tile<RowsPerTile, true, false>(P, pa, pb, r, g, cLast, rows);
-      else if (dense)
-        Tile<RowsPerTile, false, true>(P, pa, pb, r, g, cLast, rows);
+      if (skips)
+        Tiles<RowsPerTile, true>(P, pa, denseFrom, pb, r, g, cLast, rows);
       else
-        Tile<RowsPerTile, false, false>(P, pa, pb, r, g, cLast, rows);
+        Tiles<RowsPerTile, false>(P, pa, denseFrom, pb, r, g, cLast, rows);
     }
     for (; r <= last; ++r) {
       if (P.rowSkip[r - P.col0])
-        Tile<1, true, false>(P, pa, pb, r, g, cLast, rows);
+        Tiles<1, true>(P, pa, denseFrom, pb, r, g, cLast, rows);
       else
-        Tile<1, false, false>(P, pa, pb, r, g, cLast, rows);
+        Tiles<1, false>(P, pa, denseFrom, pb, r, g, cLast, rows);
     }
   }
 }
