@@ -202,14 +202,12 @@ ZEL_AVX2 void BandFinishAvx2(double* values, std::size_t count, std::size_t colu
 namespace {
 
 // Half h of group g (four lanes) of the block's eight rows, as the AVX-512
-// block kernel takes whole groups: fq[p][q] is the factor f(p, q) of block
-// row p for block row q, applied when bit q of flags[p] is set; d[p] is row
-// p's pivot. Inside, every row stores past the half and no lane needs a mask.
-// A lane whose flag is clear keeps its value by a blend.
+// block kernel takes whole groups, with the pivots and factors of D. Inside,
+// every row stores past the half and no lane needs a mask. A lane whose flag
+// is clear keeps its value by a blend.
 template <bool Inside>
-ZEL_AVX2 void BlockHalf(const BandPanel& P, std::size_t block, std::size_t g, unsigned h, const double (&d)[8],
-                        const double (&fq)[8][8], const std::uint8_t (&flags)[8], double* u, double* f,
-                        std::uint8_t* mask, std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
+ZEL_AVX2 void BlockHalf(const BandPanel& P, std::size_t block, std::size_t g, unsigned h, const BandBlockDiagonal& D,
+                        double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
   constexpr int R = 8;
   const __m256d zero = _mm256_setzero_pd();
   const std::size_t pi = block - P.col0, c0 = P.col0 + Lanes * g + 4 * h;
@@ -229,7 +227,7 @@ ZEL_AVX2 void BlockHalf(const BandPanel& P, std::size_t block, std::size_t g, un
 #pragma GCC unroll 8
   for (int p = 0; p < R; ++p) {
     const std::size_t r = block + static_cast<std::size_t>(p), row = (pi + static_cast<std::size_t>(p)) * Lanes;
-    const __m256d dv = _mm256_set1_pd(d[p]);
+    const __m256d dv = _mm256_set1_pd(D.d[p]);
     // Unordered-or-unequal: a NaN counts as non-zero, as it does for x != 0.
     __m256d nz = _mm256_cmp_pd(acc[p], zero, _CMP_NEQ_UQ);
     if constexpr (!Inside)
@@ -249,8 +247,8 @@ ZEL_AVX2 void BlockHalf(const BandPanel& P, std::size_t block, std::size_t g, un
       rowSkip[c0 - P.col0 + static_cast<unsigned>(__builtin_ctz(zeros))] = 1;
 #pragma GCC unroll 8
     for (int q = p + 1; q < R; ++q)
-      if ((flags[p] >> q) & 1u)
-        acc[q] = _mm256_blendv_pd(acc[q], _mm256_sub_pd(acc[q], _mm256_mul_pd(quotient, _mm256_set1_pd(fq[p][q]))),
+      if ((D.flags[p] >> q) & 1u)
+        acc[q] = _mm256_blendv_pd(acc[q], _mm256_sub_pd(acc[q], _mm256_mul_pd(quotient, _mm256_set1_pd(D.fq[p][q]))),
                                   nz);
   }
 }
@@ -260,22 +258,15 @@ ZEL_AVX2 void BlockHalf(const BandPanel& P, std::size_t block, std::size_t g, un
 ZEL_AVX2 void BandBlockRestAvx2(const BandPanel& P, std::size_t block, double* u, double* f, std::uint8_t* mask,
                                 std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
   const std::size_t pi = block - P.col0, gDiag = pi / Lanes;
-  double d[8], fq[8][8] = {};
-  std::uint8_t flags[8];
-  for (std::size_t p = 0; p < 8; ++p) {
-    d[p] = rows[block + p].values[0];
-    flags[p] = P.mask[(pi + p) * P.groups + gDiag];
-    for (std::size_t q = p + 1; q < 8; ++q)
-      fq[p][q] = P.f[gDiag * P.stride + (pi + p) * Lanes + q];
-  }
+  const BandBlockDiagonal D(P, block, rows);
   // Reaches never decrease: the block's first row stops first.
   const std::size_t shortest = block + rows[block].count - 1;
   for (std::size_t g = gDiag + 1; g < P.groups; ++g)
     for (unsigned h = 0; h < 2; ++h) {
       if (P.col0 + Lanes * g + 4 * h + 3 <= shortest)
-        BlockHalf<true>(P, block, g, h, d, fq, flags, u, f, mask, rowSkip, rows);
+        BlockHalf<true>(P, block, g, h, D, u, f, mask, rowSkip, rows);
       else
-        BlockHalf<false>(P, block, g, h, d, fq, flags, u, f, mask, rowSkip, rows);
+        BlockHalf<false>(P, block, g, h, D, u, f, mask, rowSkip, rows);
     }
 }
 

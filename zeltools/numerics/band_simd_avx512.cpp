@@ -220,14 +220,12 @@ ZEL_AVX512 void BandFinishAvx512(double* values, std::size_t count, std::size_t 
 
 namespace {
 
-// Groups g … g + V − 1 of the block's eight rows. fq[p][q] is the factor
-// f(p, q) of block row p for block row q, applied when bit q of flags[p] is
-// set; d[p] is row p's pivot. Inside (every row stores past the groups) the
-// lanes need no masks.
+// Groups g … g + V − 1 of the block's eight rows, with the pivots and
+// factors of D. Inside (every row stores past the groups) the lanes need no
+// masks.
 template <int V, bool Inside>
-ZEL_AVX512 void BlockChunk(const BandPanel& P, std::size_t block, std::size_t g, const double (&d)[8],
-                           const double (&fq)[8][8], const std::uint8_t (&flags)[8], double* u, double* f,
-                           std::uint8_t* mask, std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
+ZEL_AVX512 void BlockChunk(const BandPanel& P, std::size_t block, std::size_t g, const BandBlockDiagonal& D,
+                           double* u, double* f, std::uint8_t* mask, std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
   constexpr int R = 8;
   const __m512d zero = _mm512_setzero_pd();
   const std::size_t pi = block - P.col0;
@@ -251,7 +249,7 @@ ZEL_AVX512 void BlockChunk(const BandPanel& P, std::size_t block, std::size_t g,
 #pragma GCC unroll 8
   for (int p = 0; p < R; ++p) {
     const std::size_t r = block + static_cast<std::size_t>(p);
-    const __m512d dv = _mm512_set1_pd(d[p]);
+    const __m512d dv = _mm512_set1_pd(D.d[p]);
 #pragma GCC unroll 2
     for (int v = 0; v < V; ++v) {
       const std::size_t gv = g + static_cast<std::size_t>(v), c0 = P.col0 + Lanes * gv;
@@ -271,9 +269,9 @@ ZEL_AVX512 void BlockChunk(const BandPanel& P, std::size_t block, std::size_t g,
       MarkZeros(live[p][v] & ~nonZero, rowSkip + Lanes * gv);
 #pragma GCC unroll 8
       for (int q = p + 1; q < R; ++q)
-        if ((flags[p] >> q) & 1u)
+        if ((D.flags[p] >> q) & 1u)
           acc[q][v] = _mm512_mask_sub_pd(acc[q][v], nonZero, acc[q][v],
-                                         _mm512_mul_pd(quotient, _mm512_set1_pd(fq[p][q])));
+                                         _mm512_mul_pd(quotient, _mm512_set1_pd(D.fq[p][q])));
     }
   }
 }
@@ -283,23 +281,16 @@ ZEL_AVX512 void BlockChunk(const BandPanel& P, std::size_t block, std::size_t g,
 ZEL_AVX512 void BandBlockRestAvx512(const BandPanel& P, std::size_t block, double* u, double* f, std::uint8_t* mask,
                                     std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
   const std::size_t pi = block - P.col0, gDiag = pi / Lanes;
-  double d[8], fq[8][8] = {};
-  std::uint8_t flags[8];
-  for (std::size_t p = 0; p < 8; ++p) {
-    d[p] = rows[block + p].values[0];
-    flags[p] = P.mask[(pi + p) * P.groups + gDiag];
-    for (std::size_t q = p + 1; q < 8; ++q)
-      fq[p][q] = P.f[gDiag * P.stride + (pi + p) * Lanes + q];
-  }
+  const BandBlockDiagonal D(P, block, rows);
   // Reaches never decrease: the block's first row stops first.
   const std::size_t shortest = block + rows[block].count - 1;
   std::size_t g = gDiag + 1;
   for (; g + 2 <= P.groups && P.col0 + Lanes * (g + 2) - 1 <= shortest; g += 2)
-    BlockChunk<2, true>(P, block, g, d, fq, flags, u, f, mask, rowSkip, rows);
+    BlockChunk<2, true>(P, block, g, D, u, f, mask, rowSkip, rows);
   for (; g + 2 <= P.groups; g += 2)
-    BlockChunk<2, false>(P, block, g, d, fq, flags, u, f, mask, rowSkip, rows);
+    BlockChunk<2, false>(P, block, g, D, u, f, mask, rowSkip, rows);
   if (g < P.groups)
-    BlockChunk<1, false>(P, block, g, d, fq, flags, u, f, mask, rowSkip, rows);
+    BlockChunk<1, false>(P, block, g, D, u, f, mask, rowSkip, rows);
 }
 
 ZEL_AVX512 void BandForwardRowAvx512(const double* v, std::size_t count, double x, double* b) {

@@ -127,6 +127,25 @@ void BandFinishAvx512(double* values, std::size_t count, std::size_t column, std
 using BandBlockRestFn = void (*)(const BandPanel& panel, std::size_t block, double* u, double* f,
                                  std::uint8_t* mask, std::uint8_t* rowSkip, GAUSS_TAPE* rows);
 
+/// What the vector block kernels take from a block's diagonal group: each
+/// row's pivot d[p], the factor fq[p][q] of block row p for block row q
+/// (q > p) and p's flags there, bit q set where p updates q.
+struct BandBlockDiagonal {
+  double d[8];
+  double fq[8][8] = {};
+  std::uint8_t flags[8];
+
+  BandBlockDiagonal(const BandPanel& P, std::size_t block, const GAUSS_TAPE* rows) {
+    const std::size_t pi = block - P.col0, gDiag = pi / 8;
+    for (std::size_t p = 0; p < 8; ++p) {
+      d[p] = rows[block + p].values[0];
+      flags[p] = P.mask[(pi + p) * P.groups + gDiag];
+      for (std::size_t q = p + 1; q < 8; ++q)
+        fq[p][q] = P.f[gDiag * P.stride + (pi + p) * 8 + q];
+    }
+  }
+};
+
 void BandBlockRestGeneric(const BandPanel& panel, std::size_t block, double* u, double* f, std::uint8_t* mask,
                           std::uint8_t* rowSkip, GAUSS_TAPE* rows);
 void BandBlockRestAvx2(const BandPanel& panel, std::size_t block, double* u, double* f, std::uint8_t* mask,
