@@ -257,13 +257,10 @@ ZEL_AVX2 void BlockHalf(const BandPanel& P, std::size_t block, std::size_t g, un
 
 ZEL_AVX2 void BandBlockRestAvx2(const BandPanel& P, std::size_t block, double* u, double* f, std::uint8_t* mask,
                                 std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
-  const std::size_t pi = block - P.col0, gDiag = pi / Lanes;
   const BandBlockDiagonal D(P, block, rows);
-  // Reaches never decrease: the block's first row stops first.
-  const std::size_t shortest = block + rows[block].count - 1;
-  for (std::size_t g = gDiag + 1; g < P.groups; ++g)
+  for (std::size_t g = D.rest; g < P.groups; ++g)
     for (unsigned h = 0; h < 2; ++h) {
-      if (P.col0 + Lanes * g + 4 * h + 3 <= shortest)
+      if (P.col0 + Lanes * g + 4 * h + 3 <= D.shortest)
         BlockHalf<true>(P, block, g, h, D, u, f, mask, rowSkip, rows);
       else
         BlockHalf<false>(P, block, g, h, D, u, f, mask, rowSkip, rows);

@@ -280,12 +280,9 @@ ZEL_AVX512 void BlockChunk(const BandPanel& P, std::size_t block, std::size_t g,
 
 ZEL_AVX512 void BandBlockRestAvx512(const BandPanel& P, std::size_t block, double* u, double* f, std::uint8_t* mask,
                                     std::uint8_t* rowSkip, GAUSS_TAPE* rows) {
-  const std::size_t pi = block - P.col0, gDiag = pi / Lanes;
   const BandBlockDiagonal D(P, block, rows);
-  // Reaches never decrease: the block's first row stops first.
-  const std::size_t shortest = block + rows[block].count - 1;
-  std::size_t g = gDiag + 1;
-  for (; g + 2 <= P.groups && P.col0 + Lanes * (g + 2) - 1 <= shortest; g += 2)
+  std::size_t g = D.rest;
+  for (; g + 2 <= P.groups && P.col0 + Lanes * (g + 2) - 1 <= D.shortest; g += 2)
     BlockChunk<2, true>(P, block, g, D, u, f, mask, rowSkip, rows);
   for (; g + 2 <= P.groups; g += 2)
     BlockChunk<2, false>(P, block, g, D, u, f, mask, rowSkip, rows);

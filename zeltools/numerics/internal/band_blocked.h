@@ -129,14 +129,18 @@ using BandBlockRestFn = void (*)(const BandPanel& panel, std::size_t block, doub
 
 /// What the vector block kernels take from a block's diagonal group: each
 /// row's pivot d[p], the factor fq[p][q] of block row p for block row q
-/// (q > p) and p's flags there, bit q set where p updates q.
+/// (q > p) and p's flags there, bit q set where p updates q; and where their
+/// work lies: the groups from `rest` on, every row storing up to `shortest`
+/// (reaches never decrease, so the block's first row stops first).
 struct BandBlockDiagonal {
   double d[8];
   double fq[8][8] = {};
   std::uint8_t flags[8];
+  std::size_t rest, shortest;
 
-  BandBlockDiagonal(const BandPanel& P, std::size_t block, const GAUSS_TAPE* rows) {
-    const std::size_t pi = block - P.col0, gDiag = pi / 8;
+  BandBlockDiagonal(const BandPanel& P, std::size_t block, const GAUSS_TAPE* rows)
+      : rest((block - P.col0) / 8 + 1), shortest(block + rows[block].count - 1) {
+    const std::size_t pi = block - P.col0, gDiag = rest - 1;
     for (std::size_t p = 0; p < 8; ++p) {
       d[p] = rows[block + p].values[0];
       flags[p] = P.mask[(pi + p) * P.groups + gDiag];
